@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cutils/properties.h>
+
+#include <ctype.h>
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <inttypes.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace {
+
+// One file per property, named after it, holding the bare value.
+constexpr std::string_view kFolder = "/dev/__properties__/";
+// The dot in front keeps unfinished files apart from every legal name.
+constexpr std::string_view kTemporary = "/dev/__properties__/.set-XXXXXX";
+constexpr size_t kMaxReadBytes = 64 * 1024;
+
+bool isLegalName(const char* key) {
+    if (key == nullptr) return false;
+    const std::string_view name = key;
+    if (name.empty() || name.front() == '.' || name.back() == '.') return false;
+    if (name.find("..") != std::string_view::npos) return false;
+    return std::all_of(name.begin(), name.end(), [](unsigned char c) {
+        return (isascii(c) && isalnum(c)) || strchr(".-_@:", c) != nullptr;
+    });
+}
+
+bool isWriteOnce(std::string_view name) {
+    return name.starts_with("ro.");
+}
+
+std::string pathOf(std::string_view name) {
+    return std::string(kFolder).append(name);
+}
+
+bool readAll(int fd, std::string* out) {
+    char chunk[4096];
+    while (out->size() < kMaxReadBytes) {
+        const ssize_t count = TEMP_FAILURE_RETRY(read(fd, chunk, sizeof(chunk)));
+        if (count < 0) return false;
+        if (count == 0) break;
+        out->append(chunk, count);
+    }
+    return true;
+}
+
+/** The value of a property; empty when it is unset or cannot be read. */
+std::string readValue(const char* key) {
+    if (!isLegalName(key)) return {};
+    const int fd = open(pathOf(key).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0) return {};
+    std::string value;
+    const bool whole = readAll(fd, &value);
+    close(fd);
+    return whole ? value : std::string();
+}
+
+bool writeAll(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = TEMP_FAILURE_RETRY(write(fd, text.data(), text.size()));
+        if (count < 0) return false;
+        text.remove_prefix(count);
+    }
+    return true;
+}
+
+/** An unfinished property file, removed at the end unless it was published. */
+class NewValue {
+  public:
+    NewValue() : mPath(kTemporary), mFd(mkostemp(mPath.data(), O_CLOEXEC)) {}
+    ~NewValue() {
+        if (mFd < 0) return;
+        const int savedErrno = errno;
+        close(mFd);
+        unlink(mPath.c_str());
+        errno = savedErrno;
+    }
+    NewValue(const NewValue&) = delete;
+    NewValue& operator=(const NewValue&) = delete;
+
+    bool fill(std::string_view value) const {
+        return mFd >= 0 && writeAll(mFd, value) && fchmod(mFd, 0644) == 0;
+    }
+
+    bool publish(std::string_view name) const {
+        const std::string path = pathOf(name);
+        // link() never replaces: of several processes that set an "ro." property, one succeeds.
+        if (isWriteOnce(name)) return link(mPath.c_str(), path.c_str()) == 0;
+        return rename(mPath.c_str(), path.c_str()) == 0;
+    }
+
+  private:
+    std::string mPath;
+    const int mFd;
+};
+
+}  // namespace
+
+int property_get(const char* key, char* value, const char* default_value) {
+    std::string text = readValue(key);
+    // A file may hold a zero byte only if something else wrote it; a C string ends there.
+    text.resize(strlen(text.c_str()));
+    if (text.empty() && default_value != nullptr) text = default_value;
+    const size_t length = std::min<size_t>(text.size(), PROPERTY_VALUE_MAX - 1);
+    memcpy(value, text.data(), length);
+    value[length] = '\0';
+    return static_cast<int>(length);
+}
+
+int8_t property_get_bool(const char* key, int8_t default_value) {
+    constexpr std::string_view kTrue[] = {"1", "y", "yes", "true", "on"};
+    constexpr std::string_view kFalse[] = {"0", "n", "no", "false", "off"};
+    char value[PROPERTY_VALUE_MAX];
+    property_get(key, value, "");
+    if (std::ranges::count(kTrue, value) != 0) return 1;
+    if (std::ranges::count(kFalse, value) != 0) return 0;
+    return default_value;
+}
+
+int32_t property_get_int32(const char* key, int32_t default_value) {
+    char value[PROPERTY_VALUE_MAX];
+    property_get(key, value, "");
+    char* end = nullptr;
+    errno = 0;
+    const intmax_t number = strtoimax(value, &end, 0);
+    if (end == value || errno == ERANGE) return default_value;
+    if (number < INT32_MIN || number > INT32_MAX) return default_value;
+    return static_cast<int32_t>(number);
+}
+
+int property_set(const char* key, const char* value) {
+    const std::string_view text = value == nullptr ? "" : value;
+    const bool tooLong = text.size() >= PROPERTY_VALUE_MAX;
+    if (!isLegalName(key) || (tooLong && !isWriteOnce(key)) || text.size() > kMaxReadBytes) {
+        errno = EINVAL;
+        return -1;
+    }
+    const NewValue next;
+    return next.fill(text) && next.publish(key) ? 0 : -1;
+}
+
+int property_list(void (*propfn)(const char* key, const char* value, void* cookie), void* cookie) {
+    DIR* folder = opendir(std::string(kFolder).c_str());
+    if (folder == nullptr) return -1;
+    while (const dirent* entry = readdir(folder)) {
+        if (!isLegalName(entry->d_name)) continue;
+        propfn(entry->d_name, readValue(entry->d_name).c_str(), cookie);
+    }
+    closedir(folder);
+    return 0;
+}
