@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <android/log.h>
+#include <errno.h>
+#include <poll.h>
+#include <pthread.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <transport/Domain.h>
+
+#include <mutex>
+#include <unordered_map>
+
+#include "Fork.h"
+#include "Log.h"
+#include "Rendezvous.h"
+#include "Session.h"
+#include "ThreadPool.h"
+
+namespace transport {
+
+namespace {
+
+bool gForkedChild = false;
+
+/** Begins a session for everybody who connects to a service. */
+class Listener final : public Endpoint {
+  public:
+    Listener(ThreadPool& pool, Claim claim, std::shared_ptr<Object> object)
+          : mPool(pool), mClaim(std::move(claim)), mObject(std::move(object)) {}
+
+    int descriptor() const { return mClaim.socket.get(); }
+
+    bool handleReady() override {
+        FileDescriptor control(accept4(mClaim.socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (control.isValid()) {
+            Session::begin(mPool, std::move(control), mObject);
+        } else if (errno != EINTR && errno != EAGAIN && errno != ECONNABORTED) {
+            __android_log_print(ANDROID_LOG_ERROR, kLogTag, "accept4: %s", strerror(errno));
+            // Usually there is no descriptor left: without a pause this would spin until one is.
+            poll(nullptr, 0, 100);
+        }
+        return true;
+    }
+
+  private:
+    ThreadPool& mPool;
+    const Claim mClaim;
+    const std::shared_ptr<Object> mObject;
+};
+
+}  // namespace
+
+void watchForks() {
+    pthread_atfork(nullptr, nullptr, [] { gForkedChild = true; });
+}
+
+bool isForkedChild() {
+    return gForkedChild;
+}
+
+void abortInForkedChild() {
+    if (!gForkedChild) return;
+    __android_log_print(ANDROID_LOG_FATAL, kLogTag, "binder used in a forked child");
+    abort();
+}
+
+struct Domain::State {
+    State(const char* prefixOfAll, size_t maxThreads) : prefix(prefixOfAll), pool(maxThreads) {}
+
+    const std::string prefix;
+    ThreadPool pool;
+    std::mutex lock;  // guards the names
+    std::unordered_map<std::string, std::shared_ptr<Object>> published;
+};
+
+// Both stay for ever: pool threads may still run while static objects are destroyed.
+Domain& Domain::binder() {
+    static Domain& domain = *new Domain("binder", 15);
+    return domain;
+}
+
+Domain& Domain::hwbinder() {
+    static Domain& domain = *new Domain("hwbinder", 1);
+    return domain;
+}
+
+Domain::Domain(const char* prefix, size_t maxThreads) : mState(new State(prefix, maxThreads)) {
+    static std::once_flag once;
+    std::call_once(once, watchForks);
+}
+
+android::status_t Domain::publish(const std::string& name, std::shared_ptr<Object> object) {
+    abortInForkedChild();
+    std::lock_guard lock(mState->lock);
+    if (mState->published.contains(name)) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                            "service %s: already served by this process", name.c_str());
+        return android::ALREADY_EXISTS;
+    }
+    Claim claim;
+    const android::status_t status = claimAddress(mState->prefix, name, &claim);
+    if (status != android::OK) return status;
+    auto listener = std::make_shared<Listener>(mState->pool, std::move(claim), object);
+    if (mState->pool.add(listener, listener->descriptor()) == 0) return android::UNKNOWN_ERROR;
+    mState->published.emplace(name, std::move(object));
+    return android::OK;
+}
+
+std::shared_ptr<Object> Domain::lookup(const std::string& name) {
+    abortInForkedChild();
+    {
+        std::lock_guard lock(mState->lock);
+        auto own = mState->published.find(name);
+        if (own != mState->published.end()) return own->second;
+    }
+    FileDescriptor control = connectTo(mState->prefix, name);
+    if (!control.isValid()) return nullptr;
+    const auto session = Session::begin(mState->pool, std::move(control), nullptr);
+    return session != nullptr ? session->rootProxy() : nullptr;
+}
+
+void Domain::configureThreads(size_t maxThreads, bool callerWillJoin) {
+    abortInForkedChild();
+    mState->pool.configure(maxThreads, callerWillJoin);
+}
+
+void Domain::startThreads() {
+    abortInForkedChild();
+    mState->pool.start();
+}
+
+void Domain::joinThreads() {
+    abortInForkedChild();
+    mState->pool.join();
+}
+
+}  // namespace transport

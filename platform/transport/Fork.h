@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace transport {
+
+/** Makes children of `fork()` know what they are, from now on. */
+void watchForks();
+
+/** True in a child that was forked from a process that uses this layer. */
+bool isForkedChild();
+
+/** Ends such a child: its copies of locks and sockets are its parent's. */
+void abortInForkedChild();
+
+}  // namespace transport

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Rendezvous.h"
+
+#include <android/log.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "Log.h"
+
+namespace transport {
+
+namespace {
+
+constexpr int kBacklog = 128;
+
+// Names contain slashes and may contain dots; the escape character keeps the mapping one to one.
+std::string addressOf(const std::string& domain, const std::string& name) {
+    std::string path = "/dev/socket/" + domain + ".";
+    for (char c : name) {
+        if (c == '/') {
+            path += "%2F";
+        } else if (c == '%') {
+            path += "%25";
+        } else {
+            path += c;
+        }
+    }
+    return path;
+}
+
+bool fill(const std::string& path, sockaddr_un* address) {
+    *address = {};
+    address->sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address->sun_path)) return false;
+    memcpy(address->sun_path, path.c_str(), path.size());
+    return true;
+}
+
+android::status_t fail(const std::string& name, const char* what, android::status_t status) {
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "service %s: %s", name.c_str(), what);
+    return status;
+}
+
+}  // namespace
+
+android::status_t claimAddress(const std::string& domain, const std::string& name, Claim* claim) {
+    const std::string path = addressOf(domain, name);
+    sockaddr_un address;
+    if (name.empty() || name.find('\0') != std::string::npos || !fill(path, &address)) {
+        return fail(name, "no valid name", android::BAD_VALUE);
+    }
+    // No escaped name can end like this. A record lock dies with the process that took it, even
+    // while a forked child lives on, so the lock tells a living owner from a stale socket.
+    const std::string lockPath = path + "%lock";
+    Claim taken;
+    taken.lock = FileDescriptor(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!taken.lock.isValid()) return fail(name, strerror(errno), -errno);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (fcntl(taken.lock.get(), F_SETLK, &whole) != 0) {
+        const bool isTaken = errno == EAGAIN || errno == EACCES;
+        return isTaken ? fail(name, "already served by another process", android::ALREADY_EXISTS)
+                       : fail(name, strerror(errno), -errno);
+    }
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) return fail(name, strerror(errno), -errno);
+    taken.socket = FileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!taken.socket.isValid() ||
+        bind(taken.socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+        listen(taken.socket.get(), kBacklog) != 0) {
+        return fail(name, strerror(errno), -errno);
+    }
+    *claim = std::move(taken);
+    return android::OK;
+}
+
+FileDescriptor connectTo(const std::string& domain, const std::string& name) {
+    sockaddr_un address;
+    if (!fill(addressOf(domain, name), &address)) return {};
+    FileDescriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    int result;
+    do {
+        result = connect(connection.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address));
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? std::move(connection) : FileDescriptor();
+}
+
+}  // namespace transport

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <transport/Object.h>
+#include <utils/Errors.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+namespace transport {
+
+/**
+ * A family of services with the threads that serve them. Each process has two, as on a device, and
+ * keeps them to its end.
+ *
+ * Like on a device, a child made by `fork()` after the first use of a domain must not call into it
+ * and is aborted when it does; dropping proxies there is harmless and reaches nobody.
+ */
+class Domain {
+  public:
+    /** The framework's services (`libbinder`, `libbinder_ndk`). Serves with up to 15 threads. */
+    static Domain& binder();
+    /** The hardware services (`libhidlbase`). Serves with one thread. */
+    static Domain& hwbinder();
+
+    Domain(const Domain&) = delete;
+    Domain& operator=(const Domain&) = delete;
+
+    /**
+     * Offers `object` under `name` until the process ends. A name that a living process serves is
+     * refused with `ALREADY_EXISTS`, one that makes no valid address with `BAD_VALUE`; both with an
+     * error line. What a dead process left behind is taken over.
+     */
+    android::status_t publish(const std::string& name, std::shared_ptr<Object> object);
+
+    /** The object of this process, a proxy of another's, or null. Waits for nothing. */
+    std::shared_ptr<Object> lookup(const std::string& name);
+
+    /**
+     * Sets how many threads serve calls. With `callerWillJoin` the thread that calls
+     * `joinThreads()` is one of them, else it comes on top. Threads that run already stay.
+     */
+    void configureThreads(size_t maxThreads, bool callerWillJoin);
+
+    /**
+     * Lets calls be served: a first thread now, each further one when all others are busy. A call
+     * that finds the maximum busy waits. Has no effect on threads that run already.
+     */
+    void startThreads();
+
+    /** Serves on the calling thread; returns only when the system gives no events any more. */
+    void joinThreads();
+
+  private:
+    Domain(const char* prefix, size_t maxThreads);
+    ~Domain() = delete;
+
+    struct State;
+    State* const mState;
+};
+
+}  // namespace transport
