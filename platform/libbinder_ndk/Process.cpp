@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <binder/IPCThreadState.h>
+#include <binder/IServiceManager.h>
+#include <binder/ProcessState.h>
+
+#include "Internal.h"
+
+using ::android::defaultServiceManager;
+using ::android::ProcessState;
+using ::android::String16;
+
+binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
+    if (binder == nullptr || instance == nullptr) return EX_ILLEGAL_ARGUMENT;
+    switch (defaultServiceManager()->addService(String16(instance), binder->binder())) {
+        case STATUS_OK:
+            return EX_NONE;
+        case STATUS_BAD_VALUE:
+            return EX_ILLEGAL_ARGUMENT;
+        default:
+            return EX_ILLEGAL_STATE;
+    }
+}
+
+AIBinder* AServiceManager_checkService(const char* instance) {
+    if (instance == nullptr) return nullptr;
+    return AIBinder_fromPlatformBinder(defaultServiceManager()->checkService(String16(instance)));
+}
+
+AIBinder* AServiceManager_waitForService(const char* instance) {
+    return AServiceManager_checkService(instance);
+}
+
+bool ABinderProcess_setThreadPoolMaxThreadCount(uint32_t numThreads) {
+    return ProcessState::self()->setThreadPoolMaxThreadCount(numThreads) == android::OK;
+}
+
+void ABinderProcess_startThreadPool() {
+    ProcessState::self()->startThreadPool();
+}
+
+void ABinderProcess_joinThreadPool() {
+    android::IPCThreadState::self()->joinThreadPool();
+}

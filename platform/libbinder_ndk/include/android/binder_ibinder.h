@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <android/binder_parcel.h>
+#include <android/binder_status.h>
+#include <stdint.h>
+
+typedef uint32_t transaction_code_t;
+typedef uint32_t binder_flags_t;
+
+enum : transaction_code_t {
+    FIRST_CALL_TRANSACTION = 0x00000001,
+    LAST_CALL_TRANSACTION = 0x00ffffff,
+};
+
+/** An object that can be called from any process. Counted; functions that give one count it. */
+struct AIBinder;
+/** Does not keep the object alive. */
+struct AIBinder_Weak;
+/** What the objects of one interface have in common. Made once, never destroyed. */
+struct AIBinder_Class;
+
+/** Makes an object's user data of what was given to `AIBinder_new()`. */
+typedef void* (*AIBinder_Class_onCreate)(void* args);
+typedef void (*AIBinder_Class_onDestroy)(void* userData);
+/** Serves one call; may run on several threads at once. */
+typedef binder_status_t (*AIBinder_Class_onTransact)(AIBinder* binder, transaction_code_t code,
+                                                     const AParcel* in, AParcel* out);
+
+AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
+                                      AIBinder_Class_onCreate onCreate,
+                                      AIBinder_Class_onDestroy onDestroy,
+                                      AIBinder_Class_onTransact onTransact);
+
+AIBinder* AIBinder_new(const AIBinder_Class* clazz, void* args);
+void AIBinder_incStrong(AIBinder* binder);
+void AIBinder_decStrong(AIBinder* binder);
+
+AIBinder_Weak* AIBinder_Weak_new(AIBinder* binder);
+void AIBinder_Weak_delete(AIBinder_Weak* weakBinder);
+/** Null when the object is gone. */
+AIBinder* AIBinder_Weak_promote(AIBinder_Weak* weakBinder);
+
+bool AIBinder_isRemote(const AIBinder* binder);
+bool AIBinder_isAlive(const AIBinder* binder);
+binder_status_t AIBinder_ping(AIBinder* binder);
+
+/** Null for an object that was made elsewhere and has no class yet. */
+const AIBinder_Class* AIBinder_getClass(AIBinder* binder);
+/** Null unless `AIBinder_new()` made the object in this process. */
+void* AIBinder_getUserData(AIBinder* binder);
+/** Settles the class of an object from elsewhere. False when its interface is another one. */
+bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz);
+
+/** Makes the parcel for a call; the object needs a class. */
+binder_status_t AIBinder_prepareTransaction(AIBinder* binder, AParcel** in);
+/** Calls and waits. Takes `in` over in every case; `out` belongs to the caller. `flags` is 0. */
+binder_status_t AIBinder_transact(AIBinder* binder, transaction_code_t code, AParcel** in,
+                                  AParcel** out, binder_flags_t flags);

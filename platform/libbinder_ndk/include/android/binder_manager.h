@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <android/binder_ibinder.h>
+#include <android/binder_status.h>
+
+/**
+ * Offers an object for the life of this process; calls are served once the pool is started.
+ * Fails with `EX_ILLEGAL_STATE` when a living process offers the name, and with
+ * `EX_ILLEGAL_ARGUMENT` when it is no valid name or there is no object.
+ */
+__attribute__((warn_unused_result)) binder_exception_t AServiceManager_addService(
+        AIBinder* binder, const char* instance);
+
+/** Gives a reference to the caller, or null when nobody offers the name. Does not wait. */
+__attribute__((warn_unused_result)) AIBinder* AServiceManager_checkService(const char* instance);
+
+/**
+ * The same as `AServiceManager_checkService()`: nothing here starts a service because somebody asks
+ * for it, so whoever wants to wait asks again.
+ */
+__attribute__((warn_unused_result)) AIBinder* AServiceManager_waitForService(const char* instance);

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <stddef.h>
+#include <utils/RefBase.h>
+
+#include <string>
+
+namespace android::hardware {
+
+/** Text of a HIDL call. Owns its bytes; a null pointer makes it empty. */
+class hidl_string {
+  public:
+    hidl_string() = default;
+    hidl_string(const char* text) : mText(text != nullptr ? text : "") {}
+    hidl_string(const char* text, size_t length) : mText(text, length) {}
+    hidl_string(const std::string& text) : mText(text) {}
+
+    const char* c_str() const { return mText.c_str(); }
+    size_t size() const { return mText.size(); }
+    bool empty() const { return mText.empty(); }
+    operator std::string() const { return mText; }
+
+    bool operator==(const hidl_string& other) const = default;
+    bool operator<(const hidl_string& other) const { return mText < other.mText; }
+
+  private:
+    std::string mText;
+};
+
+inline bool operator==(const hidl_string& text, const char* other) {
+    return text == hidl_string(other);
+}
+
+namespace details {
+
+/** Writes one fatal line and ends the process. */
+[[noreturn]] void logAlwaysFatal(const char* message);
+
+}  // namespace details
+
+}  // namespace android::hardware

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <vendor/morvantic/hardware/zul/zulengine/1.0/IZul.h>
+#include <vendor/morvantic/hardware/zul/zulengine/1.0/IZulClientCallback.h>
+
+#include "HidlMarshalling.h"
+#include "TransactionCodes.h"
+
+using namespace hidl_codes;
+using ::android::sp;
+using ::android::status_t;
+using ::android::hardware::hidl_string;
+using ::android::hardware::Return;
+using ::android::hardware::details::serve;
+using ::transport::Message;
+
+namespace V1_0 = ::vendor::morvantic::hardware::zul::zulengine::V1_0;
+
+namespace android::hardware::details {
+
+template <>
+class BpHw<V1_0::IZulClientCallback> final : public BpHwBase<V1_0::IZulClientCallback> {
+  public:
+    using BpHwBase::BpHwBase;
+
+    Return<void> onRunSimpZULCallback(const hidl_string& sceneType, int32_t pid) override {
+        return call<void>(IZulClientCallback_onRunSimpZULCallback, sceneType, pid);
+    }
+    Return<void> onRunZULCallback(const hidl_string& sceneType, int64_t flag, int32_t pid,
+                                  const hidl_string& extraInfo) override {
+        return call<void>(IZulClientCallback_onRunZULCallback, sceneType, flag, pid, extraInfo);
+    }
+    Return<void> onRunSimpMultiPidZULCallback(const hidl_string& sceneType,
+                                              const hidl_string& multiPid) override {
+        return call<void>(IZulClientCallback_onRunSimpMultiPidZULCallback, sceneType, multiPid);
+    }
+    Return<void> onRunMultiPidZULCallback(const hidl_string& sceneType, int64_t flag,
+                                          const hidl_string& multiPid,
+                                          const hidl_string& extraInfo) override {
+        return call<void>(IZulClientCallback_onRunMultiPidZULCallback, sceneType, flag, multiPid,
+                          extraInfo);
+    }
+};
+
+template <>
+class BpHw<V1_0::IZul> final : public BpHwBase<V1_0::IZul> {
+  public:
+    using BpHwBase::BpHwBase;
+
+    Return<void> reserved1() override { return call<void>(IZul_reserved1); }
+    Return<void> reserved2() override { return call<void>(IZul_reserved2); }
+    Return<void> reserved3() override { return call<void>(IZul_reserved3); }
+    Return<void> reserved4() override { return call<void>(IZul_reserved4); }
+    Return<int32_t> getThreadNumber() override { return call<int32_t>(IZul_getThreadNumber); }
+    Return<void> registerClientCallback(const sp<V1_0::IZulClientCallback>& callback) override {
+        return call<void>(IZul_registerClientCallback, callback);
+    }
+};
+
+}  // namespace android::hardware::details
+
+namespace vendor::morvantic::hardware::zul::zulengine::V1_0 {
+
+const char* IZul::descriptor = "vendor.morvantic.hardware.zul.zulengine@1.0::IZul";
+const char* IZulClientCallback::descriptor =
+        "vendor.morvantic.hardware.zul.zulengine@1.0::IZulClientCallback";
+
+sp<IZul> IZul::getService(const std::string& serviceName, bool getStub) {
+    if (getStub) return nullptr;
+    return ::android::hardware::details::interfaceOf<IZul>(
+            ::android::hardware::details::findService(descriptor, serviceName));
+}
+
+status_t IZul::registerAsService(const std::string& serviceName) {
+    return ::android::hardware::details::registerService(sp<IBase>(this), serviceName);
+}
+
+status_t IZul::_hidl_serve(uint32_t code, const Message& request, Message& reply) {
+    switch (code) {
+        case IZul_reserved1:
+            return serve(this, &IZul::reserved1, request, reply);
+        case IZul_reserved2:
+            return serve(this, &IZul::reserved2, request, reply);
+        case IZul_reserved3:
+            return serve(this, &IZul::reserved3, request, reply);
+        case IZul_reserved4:
+            return serve(this, &IZul::reserved4, request, reply);
+        case IZul_getThreadNumber:
+            return serve(this, &IZul::getThreadNumber, request, reply);
+        case IZul_registerClientCallback:
+            return serve(this, &IZul::registerClientCallback, request, reply);
+        default:
+            return ::android::UNKNOWN_TRANSACTION;
+    }
+}
+
+status_t IZulClientCallback::_hidl_serve(uint32_t code, const Message& request, Message& reply) {
+    using Self = IZulClientCallback;
+    switch (code) {
+        case IZulClientCallback_onRunSimpZULCallback:
+            return serve(this, &Self::onRunSimpZULCallback, request, reply);
+        case IZulClientCallback_onRunZULCallback:
+            return serve(this, &Self::onRunZULCallback, request, reply);
+        case IZulClientCallback_onRunSimpMultiPidZULCallback:
+            return serve(this, &Self::onRunSimpMultiPidZULCallback, request, reply);
+        case IZulClientCallback_onRunMultiPidZULCallback:
+            return serve(this, &Self::onRunMultiPidZULCallback, request, reply);
+        default:
+            return ::android::UNKNOWN_TRANSACTION;
+    }
+}
+
+}  // namespace vendor::morvantic::hardware::zul::zulengine::V1_0

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <aidl/vendor/morvantic/hardware/zul/zulengine/IZul.h>
+#include <android/binder_interface_utils.h>
+
+namespace aidl::vendor::morvantic::hardware::zul::zulengine {
+
+/** Base of engines. */
+class BnZul : public ::ndk::BnCInterface<IZul> {
+  public:
+    ::ndk::ScopedAStatus getInterfaceVersion(int32_t* version) final;
+    ::ndk::ScopedAStatus getInterfaceHash(std::string* hash) final;
+
+  protected:
+    ::ndk::SpAIBinder createBinder() override;
+};
+
+}  // namespace aidl::vendor::morvantic::hardware::zul::zulengine

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <android/hidl/base/1.0/IBase.h>
+#include <hidl/HidlSupport.h>
+#include <hidl/Status.h>
+#include <stdint.h>
+#include <vendor/morvantic/hardware/zul/zulengine/1.0/IZulClientCallback.h>
+
+#include <string>
+
+namespace vendor::morvantic::hardware::zul::zulengine::V1_0 {
+
+/** The engine: it decides when something is worth capturing and tells its clients. */
+struct IZul : public ::android::hidl::base::V1_0::IBase {
+    static const char* descriptor;
+
+    virtual ::android::hardware::Return<void> reserved1() = 0;
+    virtual ::android::hardware::Return<void> reserved2() = 0;
+    virtual ::android::hardware::Return<void> reserved3() = 0;
+    virtual ::android::hardware::Return<void> reserved4() = 0;
+    virtual ::android::hardware::Return<int32_t> getThreadNumber() = 0;
+    virtual ::android::hardware::Return<void> registerClientCallback(
+            const ::android::sp<IZulClientCallback>& callback) = 0;
+
+    /**
+     * Null when nobody offers the instance: nothing here starts a service because somebody asks for
+     * it, so whoever wants to wait asks again. There is no implementation to load into the caller's
+     * process either, so `getStub` gives null.
+     */
+    static ::android::sp<IZul> getService(const std::string& serviceName = "default",
+                                          bool getStub = false);
+
+    /** Offers this object for the life of the process; `ALREADY_EXISTS` when somebody does. */
+    __attribute__((warn_unused_result)) ::android::status_t registerAsService(
+            const std::string& serviceName = "default");
+
+    const char* _hidl_descriptor() const override { return descriptor; }
+    ::android::status_t _hidl_serve(uint32_t code, const ::transport::Message& request,
+                                    ::transport::Message& reply) override;
+};
+
+}  // namespace vendor::morvantic::hardware::zul::zulengine::V1_0
