@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+namespace zul {
+
+/**
+ * What the tag library knows of one tag; an empty tagId means nothing at all. The library hands
+ * rows over in memory, so these six strings, in this order and without any other member, are a
+ * binary interface.
+ */
+struct RowData {
+    std::string tagId;
+    /** Flag names joined by "|". */
+    std::string flag;
+    std::string cmd;
+    std::string extraInfo;
+    std::string eventType;
+    std::string eventSubType;
+};
+
+}  // namespace zul

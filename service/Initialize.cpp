@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+#include <dirent.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/types.h>
+
+#include "service/Files.h"
+#include "service/Paths.h"
+#include "service/Text.h"
+#include "service/ZulService.h"
+
+namespace zul {
+
+namespace {
+
+constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
+constexpr int kManyProcessors = 5;
+
+/** The lines of the file at `path` without their line ends; none when it cannot be read. */
+std::vector<std::string> readLines(const char* path) {
+    std::vector<std::string> lines;
+    const ScopedFile file = openToRead(path);
+    if (file == nullptr) return lines;
+
+    char* line = nullptr;
+    size_t capacity = 0;
+    ssize_t length;
+    while ((length = getline(&line, &capacity, file.get())) >= 0) {
+        if (length > 0 && line[length - 1] == '\n') length--;
+        lines.emplace_back(line, static_cast<size_t>(length));
+    }
+    free(line);
+    return lines;
+}
+
+/** The number of entries cpu0 to cpu9, or -1 when the folder cannot be opened. */
+int countProcessors() {
+    DIR* folder = opendir(kCpuFolder);
+    if (folder == nullptr) return -1;
+    int count = 0;
+    while (const dirent* entry = readdir(folder)) {
+        if (strlen(entry->d_name) == 4 && contains(entry->d_name, "cpu")) count++;
+    }
+    closedir(folder);
+    return count;
+}
+
+bool zygoteIs64Bit() {
+    char zygote[PROPERTY_VALUE_MAX] = {};
+    property_get("ro.zygote", zygote, "");
+    return contains(zygote, "zygote64");
+}
+
+}  // namespace
+
+void ZulService::Initialize() {
+    const int32_t adbSupport = property_get_int32("persist.sys.adb.support", 0);
+    char buildType[PROPERTY_VALUE_MAX] = {};
+    property_get("ro.build.type", buildType, "user");
+    mUserMode = strcmp(buildType, "user") == 0 && adbSupport == 0;
+    mDebugLog = property_get_bool("debug.zul.dump", true) != 0;
+
+    if (mUserMode) {
+        admitUserTags();
+    } else {
+        initTracing();
+        admitStoredTags();
+    }
+    applyStoredConfig();
+}
+
+void ZulService::admitUserTags() {
+    const ScopedServiceLock lock(mServiceLock);
+    for (int i = 0; i <= 0xff; i++) {
+        char tag[sizeof("0xffffffff")];
+        snprintf(tag, sizeof(tag), "0xffffff%02x", i);
+        mTagTable.try_emplace(tag);
+    }
+    mTagTable.try_emplace("0x003effff");
+}
+
+void ZulService::initTracing() {
+    const bool fans = property_get_int32("persist.sys.fans.support", 0) == 1;
+    property_set("debug.atrace.tags.enableflags", fans ? "0xeeffe" : "0x66");
+
+    mSmallTraceBuffer = countProcessors() >= kManyProcessors && !zygoteIs64Bit();
+    property_set("debug.zul.trace.reinitsize", mSmallTraceBuffer ? "4096" : "8192");
+
+    for (const char* instance : {"perf", "power", "stab"})
+        initBufferSize(instance);
+}
+
+void ZulService::initBufferSize(const char* instance) {
+    for (const char* root : {kTraceRoot, kFallbackTraceRoot}) {
+        const std::string path = std::string(root) + instance + "/buffer_size_kb";
+        const ScopedFd file = openTraceFile(path.c_str());
+        if (!file.ok()) continue;
+        // A kernel that refuses the size keeps the one it has.
+        (void)!write(file.get(), mSmallTraceBuffer ? "1024" : "2048", 4);
+        return;
+    }
+}
+
+void ZulService::admitStoredTags() {
+    const std::vector<std::string> lines = readLines(kTagFile);
+    const ScopedServiceLock lock(mServiceLock);
+    for (const std::string& line : lines) {
+        const size_t end = line.find('|');
+        if (end != std::string::npos) mTagTable.try_emplace(line.substr(0, end));
+    }
+}
+
+// No callback is registered yet, so nobody else can reach the tables.
+void ZulService::applyStoredConfig() ZUL_NO_THREAD_SAFETY_ANALYSIS {
+    std::string text;
+    for (const std::string& line : readLines(kConfigFile))
+        text += line;
+    parseRemoteConfig(text);
+}
+
+}  // namespace zul

@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <stdint.h>
+#include <utils/RefBase.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "config/RowData.h"
+#include "service/ServiceLock.h"
+
+namespace zul {
+
+/**
+ * The service behind every capture. An object is the state of one capture at a time and belongs to
+ * one engine callback; what all captures share is static. Operations are defined in the folder of
+ * their subject.
+ *
+ * Nothing here throws: a failure is logged where it happens under the tag "ZUL_DEBUG" and told by
+ * the result. Debug lines of the store, the preparation and the registration are written only while
+ * mDebugLog is set.
+ */
+class ZulService : public android::RefBase {
+  public:
+    /** Size of every path buffer, its terminator included. */
+    static constexpr size_t kPathSize = 256;
+    /** Size of the caller's buffer for a package name, its terminator included. */
+    static constexpr size_t kNameSize = 256;
+
+    /** One entry of the remote configuration. */
+    struct zul_struct {
+        /** Applies to every scene type in which this text occurs. */
+        std::string tag;
+        /** "1" admits the tag to mTagTable, "0" withdraws it, anything else does neither. */
+        std::string enable;
+        /** Package names that a capture may be about; empty for all. */
+        std::string pkgname;
+        /** Bits that are added to a capture's mask. */
+        int64_t flag = 0;
+        std::string cmds;
+        std::string paths;
+    };
+
+    using FlagTable = std::map<std::string, int64_t>;
+
+    ZulService();
+    ZulService(const ZulService&) = delete;
+    ZulService& operator=(const ZulService&) = delete;
+
+    // service/: start-up, on the main thread, in this order.
+
+    /** Settles the operating mode, prepares kernel tracing, fills mTagTable, applies the stored
+     * configuration. */
+    static void Initialize() ZUL_EXCLUDES(mServiceLock);
+    /** Writes the buffer size of one kernel trace instance; does nothing where there is none. */
+    static void initBufferSize(const char* instance);
+    /**
+     * Finds the engine, sizes the binder thread pool to its thread number + 1 and registers one
+     * adapter with a new service object for each. 0, or -1 when the engine could not be had after
+     * 11 attempts, one second apart.
+     */
+    static int zulRegisterCallback();
+
+    // capture/: one request of the engine, start to end, including the collector's whole run.
+    // Requests on one object run one after the other, requests on several objects side by side.
+
+    /** An event that the engine describes: one process (0 for none), the mask and a free text. */
+    void startZul(std::string sceneType, long flag, int pid, std::string extraInfo)
+            ZUL_EXCLUDES(mServiceLock);
+    /** An event that the tag library describes: one process. */
+    void startSimpZul(std::string sceneType, int pid) ZUL_EXCLUDES(mServiceLock);
+    /** An event that the tag library describes: several processes, as a text that is passed on
+     * unread. */
+    void startSimpMultiPidZul(std::string sceneType, std::string multiPid)
+            ZUL_EXCLUDES(mServiceLock);
+    /** An event that the engine describes: several processes. */
+    void startMultiPidZul(std::string sceneType, long flag, std::string multiPid,
+                          std::string extraInfo) ZUL_EXCLUDES(mServiceLock);
+
+    /** Takes the request into the capture state, makes its folder, records it and keeps the store
+     * bounded. */
+    void prepare(std::string sceneType, long flag, int pid, std::string extraInfo)
+            ZUL_EXCLUDES(mServiceLock);
+    /** As prepare, for a list of processes. */
+    void multiPidPrepare(std::string sceneType, long flag, std::string multiPid,
+                         std::string extraInfo) ZUL_EXCLUDES(mServiceLock);
+    /** Runs the collector on the capture state and returns when it has ended or could not be
+     * started. */
+    void startWork() ZUL_EXCLUDES(mServiceLock);
+    /**
+     * Writes the package name of `pid` with its terminator into `name`, a zeroed buffer of
+     * kNameSize bytes; a longer name is cut. Writes nothing when the name cannot be had.
+     */
+    static void getNameByPid(int pid, char* name);
+
+    // config/
+
+    /**
+     * The mask that `flagNames`, joined by "|", stand for in the vocabulary of `sceneType`. Unknown
+     * names add nothing.
+     */
+    int64_t getZulFlag(std::string flagNames, const std::string& sceneType)
+            ZUL_EXCLUDES(mServiceLock);
+    /** Merges a configuration text into mRemoteConfigs, then admits and withdraws tags of
+     * mTagTable. */
+    static void parseRemoteConfig(std::string& text) ZUL_REQUIRES(mServiceLock);
+    /**
+     * Replaces the file `path` by `content`, readable and writable for its owner alone. A reader,
+     * also one after a crash, sees the old content or the new one, never a part. Logs when `path`
+     * cannot be written.
+     */
+    static void writeConfig(std::string path, std::string content);
+    /**
+     * The pieces of `s` between occurrences of `separator`, which must not be empty. Empty pieces
+     * count, but a separator at the very end adds none.
+     */
+    static std::vector<std::string> supersplit(const std::string& s, const std::string& separator);
+    /** The tag library's row for `tagId`; six empty strings when there is no library or no row. */
+    static RowData getZulInfoByTag(std::string tagId) ZUL_EXCLUDES(mServiceLock);
+
+    // store/
+
+    /**
+     * Makes the new and empty folder of a capture, prunes the tag's archives to their limit and
+     * lists the archive that is to come. `fileNum` is the capture's index; `folderName` is a zeroed
+     * buffer of kPathSize bytes and receives the path. False when the tag is not legal or a folder
+     * cannot be made. Sets the process's umask to 0.
+     */
+    bool createZulPath(const char* sceneType, int fileNum, char* folderName)
+            ZUL_EXCLUDES(mServiceLock);
+    /** Removes `dir` and everything below it. */
+    static void deleteOldDir(std::string& dir);
+    /** Appends the line of one capture to the history file and syncs it; a failure loses this line
+     * only. */
+    static void recordZulHistory(const char* sceneType, char* folderName);
+    /** Start-up: sets mCompressFileLimit, takes the archives on disk into count and lists; the
+     * count. */
+    static int getCompressFileCount() ZUL_EXCLUDES(mServiceLock);
+    static void handleZulDataFile() ZUL_EXCLUDES(mServiceLock);
+    static void handleMorvfsDataFile() ZUL_EXCLUDES(mServiceLock);
+    /** Removes one archive, chosen through the history file by how far the count is over the limit.
+     */
+    static void cleanOldFile();
+    /** As deleteOldDir, for global retention. */
+    static void removeFilePath(char* path);
+    /**
+     * Rewrites a ";"-separated path list so that every database file of the chip vendor points to
+     * its copy in the output root, and asks for these copies through properties.
+     */
+    static std::string copyVndFile(std::string pathList);
+    /**
+     * Waits a second for the copies, takes the requests back and tells whether every vendor
+     * database in the list can be opened and there is at least one.
+     */
+    static bool vndFileExist(std::string& pathList);
+
+    // State that all objects share.
+
+    /** The only lock of the shared state. Never held while a collector runs, never taken twice. */
+    static ServiceLock mServiceLock;
+    /** Archives accounted for; changed by atomic additions only. */
+    static std::atomic<int32_t> mCompressFileCount;
+    /** Archives that the whole store may hold; fixed after start-up. */
+    static int32_t mCompressFileLimit;
+    // Fixed after Initialize, which runs before any callback can arrive.
+    static bool mDebugLog;
+    /** A user build without adb support: fixed tags, smaller limits, no special trace scenes. */
+    static bool mUserMode;
+    static bool mSmallTraceBuffer;
+    /** The legal tags, each with its archives, oldest first. */
+    static std::map<std::string, std::vector<std::string>> mTagTable ZUL_GUARDED_BY(mServiceLock);
+    /** In the order of their arrival; entries are overwritten or appended, never removed. */
+    static std::vector<zul_struct> mRemoteConfigs ZUL_GUARDED_BY(mServiceLock);
+    static const std::string mConnsysDbName;
+    static const std::string mConnsysDbFileName;
+    /** Result of the latest getZulFlag. */
+    static int64_t mFlagValue ZUL_GUARDED_BY(mServiceLock);
+    static const FlagTable mFlagTable;
+    static const FlagTable mUserFlagTable;
+    /** Handle of the tag library; null until it was opened, then kept. */
+    static void* mTagLibrary ZUL_GUARDED_BY(mServiceLock);
+
+    // The capture in progress. It belongs to the thread that delivers this object's callback.
+
+    /** The capture folder, or the scene type while there is none. */
+    std::string mDumpPath;
+    /** Scene type of the last capture that got a folder. */
+    std::string mSceneType;
+    int64_t mFlag = 0;
+    int32_t mPid = 0;
+    std::string mMultiPid;
+    std::string mZulCmd;
+    std::string mExtraInfo;
+    std::string mEventType;
+    std::string mEventSubType;
+    /** Local time of the latest capture folder; null until there is one. */
+    std::unique_ptr<char[]> mCaptureTime;
+
+  protected:
+    ~ZulService() override;
+
+  private:
+    struct Request;
+
+    // service/
+    static void admitUserTags() ZUL_EXCLUDES(mServiceLock);
+    static void initTracing();
+    static void admitStoredTags() ZUL_EXCLUDES(mServiceLock);
+    static void applyStoredConfig() ZUL_EXCLUDES(mServiceLock);
+
+    // capture/: the steps of a request, in order. Those with a result end the request by false.
+    void runRequest(Request request) ZUL_EXCLUDES(mServiceLock);
+    void resetCapture();
+    bool describeByTag(Request& request) ZUL_EXCLUDES(mServiceLock);
+    static bool fetchVendorDatabases(Request& request);
+    static void chooseTraceRoot(Request& request);
+    static bool admitTag(Request& request) ZUL_EXCLUDES(mServiceLock);
+    static bool applyRemoteConfig(Request& request) ZUL_EXCLUDES(mServiceLock);
+    static std::optional<zul_struct> findRemoteConfig(const std::string& sceneType)
+            ZUL_EXCLUDES(mServiceLock);
+    static bool isSpecialScene(const Request& request);
+    void runSpecialScene(const Request& request);
+    void runCapture(const Request& request) ZUL_EXCLUDES(mServiceLock);
+    void prepareCapture(const std::string& sceneType, int64_t flag, const std::string& extraInfo,
+                        bool severalProcesses) ZUL_EXCLUDES(mServiceLock);
+
+    // config/
+    static void mergeRemoteConfig(const zul_struct& entry) ZUL_REQUIRES(mServiceLock);
+
+    // store/
+    static bool pruneTag(const char* sceneType) ZUL_EXCLUDES(mServiceLock);
+    static void dropVanishedArchives(std::vector<std::string>& archives) ZUL_REQUIRES(mServiceLock);
+    static void pruneArchives(const char* sceneType, std::vector<std::string>& archives)
+            ZUL_REQUIRES(mServiceLock);
+    static void removeArchive(const std::string& archive);
+    static void countArchives(const char* root, bool logNames) ZUL_EXCLUDES(mServiceLock);
+
+    /** Held for a whole request: two requests for one callback would mix up the capture state. */
+    std::mutex mRequestLock;
+};
+
+}  // namespace zul
