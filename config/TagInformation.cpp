@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <dlfcn.h>
+
+#include "service/Log.h"
+#include "service/ZulService.h"
+
+namespace zul {
+
+namespace {
+
+constexpr char kTagLibrary[] = "/system_ext/lib64/libzulid_config.so";
+
+/** Exported by the tag library under the name "getRowByKey"; the row stays the library's. */
+using GetRowByKey = const RowData* (*)(const std::string& tagId);
+
+}  // namespace
+
+RowData ZulService::getZulInfoByTag(std::string tagId) {
+    LOGD("getZulInfoByTag tagId===%s", tagId.c_str());
+    void* library = nullptr;
+    {
+        const ScopedServiceLock lock(mServiceLock);
+        if (mTagLibrary == nullptr) mTagLibrary = dlopen(kTagLibrary, RTLD_NOW);
+        library = mTagLibrary;
+    }
+    if (library == nullptr) {
+        LOGE("libzulid_config dlopen fail");
+        return {};
+    }
+
+    const auto getRowByKey = reinterpret_cast<GetRowByKey>(dlsym(library, "getRowByKey"));
+    if (getRowByKey == nullptr) {
+        LOGD("getZulInfoByTag Error: Failed to find function");
+        return {};
+    }
+    const RowData* row = getRowByKey(tagId);
+    if (row == nullptr) {
+        LOGD("getZulInfoByTag getRowByKey fail");
+        return {};
+    }
+    return *row;
+}
+
+}  // namespace zul
