@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "service/Files.h"
+#include "service/Log.h"
+#include "service/Paths.h"
+#include "service/ZulService.h"
+#include "store/LocalTime.h"
+
+namespace zul {
+
+namespace {
+
+constexpr size_t kRecordSize = 256;
+
+/** A lock of the given type on the whole file, however it grows. */
+struct flock wholeFile(short type) {
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_pid = getpid();
+    return lock;
+}
+
+/**
+ * Formats the record of one capture, without a line end; only the build text is ever cut. Empty
+ * when not even the archive path fits.
+ */
+std::string formatRecord(const char* sceneType, const char* folderName) {
+    const std::string when = formatLocalTime(time(nullptr), "%Y-%m-%d %H:%M:%S");
+    char build[PROPERTY_VALUE_MAX] = {};
+    property_get("ro.build.display.id", build, "system_version_is_empty");
+
+    char record[kRecordSize] = {};
+    const int beforeBuild = snprintf(record, sizeof(record), "%s|%s|%s%s|", sceneType, when.c_str(),
+                                     folderName, kArchiveSuffix);
+    if (beforeBuild < 0 || static_cast<size_t>(beforeBuild) >= sizeof(record)) return "";
+    return (std::string(record) + build).substr(0, sizeof(record) - 1);
+}
+
+}  // namespace
+
+void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
+    const std::string record = formatRecord(sceneType, folderName);
+    if (record.empty()) {
+        LOGE("history record too long for archive %s.zul", folderName);
+        return;
+    }
+    if (mDebugLog) LOGD("recordZulHistory:allContent===%s", record.c_str());
+
+    // O_NONBLOCK and O_NOFOLLOW: anyone may put a FIFO or a link there.
+    const ScopedFd file(open(kHistoryFile,
+                             O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
+                             0666));
+    if (!file.ok()) {
+        LOGE("open %s failure:", kHistoryFile);
+        return;
+    }
+
+    // Orders writers in other processes. Our own threads are kept apart by the single appending
+    // write.
+    struct flock lock = wholeFile(F_WRLCK);
+    if (fcntl(file.get(), F_SETLKW, &lock) != 0) LOGW("fcntl F_SETLKW %s failure:", kHistoryFile);
+    const std::string line = record + "\n";
+    (void)!write(file.get(), line.data(), line.size());
+    if (mDebugLog) LOGD("write content to file!");
+    struct flock unlock = wholeFile(F_UNLCK);
+    if (fcntl(file.get(), F_SETLK, &unlock) != 0) LOGW("fcntl F_SETLK %s failure:", kHistoryFile);
+    fsync(file.get());
+}
+
+}  // namespace zul

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include "service/Files.h"
+#include "service/Log.h"
+#include "service/Paths.h"
+#include "service/Text.h"
+#include "service/ZulService.h"
+#include "store/LocalTime.h"
+#include "store/ShellRemoval.h"
+
+namespace zul {
+
+namespace {
+
+constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
+/** Anything shorter is no archive path at all. */
+constexpr size_t kShortestArchive = 6;
+constexpr mode_t kFolderMode = 0777;
+
+constexpr size_t kUserTagLimit = 10;
+constexpr size_t kTagLimit = 20;
+constexpr size_t kUserPrefixLength = 8;
+constexpr size_t kPrefixLength = 6;
+
+/** A run of entries of an archive list. */
+struct Range {
+    size_t first;
+    size_t count;
+};
+
+/** The archives to give up so that one more fits: the oldest ones, but most tags keep their very
+ * first. */
+Range archivesToPrune(std::string_view tag, size_t count, size_t limit) {
+    if (count < limit || contains(tag, "0x003e")) return {0, 0};
+    const bool frontPruned = contains(tag, "0xffffff07") || contains(tag, "0xffffff08");
+    return {frontPruned ? size_t{0} : size_t{1}, count - limit + 1};
+}
+
+bool isStuckLogo(std::string_view tag) {
+    return tag == "0xffffff06" || tag == "0xffffff0e";
+}
+
+/** mkdir, but a folder that another capture made a moment earlier will do. */
+bool ensureFolder(const std::string& path) {
+    if (pathExists(path.c_str()) || mkdir(path.c_str(), kFolderMode) == 0) return true;
+    const int error = errno;
+    const bool madeByOther = error == EEXIST && pathExists(path.c_str());
+    errno = error;
+    return madeByOther;
+}
+
+void logFolderName(int fileNum, const char* folderName) {
+    if (!ZulService::mDebugLog) return;
+    LOGD("getZulBasePath:fileNum=%d,folderName=%s", fileNum, folderName);
+}
+
+/** Makes the capture folder, empty also where one of that name was left over; a failure is logged.
+ */
+bool makeCaptureFolder(const char* path) {
+    if (pathExists(path)) {
+        std::string leftover = path;
+        ZulService::deleteOldDir(leftover);
+        return mkdir(path, kFolderMode) == 0;
+    }
+    if (mkdir(path, kFolderMode) == 0) return true;
+    LOGE("FolderOperation LOG folder create %s failed(%s)", path, strerror(errno));
+    return false;
+}
+
+/**
+ * Writes the capture folder's path into `folderName` and makes the type folder above it. False when
+ * no folder can come of it, which is logged; a tag that is too short leaves `folderName` as it is
+ * and true, and fails with the lines of any folder that cannot be made.
+ */
+bool nameFolder(const std::string& tag, time_t now, int fileNum, char* folderName) {
+    const bool userTag = ZulService::mUserMode && contains(tag, "0xffffff");
+    const size_t prefixLength = userTag ? kUserPrefixLength : kPrefixLength;
+    if (tag.size() < prefixLength) {
+        LOGE("getZulBasePath sceneType info error!!");
+        return true;
+    }
+    const std::string typeFolder = kOutputRoot + tag.substr(0, prefixLength);
+    const std::string folder = (isStuckLogo(tag) ? kStuckLogoRoot : typeFolder + "/") + tag + "_" +
+                               formatLocalTime(now, "%Y_%m_%d_%H_%M_%S") + "_" +
+                               std::to_string(fileNum % 100);
+    if (folder.size() >= ZulService::kPathSize) {
+        LOGE("tag too long for a capture folder: %s", tag.c_str());
+        return false;
+    }
+    const bool typeFolderMade = ensureFolder(typeFolder);
+    const char* reason = strerror(errno);
+    snprintf(folderName, ZulService::kPathSize, "%s",
+             typeFolderMade ? folder.c_str() : typeFolder.c_str());
+    if (typeFolderMade) return true;
+
+    LOGE("FolderOperation sceneType LOG folder create %s failed(%s)", folderName, reason);
+    logFolderName(fileNum, folderName);
+    LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, reason);
+    return false;
+}
+
+}  // namespace
+
+bool ZulService::createZulPath(const char* sceneType, int fileNum, char* folderName) {
+    // Folders and files get exactly the modes that they are made with.
+    umask(0);
+    if (!pruneTag(sceneType)) return false;
+
+    const time_t now = time(nullptr);
+    const std::string captureTime = formatLocalTime(now, "%Y-%m-%d %H:%M:%S");
+    mCaptureTime = std::make_unique<char[]>(captureTime.size() + 1);
+    captureTime.copy(mCaptureTime.get(), captureTime.size());
+
+    if (!nameFolder(sceneType, now, fileNum, folderName)) return false;
+    logFolderName(fileNum, folderName);
+    if (!makeCaptureFolder(folderName)) return false;
+
+    const ScopedServiceLock lock(mServiceLock);
+    const auto archives = mTagTable.find(sceneType);
+    if (archives != mTagTable.end()) {
+        archives->second.push_back(std::string(folderName) + kArchiveSuffix);
+    }
+    return true;
+}
+
+bool ZulService::pruneTag(const char* sceneType) {
+    const ScopedServiceLock lock(mServiceLock);
+    const auto archives = mTagTable.find(sceneType);
+    if (archives == mTagTable.end()) return false;
+    dropVanishedArchives(archives->second);
+    pruneArchives(sceneType, archives->second);
+    return true;
+}
+
+void ZulService::dropVanishedArchives(std::vector<std::string>& archives) {
+    std::erase_if(archives, [](const std::string& archive) {
+        if (pathExists(archive.c_str())) return false;
+        if (mDebugLog) LOGD("file %s isn't exist!,erase it from vector", archive.c_str());
+        mCompressFileCount.fetch_sub(1);
+        return true;
+    });
+}
+
+void ZulService::pruneArchives(const char* sceneType, std::vector<std::string>& archives) {
+    const Range prune =
+            archivesToPrune(sceneType, archives.size(), mUserMode ? kUserTagLimit : kTagLimit);
+    if (prune.count == 0) return;
+
+    // The entry behind the last one is looked at too, and stays.
+    const size_t end = prune.first + prune.count;
+    for (size_t i = 0; i < archives.size() && i <= end; i++) {
+        if (mDebugLog) LOGD("current file path is %s", archives[i].c_str());
+        if (i >= prune.first && i < end) removeArchive(archives[i]);
+    }
+    const auto first = archives.begin() + static_cast<ptrdiff_t>(prune.first);
+    archives.erase(first, first + static_cast<ptrdiff_t>(prune.count));
+}
+
+void ZulService::removeArchive(const std::string& archive) {
+    if (mDebugLog) LOGD("createZulPath:erase %s", archive.c_str());
+    const bool removed = remove(archive.c_str()) == 0;
+    mCompressFileCount.fetch_sub(1);
+    if (removed || archive.size() < kShortestArchive) return;
+
+    // The collector did not get as far as the archive: what it left is the folder.
+    std::string folder = archive.substr(0, archive.size() - kArchiveSuffixLength);
+    if (pathExists(folder.c_str())) deleteOldDir(folder);
+}
+
+void ZulService::deleteOldDir(std::string& dir) {
+    removeWithShell(dir, ";");
+}
+
+}  // namespace zul

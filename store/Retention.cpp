@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "service/Files.h"
+#include "service/Log.h"
+#include "service/Paths.h"
+#include "service/Text.h"
+#include "service/ZulService.h"
+#include "store/ShellRemoval.h"
+
+namespace zul {
+
+namespace {
+
+constexpr char kSpecialCount[] = "debug.zul.special.count";
+constexpr int32_t kUserLimit = 200;
+constexpr int32_t kLargestLimit = 400;
+/** An archive in the top level of a root is named by its tag, and this much of the name tells it.
+ */
+constexpr size_t kTagLength = 10;
+/** A history line is read in pieces of this size, and each piece counts as a line. */
+constexpr size_t kLineSize = 256;
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
+bool isRegularFile(DIR* folder, const dirent& entry) {
+    if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_REG;
+    struct stat status = {};
+    return fstatat(dirfd(folder), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISREG(status.st_mode);
+}
+
+/** Makes a root of the store where it is missing. */
+bool ensureRoot(const char* root) {
+    if (pathExists(root) || mkdir(root, 0777) == 0) return true;
+    LOGE("FolderOperation main folder create %s failed(%s)", root, strerror(errno));
+    return false;
+}
+
+/** The line of that number, counted from 1, of the history file; false when there is none. */
+bool readHistoryLine(int64_t number, char (&line)[kLineSize]) {
+    const ScopedFile file = openToRead(kHistoryFile);
+    if (file == nullptr || number < 1) return false;
+    for (int64_t i = 0; i < number; i++) {
+        if (fgets(line, sizeof(line), file.get()) == nullptr) return false;
+    }
+    return true;
+}
+
+/** The third field of a history line; empty pieces do not count. */
+std::string archiveOf(const char* line) {
+    std::vector<std::string> fields = ZulService::supersplit(line, "|");
+    std::erase_if(fields, [](const std::string& field) { return field.empty(); });
+    return fields.size() < 3 ? "" : fields[2];
+}
+
+void lowerSpecialCount() {
+    const int64_t count = property_get_int32(kSpecialCount, 0);
+    property_set(kSpecialCount, std::to_string(std::max<int64_t>(count - 1, 0)).c_str());
+}
+
+}  // namespace
+
+int ZulService::getCompressFileCount() {
+    mCompressFileLimit =
+            mUserMode ? kUserLimit
+                      : std::min(property_get_int32("persist.sys.zul.count", kLargestLimit),
+                                 kLargestLimit);
+    if (ensureRoot(kOutputRoot)) handleZulDataFile();
+    if (ensureRoot(kStuckLogoRoot)) handleMorvfsDataFile();
+    const int32_t count = mCompressFileCount.load();
+    if (mDebugLog) LOGD("mCompressFileCount=%d", count);
+    return count;
+}
+
+void ZulService::handleZulDataFile() {
+    countArchives(kOutputRoot, false);
+}
+
+void ZulService::handleMorvfsDataFile() {
+    countArchives(kStuckLogoRoot, true);
+}
+
+void ZulService::countArchives(const char* root, bool logNames) {
+    const std::unique_ptr<DIR, FolderCloser> folder(opendir(root));
+    if (folder == nullptr) return;
+    while (const dirent* entry = readdir(folder.get())) {
+        if (!isRegularFile(folder.get(), *entry)) continue;
+        if (logNames) LOGD("dnam=%s", entry->d_name);
+
+        const std::string name = entry->d_name;
+        const ScopedServiceLock lock(mServiceLock);
+        const auto archives = mTagTable.find(name.substr(0, kTagLength));
+        if (archives == mTagTable.end()) continue;
+        mCompressFileCount.fetch_add(1);
+        archives->second.push_back(root + name);
+    }
+}
+
+void ZulService::cleanOldFile() {
+    const int64_t specialCount = property_get_int32(kSpecialCount, 0);
+    const int64_t number = specialCount + mCompressFileCount.load() - mCompressFileLimit + 1;
+    char line[kLineSize] = {};
+    if (!readHistoryLine(number, line)) {
+        LOGE("readSpecialLine failure!");
+        return;
+    }
+
+    std::string archive = archiveOf(line);
+    if (mDebugLog) LOGD("remove old file:filename=%s", archive.c_str());
+    if (!pathExists(archive.c_str())) {
+        LOGE("file %s isn't exist!", archive.c_str());
+        return;
+    }
+    removeFilePath(archive.data());
+    if (contains(archive, "0xffff0000")) {
+        lowerSpecialCount();
+    } else {
+        mCompressFileCount.fetch_sub(1);
+    }
+}
+
+void ZulService::removeFilePath(char* path) {
+    if (removeWithShell(path, "") && mDebugLog) LOGD("child normal exit....");
+}
+
+}  // namespace zul
