@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <errno.h>
+#include <stdio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "service/Log.h"
+#include "service/ZulService.h"
+
+namespace zul {
+
+namespace {
+
+constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
+
+/**
+ * The child's part: becomes the collector or ends. Other threads may have held any lock at the
+ * fork, so everything that allocates was done before.
+ */
+[[noreturn]] void becomeCollector(char* const arguments[], int pid) {
+    if (ZulService::mDebugLog) LOGD("sceneFlag===%s, mPid===%d", arguments[1], pid);
+    const int result = execv(kCollector, arguments);
+    LOGE("ret==%d,excel errno=%d", result, errno);
+    _exit(127);
+}
+
+}  // namespace
+
+void ZulService::startWork() {
+    if (mDebugLog) LOGD("startWork....");
+
+    char flag[64] = {};
+    snprintf(flag, sizeof(flag), "%lld", static_cast<long long>(mFlag));
+    char pid[16] = {};
+    snprintf(pid, sizeof(pid), "%d", mPid);
+    char noTime[] = "";
+    char* const arguments[] = {
+            mDumpPath.data(),
+            flag,
+            pid,
+            mExtraInfo.data(),
+            mSceneType.data(),
+            mEventType.data(),
+            mEventSubType.data(),
+            mZulCmd.data(),
+            mCaptureTime != nullptr ? mCaptureTime.get() : noTime,
+            mMultiPid.data(),
+            nullptr,
+    };
+
+    const pid_t child = fork();
+    if (child < 0) {
+        LOGE("*** fork fail\n");
+        return;
+    }
+    if (child == 0) becomeCollector(arguments, mPid);
+
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (WIFEXITED(status) && mDebugLog) LOGD("zuldump child normal exit...");
+}
+
+}  // namespace zul
