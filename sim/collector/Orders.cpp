@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/collector/Orders.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/file.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+#include "sim/UniqueFd.h"
+#include "sim/collector/Arguments.h"
+#include "sim/collector/Files.h"
+#include "sim/collector/Sources.h"
+
+namespace sim {
+namespace {
+
+constexpr const char* kOrders = "/data/ZUL/collector_orders";
+constexpr const char* kRecord = "/data/ZUL/collector_record";
+constexpr size_t kMaxOrdersBytes = 64 * 1024;
+
+/** The lines of this process's status that tell its signal dispositions. */
+std::string signalDispositions() {
+    std::string status, result;
+    readFile("/proc/self/status", kMaxOrdersBytes, &status);
+    std::istringstream lines(status);
+    for (std::string line; std::getline(lines, line);) {
+        const bool wanted = line.starts_with("SigBlk") || line.starts_with("SigIgn") ||
+                            line.starts_with("SigCgt");
+        if (wanted) result += line + '\n';
+    }
+    return result;
+}
+
+/** Open descriptors as `fd N TARGET`. */
+std::string openDescriptors() {
+    std::string result;
+    std::istringstream lines(readLinks("/proc/self/fd").text);
+    for (std::string line; std::getline(lines, line);)
+        result += "fd " + line + '\n';
+    return result;
+}
+
+bool appendRecord(int count, char** arguments) {
+    size_t variables = 0;
+    while (environ[variables] != nullptr)
+        variables++;
+    const std::string block = "arguments " + std::to_string(count) + '\n' +
+                              recordOfArguments(count, arguments) + openDescriptors() +
+                              signalDispositions() + "environment " + std::to_string(variables) +
+                              "\nend\n";
+
+    const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW;
+    const UniqueFd record(open(kRecord, flags, 0600));
+    if (!record.isOpen() || TEMP_FAILURE_RETRY(flock(record.get(), LOCK_EX)) != 0) return false;
+    return write(record.get(), block.data(), block.size()) == static_cast<ssize_t>(block.size());
+}
+
+void sleepFor(double seconds) {
+    timespec rest{static_cast<time_t>(seconds), 0};
+    rest.tv_nsec = static_cast<long>((seconds - static_cast<double>(rest.tv_sec)) * 1e9);
+    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+    }
+}
+
+/** The number of an order, from 0 to `most`; negative when there is none. */
+double numberOf(const std::string& text, double most) {
+    char* end = nullptr;
+    const double number = strtod(text.c_str(), &end);
+    const bool good = !text.empty() && *end == '\0' && number >= 0 && number <= most;
+    return good ? number : -1;
+}
+
+bool obey(const std::string& order, const std::string& value, int count, char** arguments) {
+    if (order == "record" && value.empty()) return appendRecord(count, arguments);
+    if (order == "sleep") {
+        const double seconds = numberOf(value, 3600);
+        if (seconds >= 0) sleepFor(seconds);
+        return seconds >= 0;
+    }
+    const int number = static_cast<int>(numberOf(value, 255));
+    if (order == "exit" && number >= 0) exit(number);
+    if (order != "signal" || number <= 0) return false;
+    // Some arrive here ignored; the order is to die of it.
+    signal(number, SIG_DFL);
+    return raise(number) == 0;
+}
+
+}  // namespace
+
+NextStep obeyOrders(int count, char** arguments) {
+    std::string orders;
+    if (readFile(kOrders, kMaxOrdersBytes, &orders) != 0) return NextStep::WORK;
+
+    NextStep next = NextStep::WORK;
+    std::istringstream lines(orders);
+    for (std::string line; std::getline(lines, line);) {
+        const size_t blank = std::min(line.find(' '), line.size());
+        const std::string value = blank < line.size() ? line.substr(blank + 1) : "";
+        if (line.empty()) continue;
+        if (line == "quick") {
+            next = NextStep::SKIP_WORK;
+        } else if (!obey(line.substr(0, blank), value, count, arguments)) {
+            fprintf(stderr, "zul_dumpstate: cannot obey the order '%s'\n", line.c_str());
+            return NextStep::REFUSE;
+        }
+    }
+    return next;
+}
+
+}  // namespace sim

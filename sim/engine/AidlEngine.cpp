@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <aidl/vendor/morvantic/hardware/zul/zulengine/BnZul.h>
+#include <aidl/vendor/morvantic/hardware/zul/zulengine/IZulClientCallback.h>
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+
+#include "sim/engine/EngineCore.h"
+
+namespace sim {
+namespace {
+
+using ::aidl::vendor::morvantic::hardware::zul::zulengine::BnZul;
+using ::aidl::vendor::morvantic::hardware::zul::zulengine::IZulClientCallback;
+using ::ndk::ScopedAStatus;
+
+constexpr uint32_t kPoolThreads = 4;
+
+class AidlSink final : public EventSink {
+  public:
+    explicit AidlSink(std::shared_ptr<IZulClientCallback> callback)
+          : mCallback(std::move(callback)) {}
+
+    Delivery deliver(const Event& event) override {
+        const ScopedAStatus result = call(event);
+        return {result.isOk(), result.isOk() ? "" : result.getDescription()};
+    }
+    bool isAlive() override { return AIBinder_isAlive(mCallback->asBinder().get()); }
+
+  private:
+    ScopedAStatus call(const Event& event) {
+        switch (event.kind) {
+            case EventKind::SIMP:
+                return mCallback->onRunSimpZULCallback(event.sceneType, event.pid);
+            case EventKind::ZUL:
+                return mCallback->onRunZULCallback(event.sceneType, event.flag, event.pid,
+                                                   event.extraInfo);
+            case EventKind::SIMP_MULTI:
+                return mCallback->onRunSimpMultiPidZULCallback(event.sceneType, event.multiPid);
+            case EventKind::MULTI:
+                return mCallback->onRunMultiPidZULCallback(event.sceneType, event.flag,
+                                                           event.multiPid, event.extraInfo);
+        }
+        return ScopedAStatus::ok();
+    }
+
+    const std::shared_ptr<IZulClientCallback> mCallback;
+};
+
+class AidlEngine final : public BnZul {
+  public:
+    explicit AidlEngine(EngineCore& core) : mCore(core) {}
+
+    ScopedAStatus getThreadNumber(int32_t* number) override {
+        *number = mCore.getThreadNumber();
+        return ScopedAStatus::ok();
+    }
+    ScopedAStatus registerClientCallback(
+            const std::shared_ptr<IZulClientCallback>& callback) override {
+        if (callback != nullptr) {
+            mCore.registerCallback(std::make_shared<AidlSink>(callback));
+        }
+        return ScopedAStatus::ok();
+    }
+
+  private:
+    EngineCore& mCore;
+};
+
+}  // namespace
+
+std::string publishAidl(EngineCore& core) {
+    ABinderProcess_setThreadPoolMaxThreadCount(kPoolThreads);
+    ABinderProcess_startThreadPool();
+    static const auto engine = ndk::SharedRefBase::make<AidlEngine>(core);
+    const std::string name = std::string(AidlEngine::descriptor) + "/default";
+    const binder_exception_t error =
+            AServiceManager_addService(engine->asBinder().get(), name.c_str());
+    return describePublishing(name, error, EX_ILLEGAL_STATE);
+}
+
+}  // namespace sim
