@@ -1,0 +1,37 @@
+# shellcheck shell=bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# Sourced by ./demo and ./test: what both do before they start.
+
+# Ends the script with one clear line.
+die() {
+    printf '%s: %s\n' "${0##*/}" "$1" >&2
+    exit 2
+}
+
+# Installs the packages of tools/packages.txt that are missing. $1 is "demo" or "test": the demo does
+# without the packages that only the tests need. Run it in the project's folder.
+install_packages() {
+    local package use missing=()
+    if ! command -v dpkg-query >/dev/null; then
+        printf '%s: this is no Debian; make sure that it has what tools/packages.txt lists\n' "${0##*/}" >&2
+        return 0
+    fi
+    while read -r package use; do
+        [[ $use = demo || $use = "$1" ]] || continue
+        [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) = installed ]] \
+            || missing+=("$package")
+    done < <(sed 's/#.*//' tools/packages.txt)
+    [[ ${#missing[@]} -gt 0 ]] || return 0
+
+    local as_root=()
+    if [[ $EUID -ne 0 ]]; then
+        command -v sudo >/dev/null || die "missing packages, and no sudo to install them: ${missing[*]}"
+        as_root=(sudo)
+    fi
+    printf 'Installing missing packages: %s\n' "${missing[*]}"
+    "${as_root[@]}" apt-get update -qq || die "the package lists cannot be updated (apt-get update)"
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null \
+        || die "these packages cannot be installed: ${missing[*]}"
+}
