@@ -1,0 +1,333 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+
+#include <filesystem>
+
+#include "tests/support/FakeActivity.h"
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+enum Kind { kZul, kSimpZul, kSimpMultiPidZul, kMultiPidZul };
+constexpr Kind kAllKinds[] = {kZul, kSimpZul, kSimpMultiPidZul, kMultiPidZul};
+
+constexpr char kTag[] = "0xffff0101";
+constexpr char kFolder[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_0";
+constexpr char kTime[] = "2025-03-04 05:06:07";
+constexpr char kPids[] = "12,345";
+constexpr char kVendorList[] = "/a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg";
+
+std::string kindName(const testing::TestParamInfo<Kind>& info) {
+    const char* names[] = {"Zul", "SimpZul", "SimpMultiPidZul", "MultiPidZul"};
+    return names[info.param];
+}
+
+class CaptureRequestTest : public ServiceTest {
+  protected:
+    CaptureRequestTest() {
+        writeTagTable(
+                "0xffff0101,FLAG_ZUL_LOG|FLAG_ZUL_BINDER,ls,/p,crash,java\n"
+                "0xffffff0a,FLAG_ZUL_USER_PS|FLAG_ZUL_LOG,,,,\n"
+                "0xffff0109,,,/a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg,,\n"
+                "0xffff1003,FLAG_ZUL_COPY_BUFFER,c,marker,,\n"
+                "0xffffffff,,,\"tag:NEW,enable:1\",,\n");
+        admit(kTag);
+        orderCollector();
+        FakeActivity::get().mPackage = "com.x";
+    }
+
+    /** The request with mask 0x201 and text "/p", as the tag library has them for kTag. */
+    void request(Kind kind, const std::string& tag = kTag, const std::string& text = "/p",
+                 long mask = 0x201, int pid = 77) {
+        switch (kind) {
+            case kZul:
+                return mService->startZul(tag, mask, pid, text);
+            case kSimpZul:
+                return mService->startSimpZul(tag, pid);
+            case kSimpMultiPidZul:
+                return mService->startSimpMultiPidZul(tag, kPids);
+            case kMultiPidZul:
+                return mService->startMultiPidZul(tag, mask, kPids, text);
+        }
+    }
+    static bool byTag(Kind kind) { return kind == kSimpZul || kind == kSimpMultiPidZul; }
+    static bool several(Kind kind) { return kind == kSimpMultiPidZul || kind == kMultiPidZul; }
+
+    static void configure(std::string text) { ZulService::parseRemoteConfig(text); }
+
+    /** The collector's argument, of the only run. */
+    static std::string argument(size_t index) {
+        const std::vector<CollectorRun> runs = collectorRuns();
+        EXPECT_THAT(runs, SizeIs(1));
+        return runs.empty() ? "(none)" : runs[0].arguments.at(index);
+    }
+    /** Nothing came of the request, and the capture state is as a refusal leaves it. */
+    void expectNoCapture() {
+        EXPECT_THAT(collectorRuns(), IsEmpty());
+        EXPECT_FALSE(exists("/data/ZUL/zul_history"));
+        EXPECT_EQ(ZulService::mCompressFileCount, 0);
+    }
+};
+
+class EveryRequestTest : public CaptureRequestTest, public testing::WithParamInterface<Kind> {};
+INSTANTIATE_TEST_SUITE_P(Requests, EveryRequestTest, testing::ValuesIn(kAllKinds), kindName);
+
+TEST_P(EveryRequestTest, CapturesWithItsOwnArguments) {
+    const Kind kind = GetParam();
+    request(kind);
+
+    const auto runs = collectorRuns();
+    ASSERT_THAT(runs, SizeIs(1));
+    EXPECT_THAT(runs[0].arguments,
+                ElementsAre(kFolder, "513", several(kind) ? "0" : "77", "/p", kTag,
+                            byTag(kind) ? "crash" : "", byTag(kind) ? "java" : "",
+                            byTag(kind) ? "ls" : "", kTime, several(kind) ? kPids : ""));
+    EXPECT_EQ(readFile("/data/ZUL/zul_history"),
+              std::string(kTag) + "|" + kTime + "|" + kFolder + ".zul|system_version_is_empty\n");
+    EXPECT_THAT(archives(kTag), ElementsAre(std::string(kFolder) + ".zul"));
+    EXPECT_EQ(ZulService::mCompressFileCount, 1);
+}
+
+TEST_P(EveryRequestTest, LogsItsOwnWay) {
+    const Kind kind = GetParam();
+    const std::string names[] = {"", "startSimpZul", "startSimpMultiPidZul", ""};
+    std::vector<std::string> expected;
+    if (byTag(kind)) {
+        const std::string name = names[kind];
+        expected = {"D getZulInfoByTag tagId===0xffff0101",
+                    "D sceneType===0xffff0101,sceneType.length()=10"};
+        if (kind == kSimpZul) {
+            expected.insert(
+                    expected.end(),
+                    {"I startSimpZul flag = FLAG_ZUL_LOG|FLAG_ZUL_BINDER",
+                     "I startSimpZul mZulCmd = ls", "I startSimpZul extraInfo = /p",
+                     "I startSimpZul eventType = crash", "I startSimpZul eventSubType = java"});
+        }
+        expected.insert(
+                expected.end(),
+                {"I log flagstr = FLAG_ZUL_LOG|FLAG_ZUL_BINDER", "I getZulInfo flagvalue = 0x201",
+                 "I " + name +
+                         " sceneType===0xffff0101, flag = 0x201; mZulCmd = ls; "
+                         "extraInfo = /p; mEventType = crash; mEventSubType = java"});
+    } else {
+        expected = {"D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x201"};
+    }
+    const std::string rest = ", mCompressFileCount=1, extraInfo=/p";
+    expected.push_back(
+            several(kind)
+                    ? "D multiPidPrepare.....sceneType=0xffff0101,flag=0x201,mMultiPid=12,345" +
+                              rest
+                    : "D prepare.....sceneType=0xffff0101,flag=0x201,pid=77" + rest);
+    expected.push_back(std::string("D getZulBasePath:fileNum=0,folderName=") + kFolder);
+    expected.push_back(std::string("D recordZulHistory:allContent===0xffff0101|") + kTime + "|" +
+                       kFolder + ".zul|system_version_is_empty");
+    expected.insert(expected.end(),
+                    {"D write content to file!", "D startWork....",
+                     several(kind) ? "D sceneFlag===513, mPid===0" : "D sceneFlag===513, mPid===77",
+                     "D zuldump child normal exit..."});
+    request(kind);
+    EXPECT_EQ(mLog.take(), expected);
+}
+
+TEST_P(EveryRequestTest, RefusesATagThatIsNotLegal) {
+    const Kind kind = GetParam();
+    mService->mZulCmd = mService->mEventType = mService->mEventSubType = mService->mMultiPid =
+            "old";
+    mService->mPid = 5;
+    ZulService::mTagTable.clear();
+    request(kind);
+    EXPECT_EQ(mLog.take().back(), "D Illegal ZUL TAG 0xffff0101,break");
+    expectNoCapture();
+    EXPECT_EQ(mService->mPid, 0);
+    EXPECT_EQ(mService->mMultiPid, "");
+    EXPECT_EQ(mService->mZulCmd, byTag(kind) ? "ls" : "");
+}
+
+TEST_P(EveryRequestTest, RefusesATagThatTheLibraryDoesNotKnow) {
+    if (!byTag(GetParam())) return;
+    admit("0xffff0999");
+    request(GetParam(), "0xffff0999");
+    const std::string name = GetParam() == kSimpZul ? "startSimpZul" : "startSimpMultiPidZul";
+    EXPECT_EQ(mLog.take().back(), "D " + name + " Illegal ZUL TAG 0xffff0999,break");
+    expectNoCapture();
+}
+
+TEST_P(EveryRequestTest, RefusesAVendorDatabaseWhoseCopyIsMissing) {
+    admit("0xffff0109");
+    request(GetParam(), "0xffff0109", kVendorList);
+    EXPECT_THAT(mLog.takeAboveDebug(),
+                testing::IsSupersetOf({"E Unable to open filePath: /data/ZUL/db.fatal.08.EE.dbg ",
+                                       "E /a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg copy to "
+                                       "/a;/data/ZUL/db.fatal.08.EE.dbg failed."}));
+    expectNoCapture();
+}
+
+TEST_P(EveryRequestTest, HandsTheCopyOfAVendorDatabaseOn) {
+    admit("0xffff0109");
+    writeFile("/data/ZUL/db.fatal.08.EE.dbg", "");
+    request(GetParam(), "0xffff0109", kVendorList);
+    EXPECT_EQ(argument(3), "/a;/data/ZUL/db.fatal.08.EE.dbg");
+    EXPECT_EQ(FakeTime::sleeps, 1);
+}
+
+TEST_P(EveryRequestTest, UpdatesTheConfigurationInPlaceOfACapture) {
+    request(GetParam(), "0xffffffff", "tag:NEW,enable:1");
+    EXPECT_FALSE(exists("/data/ZUL/config")) << "the tag is not legal yet";
+    admit("0xffffffff");
+    request(GetParam(), "0xffffffff", "tag:NEW,enable:1");
+    EXPECT_EQ(readFile("/data/ZUL/config"), "tag:NEW,enable:1");
+    EXPECT_EQ(ZulService::mTagTable.count("NEW"), 1u);
+    expectNoCapture();
+}
+
+TEST_P(EveryRequestTest, FiltersPackagesOfOneProcessOnly) {
+    configure("tag:0xffff01,pkgname:com.y.com.z");
+    mLog.take();
+    request(GetParam());
+    if (several(GetParam())) {
+        EXPECT_THAT(collectorRuns(), SizeIs(1));
+    } else {
+        EXPECT_EQ(mLog.take().back(), "D remoteConfig packageName is not com.x ,return");
+        EXPECT_EQ(FakeActivity::get().mAskedPid, 77);
+        expectNoCapture();
+    }
+}
+
+TEST_P(EveryRequestTest, TakesWhatTheConfigurationAdds) {
+    configure("tag:0101,flag:0x1000,cmd:cmd1,path:/q|tag:0xffff0101,flag:0x2000");
+    request(GetParam());
+    EXPECT_EQ(argument(1), std::to_string(0x1201));
+    EXPECT_EQ(argument(3), "/p/q#cmd1");
+}
+
+TEST_P(EveryRequestTest, StabilitySceneWritesItsMarkerAndRunsTheCollector) {
+    const Kind kind = GetParam();
+    const long copyBuffer = 1L << 62;
+    admit("0xffff1003");
+    request(kind);
+    request(kind, "0xffff1003", "marker", copyBuffer);
+    EXPECT_EQ(readFile(traceFile("stab", "trace_marker")), "marker");
+    const auto runs = collectorRuns();
+    ASSERT_THAT(runs, SizeIs(2));
+    // Scene type and time are those of the capture before.
+    EXPECT_THAT(runs[1].arguments,
+                ElementsAre("0xffff1003", "4611686018427387904", several(kind) ? "0" : "77",
+                            "/sys/kernel/tracing/instances/stab/trace_marker", kTag, "", "",
+                            byTag(kind) ? "c" : "", kTime, several(kind) ? kPids : ""));
+    EXPECT_EQ(ZulService::mCompressFileCount, 1);
+}
+
+struct SceneCase {
+    const char* name;
+    const char* tag;
+    const char* text;
+    bool userMode;
+    /** The instance whose marker is written; null for a normal capture. */
+    const char* instance;
+};
+
+class SpecialSceneTest : public CaptureRequestTest,
+                         public testing::WithParamInterface<SceneCase> {};
+
+TEST_P(SpecialSceneTest, WritesOneMarkerOrCaptures) {
+    const SceneCase& c = GetParam();
+    admit(c.tag);
+    ZulService::mUserMode = c.userMode;
+    const std::string debugRoot = "/sys/kernel/debug/tracing/instances/";
+    for (const std::string& root : {std::string("/sys/kernel/tracing/instances/"), debugRoot}) {
+        makeTraceInstances(root, {"perf", "power", "stab", "com", "cam"});
+        mService->startZul(c.tag, 0, 0, c.text);
+        for (const char* instance : {"perf", "power", "stab", "com", "cam"}) {
+            const bool written = c.instance != nullptr && std::string(c.instance) == instance;
+            EXPECT_EQ(readFile(root + instance + "/trace_marker"), written ? c.text : "");
+        }
+    }
+    EXPECT_THAT(collectorRuns(), SizeIs(c.instance != nullptr ? 0 : 2));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Scenes, SpecialSceneTest,
+        testing::Values(SceneCase{"Perf", "0xffff1001", "hello", false, "perf"},
+                        SceneCase{"Power", "0xffff1002", "a\nb", false, "power"},
+                        SceneCase{"StabWithoutTheFlag", "0xffff1003", "hello", false, "stab"},
+                        SceneCase{"Com", "0xffff1004", "hello", false, "com"},
+                        SceneCase{"ComAgain", "0xffff1005", "hello", false, "com"},
+                        SceneCase{"Cam", "0xffff1006", "hello", false, "cam"},
+                        SceneCase{"NoText", "0xffff1001", "", false, nullptr},
+                        SceneCase{"TooLong", "0xffff10033", "hello", false, nullptr},
+                        SceneCase{"UserMode", "0xffff1001", "hello", true, nullptr}),
+        caseName<SceneCase>);
+
+TEST_F(CaptureRequestTest, UnknownSpecialSceneIsTold) {
+    for (const std::string tag : {"0xffff1007", "0xffff1000", "x0xffff100", "0xffff100a"}) {
+        admit(tag);
+        mService->startZul(tag, 0, 0, "hello");
+        EXPECT_THAT(mLog.takeAboveDebug(),
+                    ElementsAre(std::string("E unknow special scene type:") + tag.back()));
+    }
+    expectNoCapture();
+}
+
+TEST_F(CaptureRequestTest, MissingTraceInstanceIsPassedOver) {
+    std::filesystem::remove_all("/sys/kernel/tracing/instances/stab");
+    admit("0xffff1003");
+    mService->startZul("0xffff1003", 1L << 62, 0, "hello");
+    EXPECT_THAT(mLog.takeAboveDebug(), IsEmpty());
+    // No capture was made before: no time, but the list stays in its place.
+    EXPECT_EQ(argument(8), "");
+    EXPECT_EQ(argument(4), "");
+    EXPECT_THAT(collectorRuns()[0].arguments, SizeIs(10));
+}
+
+struct FilterCase {
+    const char* name;
+    const char* filter;
+    const char* package;
+    int pid;
+    bool passes;
+};
+
+class PackageFilterTest : public CaptureRequestTest,
+                          public testing::WithParamInterface<FilterCase> {};
+
+TEST_P(PackageFilterTest, LooksForTheNameInTheFilter) {
+    const FilterCase& c = GetParam();
+    configure(std::string("tag:0xffff0101,pkgname:") + c.filter);
+    FakeActivity::get().mPackage = c.package;
+    request(kZul, kTag, "", 0, c.pid);
+    EXPECT_THAT(collectorRuns(), SizeIs(c.passes ? 1 : 0));
+}
+
+INSTANTIATE_TEST_SUITE_P(Filters, PackageFilterTest,
+                         testing::Values(FilterCase{"Same", "com.x.y", "com.x.y", 1, true},
+                                         FilterCase{"PartOfTheFilter", "com.x.y", "com.x", 1, true},
+                                         FilterCase{"Other", "com.x.y", "com.e", 1, false},
+                                         FilterCase{"Longer", "com.x.y", "com.x.y.z", 1, false},
+                                         FilterCase{"NoProcess", "com.x.y", "com.e", 0, true},
+                                         FilterCase{"NoName", "com.x.y", "", 1, true}),
+                         caseName<FilterCase>);
+
+TEST_F(CaptureRequestTest, UserTagsHaveTheirOwnVocabulary) {
+    admit("0xffffff0a");
+    mService->startSimpZul("0xffffff0a", 0);
+    EXPECT_EQ(argument(1), std::to_string(0x1000));
+}
+
+TEST_F(CaptureRequestTest, ConfigurationOfTheFirstMatchingEntryAlone) {
+    configure("tag:0xffff02,cmd:no|tag:ffff,cmd:cmd1|tag:0xffff0101,path:/q");
+    request(kZul, kTag, "x");
+    EXPECT_EQ(argument(3), "x#cmd1");
+}
+
+}  // namespace
+}  // namespace zul::test

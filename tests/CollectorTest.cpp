@@ -1,0 +1,333 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
+#include <thread>
+
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::SizeIs;
+using testing::StartsWith;
+
+constexpr char kTag[] = "0xffff0101";
+constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
+
+class CollectorTest : public ServiceTest {
+  protected:
+    CollectorTest() {
+        admit(kTag);
+        orderCollector();
+    }
+};
+
+TEST_F(CollectorTest, ArgumentsArriveByteForByte) {
+    const std::string texts[] = {
+            "",        " two  blanks ", "'single' \"double\" \\", "line\nbreaks\r\n",
+            "a|b#c;d", "$(id) *",       "\xc3\xa4\xff\x01",       std::string(64 * 1024, 'e'),
+            "-x"};
+    for (const std::string& text : texts)
+        mService->startZul(kTag, 0, 0, text);
+    const auto runs = collectorRuns();
+    ASSERT_EQ(runs.size(), std::size(texts));
+    for (size_t i = 0; i < runs.size(); i++) {
+        ASSERT_THAT(runs[i].arguments, SizeIs(10));
+        EXPECT_EQ(runs[i].arguments[3], texts[i]);
+    }
+}
+
+TEST_F(CollectorTest, NumbersAreSignedDecimals) {
+    struct {
+        uint64_t mask;
+        int pid;
+        const char* maskText;
+        const char* pidText;
+    } const cases[] = {
+            {0, 0, "0", "0"},
+            {uint64_t{1} << 62, 7, "4611686018427387904", "7"},
+            {uint64_t{1} << 63, 32768, "-9223372036854775808", "32768"},
+            {~uint64_t{0}, 4194304, "-1", "4194304"},
+            {1, -2147483647 - 1, "1", "-2147483648"},
+    };
+    for (const auto& c : cases)
+        mService->startZul(kTag, static_cast<long>(c.mask), c.pid, "");
+    const auto runs = collectorRuns();
+    ASSERT_EQ(runs.size(), std::size(cases));
+    for (size_t i = 0; i < runs.size(); i++) {
+        EXPECT_EQ(runs[i].arguments[1], cases[i].maskText);
+        EXPECT_EQ(runs[i].arguments[2], cases[i].pidText);
+    }
+}
+
+TEST_F(CollectorTest, StartsWithThreeDescriptorsAndBrokenPipesIgnored) {
+    const auto before = signal(SIGPIPE, SIG_IGN);
+    mService->startZul(kTag, 0, 0, "");
+    signal(SIGPIPE, before);
+    const auto runs = collectorRuns();
+    ASSERT_THAT(runs, SizeIs(1));
+    EXPECT_THAT(runs[0].descriptors, ElementsAre(0, 1, 2));
+    EXPECT_EQ(runs[0].ignoredSignals & (1u << (SIGPIPE - 1)), 1u << (SIGPIPE - 1));
+}
+
+struct EndCase {
+    const char* name;
+    const char* orders;
+    bool normal;
+};
+
+class CollectorEndTest : public CollectorTest, public testing::WithParamInterface<EndCase> {};
+
+TEST_P(CollectorEndTest, EndsTheRequest) {
+    orderCollector(GetParam().orders);
+    mService->startZul(kTag, 0, 0, "");
+    EXPECT_EQ(mLog.take().back() == "D zuldump child normal exit...", GetParam().normal);
+    EXPECT_THAT(collectorRuns(), SizeIs(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Ends, CollectorEndTest,
+                         testing::Values(EndCase{"Zero", "exit 0\n", true},
+                                         EndCase{"Status", "exit 3\n", true},
+                                         EndCase{"Killed", "signal 9\n", false},
+                                         EndCase{"Crashed", "signal 11\n", false}),
+                         caseName<EndCase>);
+
+struct MissingCase {
+    const char* name;
+    int error;
+    void (*replace)();
+};
+
+class CollectorMissingTest : public CollectorTest,
+                             public testing::WithParamInterface<MissingCase> {};
+
+TEST_P(CollectorMissingTest, IsToldByTheChildThatThenEnds) {
+    std::filesystem::rename(kCollector, "/system_ext/bin/away");
+    GetParam().replace();
+    mService->startZul(kTag, 5, 6, "");
+    std::filesystem::rename("/system_ext/bin/away", kCollector);
+    const std::vector<std::string> lines = mLog.take();
+    const std::vector<std::string> last(lines.end() - 4, lines.end());
+    EXPECT_THAT(last, ElementsAre("D startWork....", "D sceneFlag===5, mPid===6",
+                                  "E ret==-1,excel errno=" + std::to_string(GetParam().error),
+                                  "D zuldump child normal exit..."));
+    EXPECT_EQ(ZulService::mCompressFileCount, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Causes, CollectorMissingTest,
+        testing::Values(MissingCase{"Missing", ENOENT, [] {}},
+                        MissingCase{"NotExecutable", EACCES,
+                                    [] { std::filesystem::copy_file("/etc/passwd", kCollector); }},
+                        MissingCase{"NoProgram", ENOEXEC,
+                                    [] {
+                                        std::filesystem::copy_file("/etc/passwd", kCollector);
+                                        std::filesystem::permissions(kCollector,
+                                                                     std::filesystem::perms::all);
+                                    }}),
+        caseName<MissingCase>);
+
+TEST_F(CollectorTest, TextThatNoCommandLineHoldsEndsTheRequest) {
+    mService->startZul(kTag, 0, 0, std::string(1 << 20, 'x'));
+    EXPECT_THAT(mLog.take(), Contains("E ret==-1,excel errno=7"));
+    EXPECT_THAT(collectorRuns(), IsEmpty());
+}
+
+TEST_F(CollectorTest, RunsAlsoWhenNoFolderCouldBeMade) {
+    mService->startZul(kTag, 0, 0, "first");
+    std::filesystem::rename("/data/ZUL/0xffff", "/data/ZUL/away");
+    writeFile("/data/ZUL/0xffff", "");
+    admit("0xffff0202");
+    mService->startZul("0xffff0202", 3, 4, "second");
+    EXPECT_THAT(mLog.takeAboveDebug(),
+                ElementsAre(StartsWith("E FolderOperation LOG folder create"),
+                            "E createZulPath failure..."));
+    const auto runs = collectorRuns();
+    ASSERT_THAT(runs, SizeIs(2));
+    EXPECT_THAT(runs[1].arguments, ElementsAre("0xffff0202", "3", "4", "second", kTag, "", "", "",
+                                               "2025-03-04 05:06:07", ""));
+    EXPECT_EQ(ZulService::mCompressFileCount, 1);
+}
+
+TEST_F(CollectorTest, TagsWithoutHistoryLeaveNoLine) {
+    admit("x0x003effff");
+    mService->startZul("x0x003effff", 0, 0, "");
+    EXPECT_THAT(collectorRuns(), SizeIs(1));
+    EXPECT_FALSE(exists("/data/ZUL/zul_history"));
+}
+
+struct OverCase {
+    const char* name;
+    int index;
+    const char* special;
+    bool userMode;
+    bool cleans;
+};
+
+class GlobalLimitTest : public CollectorTest, public testing::WithParamInterface<OverCase> {};
+
+TEST_P(GlobalLimitTest, CleansWhenIndexAndSpecialsAreOverIt) {
+    const OverCase& c = GetParam();
+    ZulService::mUserMode = c.userMode;
+    ZulService::mCompressFileCount = c.index;
+    property_set("debug.zul.special.count", c.special);
+    mService->prepare(kTag, 0, 0, "");
+    // The history has one line only, so a clean-up finds nothing.
+    EXPECT_EQ(mLog.take().back() == "E readSpecialLine failure!", c.cleans);
+}
+
+INSTANTIATE_TEST_SUITE_P(Counts, GlobalLimitTest,
+                         testing::Values(OverCase{"AtTheLimit", 400, "", false, false},
+                                         OverCase{"Over", 401, "", false, true},
+                                         OverCase{"SpecialsAtTheLimit", 390, "10", false, false},
+                                         OverCase{"SpecialsOver", 391, "10", false, true},
+                                         OverCase{"ManySpecials", 5, "2147483647", false, true},
+                                         OverCase{"User", 401, "", true, false}),
+                         caseName<OverCase>);
+
+TEST_F(CollectorTest, InterruptedWaitGoesOn) {
+    struct sigaction quiet = {};
+    quiet.sa_handler = [](int) {};
+    struct sigaction before = {};
+    sigaction(SIGUSR1, &quiet, &before);
+    orderCollector("sleep 0.2\n");
+    std::atomic<bool> done = false;
+    const pthread_t waiter = pthread_self();
+    std::thread disturber([&] {
+        while (!done) {
+            pthread_kill(waiter, SIGUSR1);
+            std::this_thread::yield();
+        }
+    });
+    mService->startZul(kTag, 0, 0, "");
+    done = true;
+    disturber.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_EQ(mLog.take().back(), "D zuldump child normal exit...");
+    // The child was waited for: none is left.
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+TEST_F(CollectorTest, RunningCollectorHoldsNoOtherObjectUp) {
+    // The first collector runs until its orders are gone, which the second capture brings about.
+    orderCollector("sleep 30\n");
+    std::thread first([this] { mService->startZul(kTag, 0, 0, "first"); });
+    while (collectorRuns().size() < 1)
+        std::this_thread::yield();
+    orderCollector();
+    const android::sp<ZulService> other = new ZulService();
+    other->startZul(kTag, 0, 0, "second");
+    const auto runs = collectorRuns();
+    ASSERT_THAT(runs, SizeIs(2));
+    EXPECT_EQ(runs[1].arguments[3], "second");
+    // Let the sleeper go.
+    for (const std::string& pid : list("/proc")) {
+        if (readFile("/proc/" + pid + "/comm") == "zul_dumpstate\n") kill(std::stoi(pid), SIGKILL);
+    }
+    first.join();
+}
+
+TEST_F(CollectorTest, RequestsOnOneObjectRunOneAfterTheOther) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; t++) {
+        threads.emplace_back([this, t] {
+            for (int i = 0; i < 10; i++) {
+                mService->startMultiPidZul(kTag, t, "pids" + std::to_string(t),
+                                           "text" + std::to_string(t));
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    const auto runs = collectorRuns();
+    EXPECT_THAT(runs, SizeIs(40));
+    for (const CollectorRun& run : runs) {
+        EXPECT_EQ("text" + run.arguments[1], run.arguments[3]);
+        EXPECT_EQ("pids" + run.arguments[1], run.arguments[9]);
+    }
+}
+
+TEST_F(CollectorTest, ThousandCapturesInParallelKeepTheBooks) {
+    constexpr int kObjects = 4;
+    constexpr int kCallers = 8;
+    constexpr int kCaptures = 125;
+    ZulService::mDebugLog = false;
+    writeFile("/data/ZUL/collector_orders", "quick\n");
+    std::vector<android::sp<ZulService>> services;
+    for (int i = 0; i < kObjects; i++)
+        services.push_back(new ZulService());
+    std::vector<std::string> tags;
+    for (int i = 0; i < kCallers; i++) {
+        tags.push_back("0xffff020" + std::to_string(i));
+        admit(tags.back());
+    }
+
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kCallers; t++) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kCaptures; i++) {
+                services[t % kObjects]->startZul(tags[t], 1, 0, "text");
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+
+    size_t listed = 0;
+    for (const std::string& tag : tags)
+        listed += archives(tag).size();
+    EXPECT_EQ(static_cast<size_t>(ZulService::mCompressFileCount.load()), listed);
+    const auto lines = ZulService::supersplit(readFile("/data/ZUL/zul_history"), "\n");
+    EXPECT_EQ(lines.size(), static_cast<size_t>(kCallers * kCaptures));
+    for (const std::string& line : lines) {
+        EXPECT_EQ(ZulService::supersplit(line, "|").size(), 4u) << line;
+    }
+    EXPECT_THAT(mLog.takeAboveDebug(), IsEmpty());
+}
+
+TEST_F(CollectorTest, ParallelCapturesInOneSecondShareAFolderOnlyAHundredApart) {
+    constexpr int kObjects = 8;
+    constexpr int kCaptures = 25;
+    std::filesystem::remove("/data/ZUL/collector_orders");
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kObjects; t++) {
+        const std::string tag = "0x003e000" + std::to_string(t);
+        admit(tag);
+        threads.emplace_back([tag] {
+            const android::sp<ZulService> service = new ZulService();
+            for (int i = 0; i < kCaptures; i++)
+                service->startZul(tag, 0, 0, "");
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+
+    std::map<std::string, int> indexOf;
+    std::set<int> indexes;
+    const std::regex made("D getZulBasePath:fileNum=(\\d+),folderName=(.*)");
+    for (const std::string& line : mLog.take()) {
+        std::smatch match;
+        if (!std::regex_match(line, match, made)) continue;
+        const int index = std::stoi(match[1]);
+        indexes.insert(index);
+        const auto [first, isFirst] = indexOf.emplace(match[2], index);
+        EXPECT_TRUE(isFirst || (index - first->second) % 100 == 0) << line;
+        EXPECT_TRUE(exists(match[2].str() + ".zul")) << line;
+    }
+    EXPECT_THAT(indexes, SizeIs(kObjects * kCaptures));
+    EXPECT_EQ(ZulService::mCompressFileCount, kObjects * kCaptures);
+}
+
+}  // namespace
+}  // namespace zul::test

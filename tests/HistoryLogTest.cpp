@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <thread>
+
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr char kHistory[] = "/data/ZUL/zul_history";
+
+class HistoryLogTest : public ServiceTest {
+  protected:
+    static void record(const std::string& tag, std::string folder) {
+        ZulService::recordZulHistory(tag.c_str(), folder.data());
+    }
+};
+
+TEST_F(HistoryLogTest, AppendsOneLineForEachCapture) {
+    umask(0);
+    record("0xffff0101", "/data/ZUL/0xffff/a_1");
+    property_set("ro.build.display.id", "AOSP|14 test-keys");
+    FakeTime::now++;
+    record("0xffffff06", "/morvfs/stuck_logo/b_2");
+    const std::string first =
+            "0xffff0101|2025-03-04 05:06:07|/data/ZUL/0xffff/a_1.zul|system_version_is_empty";
+    const std::string second =
+            "0xffffff06|2025-03-04 05:06:08|/morvfs/stuck_logo/b_2.zul|AOSP|14 test-keys";
+    EXPECT_EQ(readFile(kHistory), first + "\n" + second + "\n");
+    struct stat status = {};
+    ASSERT_EQ(stat(kHistory, &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0666u);
+    EXPECT_THAT(
+            mLog.take(),
+            ElementsAre("D recordZulHistory:allContent===" + first, "D write content to file!",
+                        "D recordZulHistory:allContent===" + second, "D write content to file!"));
+}
+
+TEST_F(HistoryLogTest, LongRecordLosesItsBuildTextButNeverItsArchive) {
+    property_set("ro.build.display.id", std::string(91, 'b').c_str());
+    // What stands before the build text, without the folder.
+    const size_t around = std::string("0xffff0101|2025-03-04 05:06:07|.zul|").size();
+    record("0xffff0101", "/" + std::string(254 - around, 'f'));
+    const std::string line = readFile(kHistory);
+    EXPECT_EQ(line.size(), 256u);
+    EXPECT_EQ(line.substr(line.size() - 6), ".zul|\n");
+
+    record("0xffff0101", "/" + std::string(255 - around, 'f'));
+    EXPECT_EQ(readFile(kHistory), line);
+    EXPECT_THAT(mLog.takeAboveDebug(),
+                ElementsAre(testing::StartsWith("E history record too long")));
+}
+
+struct BlockedCase {
+    const char* name;
+    void (*block)();
+};
+
+class BlockedHistoryTest : public HistoryLogTest,
+                           public testing::WithParamInterface<BlockedCase> {};
+
+TEST_P(BlockedHistoryTest, LosesTheLineAlone) {
+    GetParam().block();
+    record("0xffff0101", "/data/ZUL/0xffff/a_1");
+    EXPECT_THAT(mLog.takeAboveDebug(), ElementsAre("E open /data/ZUL/zul_history failure:"));
+    EXPECT_FALSE(exists("/data/elsewhere"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Blocks, BlockedHistoryTest,
+        testing::Values(BlockedCase{"Folder", [] { std::filesystem::create_directory(kHistory); }},
+                        BlockedCase{"LinkElsewhere",
+                                    [] { (void)!symlink("/data/elsewhere", kHistory); }},
+                        BlockedCase{"Fifo", [] { mkfifo(kHistory, 0666); }},
+                        BlockedCase{"NoRoot", [] { std::filesystem::remove_all("/data/ZUL"); }}),
+        caseName<BlockedCase>);
+
+TEST_F(HistoryLogTest, WritersInThreadsAndProcessesNeverInterleave) {
+    constexpr int kProcesses = 4;
+    constexpr int kThreads = 4;
+    constexpr int kRecords = 50;
+    ZulService::mDebugLog = false;
+    for (int process = 0; process < kProcesses; process++) {
+        if (fork() != 0) continue;
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; t++) {
+            threads.emplace_back([process, t] {
+                const std::string folder = "/data/ZUL/" + std::string(60 + 10 * process, 'a' + t);
+                for (int i = 0; i < kRecords; i++)
+                    record("0xffff0101", folder);
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        _exit(0);
+    }
+    while (wait(nullptr) > 0) {
+    }
+
+    std::istringstream lines(readFile(kHistory));
+    std::string line;
+    int count = 0;
+    while (std::getline(lines, line)) {
+        count++;
+        const std::vector<std::string> fields = ZulService::supersplit(line, "|");
+        ASSERT_EQ(fields.size(), 4u) << line;
+        EXPECT_EQ(fields[3], "system_version_is_empty");
+        const std::string name = fields[2].substr(sizeof("/data/ZUL/") - 1);
+        EXPECT_EQ(std::count(name.begin(), name.end() - 4, name[0]), name.size() - 4) << line;
+    }
+    EXPECT_EQ(count, kProcesses * kThreads * kRecords);
+}
+
+TEST_F(HistoryLogTest, WaitsForALockOfAnotherProcess) {
+    writeFile(kHistory, "");
+    int locked[2];
+    ASSERT_EQ(pipe(locked), 0);
+    const pid_t other = fork();
+    if (other == 0) {
+        const int fd = open(kHistory, O_RDWR);
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        fcntl(fd, F_SETLK, &lock);
+        (void)!write(locked[1], "x", 1);
+        pause();
+    }
+    char ready;
+    ASSERT_EQ(read(locked[0], &ready, 1), 1);
+    std::thread writer([] { record("0xffff0101", "/data/ZUL/0xffff/a_1"); });
+    // The writer announces its record before it asks for the lock.
+    while (mLog.take().empty())
+        std::this_thread::yield();
+    EXPECT_EQ(readFile(kHistory), "");
+    kill(other, SIGKILL);
+    waitpid(other, nullptr, 0);
+    writer.join();
+    EXPECT_NE(readFile(kHistory), "");
+    close(locked[0]);
+    close(locked[1]);
+}
+
+}  // namespace
+}  // namespace zul::test

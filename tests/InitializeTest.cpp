@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+
+#include <filesystem>
+#include <map>
+
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+namespace {
+
+using testing::ElementsAre;
+
+std::string property(const std::string& name) {
+    char value[PROPERTY_VALUE_MAX] = {};
+    property_get(name.c_str(), value, "(unset)");
+    return value;
+}
+
+std::vector<std::string> tags() {
+    std::vector<std::string> tags;
+    for (const auto& [tag, archives] : ZulService::mTagTable)
+        tags.push_back(tag);
+    return tags;
+}
+
+class InitializeTest : public ServiceTest {};
+
+struct ModeCase {
+    const char* name;
+    std::map<std::string, std::string> properties;
+    bool userMode;
+    bool debugLog;
+};
+
+class ModeTest : public ServiceTest, public testing::WithParamInterface<ModeCase> {};
+
+TEST_P(ModeTest, FollowsProperties) {
+    for (const auto& [name, value] : GetParam().properties) {
+        ASSERT_EQ(property_set(name.c_str(), value.c_str()), 0);
+    }
+    ZulService::Initialize();
+    EXPECT_EQ(ZulService::mUserMode, GetParam().userMode);
+    EXPECT_EQ(ZulService::mDebugLog, GetParam().debugLog);
+    EXPECT_EQ(property("debug.atrace.tags.enableflags") == "(unset)", GetParam().userMode);
+    EXPECT_THAT(mLog.take(), ElementsAre());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Modes, ModeTest,
+        testing::Values(ModeCase{"NothingSet", {}, true, true},
+                        ModeCase{"User", {{"ro.build.type", "user"}}, true, true},
+                        ModeCase{"UserWithAdb",
+                                 {{"ro.build.type", "user"}, {"persist.sys.adb.support", "1"}},
+                                 false,
+                                 true},
+                        ModeCase{"UserWithOddAdb",
+                                 {{"ro.build.type", "user"}, {"persist.sys.adb.support", "yes"}},
+                                 true,
+                                 true},
+                        ModeCase{"Userdebug", {{"ro.build.type", "userdebug"}}, false, true},
+                        ModeCase{"EngWithAdb",
+                                 {{"ro.build.type", "eng"}, {"persist.sys.adb.support", "0"}},
+                                 false,
+                                 true},
+                        ModeCase{"LogOff", {{"debug.zul.dump", "off"}}, true, false},
+                        ModeCase{"LogOddStaysOn", {{"debug.zul.dump", "OFF"}}, true, true}),
+        caseName<ModeCase>);
+
+TEST_F(InitializeTest, UserModeKnowsItsOwnTagsAndNothingElse) {
+    writeFile("/data/ZUL/ZUL_TAG.txt", "0xffff0101|crash\n");
+    ZulService::Initialize();
+    ASSERT_EQ(ZulService::mTagTable.size(), 257u);
+    for (const char* tag : {"0xffffff00", "0xffffff0a", "0xffffffff", "0x003effff"}) {
+        EXPECT_EQ(ZulService::mTagTable.count(tag), 1u) << tag;
+    }
+    EXPECT_EQ(property("debug.zul.trace.reinitsize"), "(unset)");
+}
+
+TEST_F(InitializeTest, TagFileGivesTheTextBeforeTheFirstBar) {
+    property_set("ro.build.type", "userdebug");
+    writeFile("/data/ZUL/ZUL_TAG.txt",
+              "0xffff0101|crash|more\n0xffff0102\n\n|x\n0xffff0103 |y\r\n0xffff0101|again\nlast|");
+    ZulService::Initialize();
+    EXPECT_THAT(tags(), ElementsAre("", "0xffff0101", "0xffff0103 ", "last"));
+}
+
+TEST_F(InitializeTest, StoredConfigurationIsOneTextAndAppliesInBothModes) {
+    writeFile("/data/ZUL/config", "tag:SCENE,ena\nble:1|tag:0xffffff\n05,enable:0\n");
+    for (const char* buildType : {"userdebug", "user"}) {
+        writeFile("/dev/__properties__/ro.build.type", buildType);
+        ZulService::Initialize();
+        EXPECT_EQ(ZulService::mTagTable.count("SCENE"), 1u) << buildType;
+        EXPECT_EQ(ZulService::mTagTable.count("0xffffff05"), 0u) << buildType;
+    }
+}
+
+struct TraceCase {
+    const char* name;
+    int processors;
+    const char* zygote;
+    const char* fans;
+    const char* reinitSize;
+    const char* bufferSize;
+    const char* atraceMask;
+};
+
+class TraceTest : public ServiceTest, public testing::WithParamInterface<TraceCase> {
+  protected:
+    void SetUp() override {
+        for (const char* name : {"cpufreq", "cpuidle", "cpu10", "online"})
+            addProcessor(name);
+        for (int i = 0; i < GetParam().processors; i++)
+            addProcessor("cpu" + std::to_string(i));
+    }
+    ~TraceTest() override {
+        for (const std::string& name : list(kProcessors))
+            std::filesystem::remove(kProcessors + name);
+    }
+
+    static void addProcessor(const std::string& name) {
+        std::filesystem::create_directory(kProcessors + name);
+    }
+
+    inline static const std::string kProcessors = "/sys/devices/system/cpu/";
+};
+
+TEST_P(TraceTest, BuffersFollowProcessorsAndZygote) {
+    const TraceCase& c = GetParam();
+    property_set("ro.build.type", "eng");
+    property_set("ro.zygote", c.zygote);
+    property_set("persist.sys.fans.support", c.fans);
+
+    ZulService::Initialize();
+
+    EXPECT_EQ(property("debug.zul.trace.reinitsize"), c.reinitSize);
+    EXPECT_EQ(property("debug.atrace.tags.enableflags"), c.atraceMask);
+    for (const char* instance : {"perf", "power", "stab"}) {
+        EXPECT_EQ(readFile(traceFile(instance, "buffer_size_kb")), c.bufferSize) << instance;
+    }
+    EXPECT_EQ(readFile(traceFile("com", "buffer_size_kb")), "1408\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Traces, TraceTest,
+        testing::Values(
+                TraceCase{"ManyProcessors32", 8, "zygote32", "1", "4096", "1024", "0xeeffe"},
+                TraceCase{"FiveProcessorsNoZygote", 5, "", "0", "4096", "1024", "0x66"},
+                TraceCase{"ManyProcessors64", 8, "zygote64_32", "2", "8192", "2048", "0x66"},
+                TraceCase{"FewProcessors", 4, "zygote32", "", "8192", "2048", "0x66"}),
+        caseName<TraceCase>);
+
+TEST_F(InitializeTest, BufferSizeGoesToTheFirstRootThatHasTheInstance) {
+    property_set("ro.build.type", "eng");
+    makeTraceInstances("/sys/kernel/debug/tracing/instances/", {"perf"});
+    std::filesystem::remove_all("/sys/kernel/tracing/instances/stab");
+    ZulService::Initialize();
+    EXPECT_EQ(readFile("/sys/kernel/debug/tracing/instances/perf/buffer_size_kb"), "2048");
+    EXPECT_EQ(readFile(traceFile("perf", "buffer_size_kb")), "1408\n");
+    EXPECT_EQ(readFile(traceFile("power", "buffer_size_kb")), "2048");
+    EXPECT_FALSE(exists("/sys/kernel/tracing/instances/stab"));
+}
+
+}  // namespace
+}  // namespace zul::test

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <random>
+
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+
+/** One entry as text: tag;enable;pkgname;flag;cmds;paths. */
+static std::string describe(const ZulService::zul_struct& entry) {
+    return entry.tag + ";" + entry.enable + ";" + entry.pkgname + ";" + std::to_string(entry.flag) +
+           ";" + entry.cmds + ";" + entry.paths;
+}
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class RemoteConfigTest : public ServiceTest {
+  protected:
+    static void parse(std::string text) {
+        const std::string before = text;
+        ZulService::parseRemoteConfig(text);
+        EXPECT_EQ(text, before);
+    }
+    static std::vector<std::string> entries() {
+        std::vector<std::string> entries;
+        for (const auto& entry : ZulService::mRemoteConfigs)
+            entries.push_back(describe(entry));
+        return entries;
+    }
+    static std::vector<std::string> tags() {
+        std::vector<std::string> tags;
+        for (const auto& [tag, archives] : ZulService::mTagTable)
+            tags.push_back(tag);
+        return tags;
+    }
+};
+
+struct SplitCase {
+    const char* text;
+    std::vector<std::string> pieces;
+};
+
+TEST(SupersplitTest, KeepsEmptyPiecesButAddsNoneAtTheEnd) {
+    const SplitCase cases[] = {{"", {}},          {"a", {"a"}},  {"a|b", {"a", "b"}},
+                               {"|a", {"", "a"}}, {"a|", {"a"}}, {"a||b", {"a", "", "b"}},
+                               {"||", {"", ""}},  {"|", {""}}};
+    for (const SplitCase& c : cases) {
+        EXPECT_EQ(ZulService::supersplit(c.text, "|"), c.pieces) << c.text;
+    }
+    EXPECT_THAT(ZulService::supersplit("a::b:::c", "::"), ElementsAre("a", "b", ":c"));
+}
+
+struct RecordCase {
+    const char* name;
+    const char* record;
+    const char* entry;
+};
+
+class RecordTest : public RemoteConfigTest, public testing::WithParamInterface<RecordCase> {};
+
+TEST_P(RecordTest, BecomesAnEntry) {
+    parse(GetParam().record);
+    EXPECT_THAT(entries(), ElementsAre(GetParam().entry));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Records, RecordTest,
+        testing::Values(
+                RecordCase{"Whole", "tag:T,enable:1,pkgname:com.x,flag:0x4,cmd:c,path:/p",
+                           "T;1;com.x;4;c;/p"},
+                RecordCase{"LongKeys", "cmds:c,paths:/p", ";;;0;c;/p"},
+                RecordCase{"LastItemWins", "tag:A,tag:B", "B;;;0;;"},
+                RecordCase{"WholeItemClassifies", "pkgname:com.tagger", "com.tagger;;;0;;"},
+                RecordCase{"EarlierKeywordClassifies", "path:/flag", ";;;0;;"},
+                RecordCase{"LastPieceIsTheValue", "tag:A:B", "B;;;0;;"},
+                RecordCase{"KeyAlone", "tag", "tag;;;0;;"},
+                RecordCase{"NothingBehindTheColon", "tag:", "tag;;;0;;"},
+                RecordCase{"TwoColonsAtTheEnd", "tag::", ";;;0;;"},
+                RecordCase{"NothingIsTrimmed", "tag: A ,,x:y", " A ;;;0;;"},
+                RecordCase{"CaseMatters", "TAG:A,Enable:1", ";;;0;;"},
+                RecordCase{"HighBytes", "tag:\xff\xc3\xa4", "\xff\xc3\xa4;;;0;;"},
+                RecordCase{"Hexadecimal", "flag:0X1f", ";;;31;;"},
+                RecordCase{"Octal", "flag:010", ";;;8;;"},
+                RecordCase{"OctalStopsAtEight", "flag:018", ";;;1;;"},
+                RecordCase{"NoBinaryNumbers", "flag:0b11", ";;;0;;"},
+                RecordCase{"TrailingText", "flag:12abc", ";;;12;;"},
+                RecordCase{"Signs", "flag: \t-0x10", ";;;-16;;"},
+                RecordCase{"Plus", "flag:+7", ";;;7;;"},
+                RecordCase{"Largest", "flag:0x7fffffffffffffff", ";;;9223372036854775807;;"},
+                RecordCase{"Smallest", "flag:-9223372036854775808", ";;;-9223372036854775808;;"},
+                RecordCase{"TooLarge", "tag:T,flag:0x8000000000000000,cmd:c", "T;;;0;c;"},
+                RecordCase{"TooSmall", "tag:T,flag:-9223372036854775809", "T;;;0;;"},
+                RecordCase{"NoNumber", "tag:T,flag:x1,enable:1", "T;1;;0;;"},
+                RecordCase{"BareHexadecimalPrefix", "flag:0xg", ";;;0;;"}),
+        caseName<RecordCase>);
+
+TEST_F(RemoteConfigTest, TellsEachFieldAtDebugPriority) {
+    ZulService::mDebugLog = false;
+    parse("tag:T,enable:1,pkgname:p,flag:-1,cmds:c,paths:/p,other");
+    EXPECT_THAT(mLog.take(),
+                ElementsAre("D remoteConfig.tag = T \n", "D remoteConfig.enable = 1 \n",
+                            "D remoteConfig.pkgname = p \n", "D remoteConfig.flag = -1 \n",
+                            "D remoteConfig.cmds = c \n", "D remoteConfig.paths = /p \n"));
+}
+
+TEST_F(RemoteConfigTest, EntryOverwritesAllWhoseTagHoldsItsOwn) {
+    parse("tag:SCENE,flag:1|tag:SCENE_2,flag:2|tag:OTHER,flag:3");
+    EXPECT_THAT(entries(), ElementsAre("SCENE;;;1;;", "SCENE_2;;;2;;", "OTHER;;;3;;"));
+    parse("tag:SCENE,flag:4");
+    EXPECT_THAT(entries(), ElementsAre("SCENE;;;4;;", "SCENE;;;4;;", "OTHER;;;3;;"));
+    parse("tag:SCENE_2,flag:5");
+    EXPECT_THAT(entries(),
+                ElementsAre("SCENE;;;4;;", "SCENE;;;4;;", "OTHER;;;3;;", "SCENE_2;;;5;;"));
+}
+
+TEST_F(RemoteConfigTest, EmptyTagStandsInEveryTag) {
+    parse("");
+    EXPECT_THAT(entries(), IsEmpty());
+    parse("|");
+    EXPECT_THAT(entries(), ElementsAre(";;;0;;"));
+    parse("tag:A|tag:B,enable:1");
+    EXPECT_THAT(entries(), ElementsAre(";;;0;;", "A;;;0;;", "B;1;;0;;"));
+    parse("|");
+    EXPECT_THAT(entries(), ElementsAre(";;;0;;", ";;;0;;", ";;;0;;"));
+    EXPECT_THAT(tags(), ElementsAre("B"));
+}
+
+TEST_F(RemoteConfigTest, EnableAdmitsAndWithdrawsTagsAtEveryParse) {
+    admit("A");
+    archives("A").push_back("/data/ZUL/a.zul");
+    parse("tag:A,enable:1|tag:B,enable:1|tag:C,enable:2");
+    EXPECT_THAT(tags(), ElementsAre("A", "B"));
+    EXPECT_THAT(archives("A"), ElementsAre("/data/ZUL/a.zul"));
+    parse("tag:A,enable:0");
+    EXPECT_THAT(tags(), ElementsAre("B"));
+    // Somebody else admits it: the old entry withdraws it again.
+    admit("A");
+    parse("tag:D,enable:1");
+    EXPECT_THAT(tags(), ElementsAre("B", "D"));
+    parse("tag:A,enable:1");
+    EXPECT_THAT(archives("A"), IsEmpty());
+}
+
+TEST_F(RemoteConfigTest, OverwrittenEntryDecidesNoMore) {
+    parse("tag:AB,enable:1|tag:A,enable:0");
+    EXPECT_THAT(tags(), IsEmpty());
+    parse("tag:AB,enable:1");
+    EXPECT_THAT(entries(), ElementsAre("A;0;;0;;", "AB;1;;0;;"));
+    EXPECT_THAT(tags(), ElementsAre("AB"));
+}
+
+TEST_F(RemoteConfigTest, MillionRandomBytesDoNoHarm) {
+    std::mt19937 random(1);
+    const std::string words[] = {"tag", "enable", "pkgname", "flag", "cmd",  "path", ":", ",",
+                                 "|",   "0",      "1",       "0x",   "\xff", "\n",   "a", ":"};
+    std::string text;
+    while (text.size() < 1000000)
+        text += words[random() % std::size(words)];
+    text[500000] = '\0';
+    parse(text);
+    EXPECT_THAT(ZulService::mRemoteConfigs, Not(IsEmpty()));
+    parse("tag:" + std::string(1000000, 'x') + ",flag:" + std::string(100000, '9'));
+    EXPECT_EQ(ZulService::mRemoteConfigs.back().tag.size(), 1000000u);
+    EXPECT_EQ(ZulService::mRemoteConfigs.back().flag, 0);
+}
+
+TEST_F(RemoteConfigTest, WriteConfigReplacesByteForByte) {
+    umask(022);
+    const std::string contents[] = {"abc", "x", std::string("a\0\xff\n", 4),
+                                    std::string(300000, 'z'), ""};
+    for (const std::string& content : contents) {
+        ZulService::writeConfig("/data/ZUL/config", content);
+        EXPECT_EQ(readFile("/data/ZUL/config"), content);
+    }
+    struct stat status = {};
+    ASSERT_EQ(stat("/data/ZUL/config", &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_THAT(list("/data/ZUL"), ElementsAre("config"));
+    EXPECT_THAT(mLog.take(), IsEmpty());
+}
+
+TEST_F(RemoteConfigTest, WriteConfigTellsWhatCannotBeWritten) {
+    ZulService::writeConfig("/data/none/config", "abc");
+    std::filesystem::create_directories("/data/ZUL/config/inner");
+    ZulService::writeConfig("/data/ZUL/config", "abc");
+    EXPECT_THAT(mLog.take(), ElementsAre("E writeConfig: open file(/data/none/config) fail",
+                                         "E writeConfig: open file(/data/ZUL/config) fail"));
+    EXPECT_THAT(list("/data/ZUL"), ElementsAre("config"));
+}
+
+TEST_F(RemoteConfigTest, WriteConfigFollowsNoLink) {
+    writeFile("/data/victim", "untouched");
+    ASSERT_EQ(symlink("/data/victim", "/data/ZUL/config"), 0);
+    ASSERT_EQ(symlink("/data/victim", "/data/ZUL/config.new"), 0);
+    ZulService::writeConfig("/data/ZUL/config", "abc");
+    EXPECT_EQ(readFile("/data/victim"), "untouched");
+    EXPECT_EQ(readFile("/data/ZUL/config"), "abc");
+}
+
+}  // namespace
+}  // namespace zul::test

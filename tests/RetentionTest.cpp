@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class RetentionTest : public ServiceTest {
+  protected:
+    /** A history of archives 1, 2, … that exist. */
+    static void writeHistory(int lines) {
+        std::string text;
+        for (int i = 1; i <= lines; i++) {
+            writeFile(archive(i), "archive");
+            text += "0xffff0101|2025-03-04 05:06:07|" + archive(i) + "|build\n";
+        }
+        writeFile("/data/ZUL/zul_history", text);
+    }
+    static std::string archive(int number) {
+        return "/data/ZUL/" + std::to_string(number) + ".zul";
+    }
+
+    static std::string specialCount() {
+        char value[PROPERTY_VALUE_MAX] = {};
+        property_get("debug.zul.special.count", value, "(unset)");
+        return value;
+    }
+};
+
+struct LimitCase {
+    const char* name;
+    bool userMode;
+    const char* property;
+    int limit;
+};
+
+class LimitTest : public ServiceTest, public testing::WithParamInterface<LimitCase> {};
+
+TEST_P(LimitTest, IsCappedAndFixedForUsers) {
+    ZulService::mUserMode = GetParam().userMode;
+    property_set("persist.sys.zul.count", GetParam().property);
+    ZulService::getCompressFileCount();
+    EXPECT_EQ(ZulService::mCompressFileLimit, GetParam().limit);
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, LimitTest,
+                         testing::Values(LimitCase{"Unset", false, "", 400},
+                                         LimitCase{"Large", false, "1000", 400},
+                                         LimitCase{"Small", false, "50", 50},
+                                         LimitCase{"Negative", false, "-3", -3},
+                                         LimitCase{"User", true, "50", 200}),
+                         caseName<LimitCase>);
+
+TEST_F(RetentionTest, StartUpCountsTaggedFilesOfTheTwoRoots) {
+    admit("0xffffff0a");
+    admit("short");
+    const std::string data = "/data/ZUL/0xffffff0a_1.zul";
+    writeFile(data, "");
+    writeFile("/data/ZUL/short", "");
+    writeFile("/data/ZUL/0xffffff0b_1.zul", "");
+    writeFile("/data/ZUL/zul_history", "");
+    std::filesystem::create_directory("/data/ZUL/0xffffff0a_2.zul");
+    (void)!symlink(data.c_str(), "/data/ZUL/0xffffff0a_3.zul");
+    std::filesystem::create_directory("/data/ZUL/0xffff");
+    writeFile("/data/ZUL/0xffff/0xffffff0a_4.zul", "");
+    writeFile("/morvfs/stuck_logo/0xffffff0a_5.zul", "");
+    ZulService::mDebugLog = false;
+
+    EXPECT_EQ(ZulService::getCompressFileCount(), 3);
+
+    EXPECT_EQ(ZulService::mCompressFileCount, 3);
+    EXPECT_THAT(archives("0xffffff0a"), ElementsAre(data, "/morvfs/stuck_logo/0xffffff0a_5.zul"));
+    EXPECT_THAT(archives("short"), ElementsAre("/data/ZUL/short"));
+    // Not bound to the debug switch.
+    EXPECT_THAT(mLog.take(), ElementsAre("D dnam=0xffffff0a_5.zul"));
+}
+
+TEST_F(RetentionTest, StartUpMakesMissingRootsAndGoesOnWithoutThem) {
+    std::filesystem::remove_all("/data/ZUL");
+    std::filesystem::remove_all("/morvfs/stuck_logo");
+    EXPECT_EQ(ZulService::getCompressFileCount(), 0);
+    EXPECT_TRUE(exists("/data/ZUL"));
+    EXPECT_TRUE(exists("/morvfs/stuck_logo"));
+    EXPECT_THAT(mLog.take(), ElementsAre("D mCompressFileCount=0"));
+
+    std::filesystem::remove_all("/morvfs/stuck_logo");
+    std::filesystem::permissions("/morvfs", std::filesystem::perms::owner_read);
+    ZulService::getCompressFileCount();
+    std::filesystem::permissions("/morvfs", std::filesystem::perms::all);
+    EXPECT_THAT(mLog.take(), ElementsAre("E FolderOperation main folder create "
+                                         "/morvfs/stuck_logo/ failed(Permission denied)",
+                                         "D mCompressFileCount=0"));
+}
+
+struct CleanCase {
+    const char* name;
+    const char* special;
+    int count;
+    int limit;
+    int removed;  // line number of the archive, 0 for none
+};
+
+class CleanTest : public RetentionTest, public testing::WithParamInterface<CleanCase> {};
+
+TEST_P(CleanTest, SelectsTheLineByHowFarTheCountIsOver) {
+    const CleanCase& c = GetParam();
+    writeHistory(5);
+    property_set("debug.zul.special.count", c.special);
+    ZulService::mCompressFileCount = c.count;
+    ZulService::mCompressFileLimit = c.limit;
+
+    ZulService::cleanOldFile();
+
+    for (int i = 1; i <= 5; i++)
+        EXPECT_EQ(exists(archive(i)), i != c.removed) << i;
+    EXPECT_EQ(ZulService::mCompressFileCount, c.removed != 0 ? c.count - 1 : c.count);
+    if (c.removed == 0) {
+        EXPECT_THAT(mLog.take(), ElementsAre("E readSpecialLine failure!"));
+    } else {
+        EXPECT_THAT(mLog.take(), ElementsAre("D remove old file:filename=" + archive(c.removed),
+                                             "D child normal exit...."));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Lines, CleanTest,
+                         testing::Values(CleanCase{"ThirdLine", "", 402, 400, 3},
+                                         CleanCase{"SpecialsCount", "2", 400, 400, 3},
+                                         CleanCase{"FirstLine", "", 400, 400, 1},
+                                         CleanCase{"LastLine", "", 404, 400, 5},
+                                         CleanCase{"BehindTheEnd", "", 405, 400, 0},
+                                         CleanCase{"Zero", "", 399, 400, 0},
+                                         CleanCase{"NegativeSpecials", "-9", 402, 400, 0},
+                                         CleanCase{"FarBehind", "2147483647", 402, 400, 0}),
+                         caseName<CleanCase>);
+
+TEST_F(RetentionTest, ArchiveThatIsGoneChangesNoCount) {
+    writeHistory(3);
+    ZulService::mCompressFileCount = 402;
+    std::filesystem::remove(archive(3));
+    ZulService::cleanOldFile();
+    EXPECT_EQ(ZulService::mCompressFileCount, 402);
+    EXPECT_THAT(mLog.take(), ElementsAre("D remove old file:filename=" + archive(3),
+                                         "E file " + archive(3) + " isn't exist!"));
+}
+
+TEST_F(RetentionTest, MissingHistoryIsTold) {
+    ZulService::mCompressFileCount = 401;
+    ZulService::cleanOldFile();
+    EXPECT_THAT(mLog.take(), ElementsAre("E readSpecialLine failure!"));
+}
+
+struct LineCase {
+    const char* name;
+    std::string history;
+    int number;
+    const char* archive;
+};
+
+class HistoryLineTest : public RetentionTest, public testing::WithParamInterface<LineCase> {};
+
+TEST_P(HistoryLineTest, ArchiveIsTheThirdPiece) {
+    const LineCase& c = GetParam();
+    writeFile("/data/ZUL/zul_history", c.history);
+    ZulService::mCompressFileCount = ZulService::mCompressFileLimit + c.number - 1;
+    ZulService::cleanOldFile();
+    EXPECT_EQ(mLog.take().front(), std::string("D remove old file:filename=") + c.archive);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Lines, HistoryLineTest,
+        testing::Values(LineCase{"Plain", "a|b|/c|d\n", 1, "/c"},
+                        LineCase{"EmptyPiecesDoNotCount", "||a||b|/c|d\n", 1, "/c"},
+                        LineCase{"LineEndBelongsToTheLastPiece", "a|b|/c\n", 1, "/c\n"},
+                        LineCase{"TwoPieces", "a|b\n", 1, ""},
+                        LineCase{"EmptyLine", "\na|b|/c|d\n", 1, ""},
+                        LineCase{"NoLineEndAtTheEnd", "x\na|b|/c", 2, "/c"},
+                        // 300 characters are two reads, of 255 and of 45.
+                        LineCase{"LongLineCountsTwice", std::string(300, 'x') + "\na|b|/c|d\n", 3,
+                                 "/c"},
+                        LineCase{"RestOfALongLine", std::string(255, 'x') + "a|b|/c|d\n", 2, "/c"}),
+        caseName<LineCase>);
+
+TEST_F(RetentionTest, ArchiveOfTheSpecialTagLowersItsOwnCount) {
+    const std::string special = "/data/ZUL/0xffff0000_1.zul";
+    for (const char* before : {"3", "100000", "0", ""}) {
+        writeFile(special, "");
+        writeFile("/data/ZUL/zul_history", "0xffff0000|t|" + special + "|b\n");
+        property_set("debug.zul.special.count", before);
+        const int specials = property_get_int32("debug.zul.special.count", 0);
+        ZulService::mCompressFileCount = 400 - specials;
+        ZulService::cleanOldFile();
+        EXPECT_FALSE(exists(special));
+        EXPECT_EQ(ZulService::mCompressFileCount, 400 - specials);
+        EXPECT_EQ(specialCount(), std::to_string(std::max(specials - 1, 0)));
+    }
+}
+
+TEST_F(RetentionTest, FolderInPlaceOfAnArchiveGoesWhole) {
+    writeHistory(1);
+    std::filesystem::remove(archive(1));
+    std::filesystem::create_directories(archive(1) + "/inner");
+    ZulService::mCompressFileCount = 400;
+    ZulService::cleanOldFile();
+    EXPECT_FALSE(exists(archive(1)));
+}
+
+}  // namespace
+}  // namespace zul::test

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cutils/properties.h>
+
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+namespace {
+
+using testing::ElementsAre;
+
+/** The two request properties, fatal databases first. */
+std::string requests() {
+    char fatal[PROPERTY_VALUE_MAX] = {};
+    char connsys[PROPERTY_VALUE_MAX] = {};
+    property_get("debug.zul.aee.db.08ee", fatal, "-");
+    property_get("debug.zul.aee.db.connsysdump", connsys, "-");
+    return std::string(fatal) + connsys;
+}
+
+struct CopyCase {
+    const char* name;
+    const char* list;
+    const char* rewritten;
+    const char* requested;
+};
+
+class CopyVndFileTest : public ServiceTest, public testing::WithParamInterface<CopyCase> {};
+
+TEST_P(CopyVndFileTest, RewritesAndRequests) {
+    EXPECT_EQ(ZulService::copyVndFile(GetParam().list), GetParam().rewritten);
+    EXPECT_EQ(requests(), GetParam().requested);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Lists, CopyVndFileTest,
+        testing::Values(CopyCase{"Empty", "", "", "--"}, CopyCase{"Other", "/a;/b", "/a;/b", "--"},
+                        CopyCase{"Fatal", "/system/a.txt;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg",
+                                 "/system/a.txt;/data/ZUL/db.fatal.08.EE.dbg", "1-"},
+                        CopyCase{"Scp", "/v/fatal.scp.00.dbg", "/data/ZUL/fatal.scp.00.dbg", "1-"},
+                        CopyCase{"Connsys", "/v/db.fatal.connsysdump.dbg",
+                                 "/data/ZUL/db.fatal.connsysdump.dbg", "-1"},
+                        CopyCase{"ConnsysFile", "/v/fatal.connsysdump.00.dbg/;/b;",
+                                 "/data/ZUL/fatal.connsysdump.00.dbg;/b", "-1"},
+                        CopyCase{"NameInAFolder", "/db.fatal.08.EE.dbg/x", "/data/ZUL/x", "1-"},
+                        CopyCase{"BothInOnePath", "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg",
+                                 "/data/ZUL/fatal.connsysdump.00.dbg", "11"},
+                        CopyCase{"EmptyFirstPathLeavesNoTrace", ";/a", "/a", "--"},
+                        CopyCase{"EmptyLaterPathStays", "/a;;/b", "/a;;/b", "--"}),
+        caseName<CopyCase>);
+
+struct ExistCase {
+    const char* name;
+    std::string list;
+    bool found;
+    const char* requested;
+    std::vector<std::string> log;
+};
+
+class VndFileExistTest : public ServiceTest, public testing::WithParamInterface<ExistCase> {};
+
+TEST_P(VndFileExistTest, TakesRequestsBackAndOpensCopies) {
+    writeFile("/data/ZUL/db.fatal.08.EE.dbg", "");
+    writeFile("/data/ZUL/fatal.connsysdump.00.dbg", "");
+    property_set("debug.zul.aee.db.08ee", "1");
+    property_set("debug.zul.aee.db.connsysdump", "1");
+    std::string text = GetParam().list;
+    EXPECT_EQ(ZulService::vndFileExist(text), GetParam().found);
+    EXPECT_EQ(text, GetParam().list);
+    EXPECT_EQ(FakeTime::sleeps, 1);
+    EXPECT_EQ(requests(), GetParam().requested);
+    EXPECT_EQ(mLog.take(), GetParam().log);
+}
+
+class VendorDatabaseTest : public ServiceTest {};
+
+const std::string kFatalCopy = "/data/ZUL/db.fatal.08.EE.dbg";
+const std::string kConnsysCopy = "/data/ZUL/fatal.connsysdump.00.dbg";
+
+INSTANTIATE_TEST_SUITE_P(
+        Lists, VndFileExistTest,
+        testing::Values(ExistCase{"Empty", "", false, "11", {}},
+                        ExistCase{"OthersAlone", "/a;/b", false, "11", {}},
+                        ExistCase{"Fatal", "/a;" + kFatalCopy, true, "01", {}},
+                        ExistCase{"Both", kFatalCopy + ";" + kConnsysCopy, true, "00", {}},
+                        ExistCase{"FirstMissingEndsTheSearch",
+                                  "/data/ZUL/fatal.scp.00.dbg;" + kConnsysCopy,
+                                  false,
+                                  "01",
+                                  {"E Unable to open filePath: /data/ZUL/fatal.scp.00.dbg "}},
+                        ExistCase{"SecondMissing",
+                                  kConnsysCopy + ";/data/ZUL/fatal.scp.00.dbg",
+                                  false,
+                                  "00",
+                                  {"E Unable to open filePath: /data/ZUL/fatal.scp.00.dbg "}},
+                        ExistCase{"BothNamesTakeBackTheFatalOne",
+                                  "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg",
+                                  false,
+                                  "01",
+                                  {"E Unable to open filePath: "
+                                   "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg "}}),
+        caseName<ExistCase>);
+
+TEST_F(VendorDatabaseTest, LeavesNoFileOpen) {
+    std::string text;
+    for (int i = 0; i < 100; i++)
+        text += kFatalCopy + ";";
+    writeFile(kFatalCopy, "");
+    const size_t before = list("/proc/self/fd").size();
+    EXPECT_TRUE(ZulService::vndFileExist(text));
+    EXPECT_EQ(list("/proc/self/fd").size(), before);
+}
+
+}  // namespace
+}  // namespace zul::test

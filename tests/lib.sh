@@ -1,0 +1,136 @@
+# shellcheck shell=bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# Sourced by the end-to-end tests, which run inside the box: the real daemon, the real engine
+# stand-in, and plain questions about what they left behind.
+
+set -euo pipefail
+
+readonly ENGINE_LOG=/tmp/engine.log
+readonly DAEMON_LOG=/tmp/daemon.log
+readonly HISTORY=/data/ZUL/zul_history
+readonly RECORD=/data/ZUL/collector_record
+ENGINE_PID='' DAEMON_PID=''
+
+# Ends the test with everything that helps to see why.
+fail() {
+    local log
+    printf '\nFAILED: %s (%s line %s)\n' "$1" "${BASH_SOURCE[-1]##*/}" "${BASH_LINENO[-2]}"
+    for log in "$ENGINE_LOG" "$DAEMON_LOG"; do
+        [[ ! -s $log ]] || { printf '\n--- %s\n' "$log" && tail -n 60 "$log"; }
+    done
+    printf '\n--- /data\n' && find /data /morvfs 2>/dev/null | head -n 60
+    exit 1
+}
+
+# wait_for SECONDS COMMAND...: until COMMAND succeeds; false when it has not in that time.
+wait_for() {
+    local deadline=$((${EPOCHREALTIME/./} + $1 * 1000000))
+    shift
+    until "$@"; do
+        ((${EPOCHREALTIME/./} < deadline)) || return 1
+        sleep 0.02
+    done
+}
+
+milliseconds_since() {
+    echo $(((${EPOCHREALTIME/./} - ${1/./}) / 1000))
+}
+
+assert_equal() {
+    [[ $1 = "$2" ]] || fail "$3: expected '$1', got '$2'"
+}
+
+assert_file() {
+    [[ -f $1 ]] || fail "no file $1"
+}
+
+# assert_refused TEXT COMMAND...: COMMAND ends with status 2 and exactly one line, which holds TEXT.
+assert_refused() {
+    local text=$1 output status=0
+    shift
+    output=$("$@" 2>&1 </dev/null) || status=$?
+    [[ $status -eq 2 && $output = *"$text"* && $output != *$'\n'* ]] \
+        || fail "'$*' gave status $status and '$output'"
+}
+
+# Every line of the daemon's own log tag, as "PRIORITY TEXT".
+daemon_lines() {
+    sed -nE 's/^[0-9-]+ [0-9:.]+ +[0-9]+ +[0-9]+ ([A-Z]) ZUL_DEBUG: ?/\1 /p' "$DAEMON_LOG"
+}
+
+# count_log PRIORITY TEXT: how often exactly this line was written.
+count_log() {
+    daemon_lines | grep -cFx -- "$1 $2" || true
+}
+
+has_log() {
+    [[ $(count_log "$1" "$2") -gt 0 ]]
+}
+
+assert_log() {
+    has_log "$1" "$2" || fail "no log line '$1 $2'"
+}
+
+assert_no_log() {
+    ! has_log "$1" "$2" || fail "an unwanted log line '$1 $2'"
+}
+
+is_alive() {
+    kill -0 "$1" 2>/dev/null
+}
+
+is_gone() {
+    ! is_alive "$1"
+}
+
+# start_engine MODE THREADS [OPTION...]: returns when the engine is published.
+start_engine() {
+    : >"$ENGINE_LOG"
+    zul_engine --mode "$1" --threads "$2" "${@:3}" >>"$ENGINE_LOG" 2>&1 &
+    ENGINE_PID=$!
+    wait_for 5 grep -qsx 'engine: ready' "$ENGINE_LOG" || fail "the engine does not come up"
+}
+
+# start_daemon MODE [TAG...]: starts the daemon of a debug build that knows these tags.
+start_daemon() {
+    local mode=$1 tag
+    shift
+    : >"$DAEMON_LOG"
+    setprop hwservicemanager.disabled "$([[ $mode = aidl ]] && echo true || echo false)"
+    [[ -n $(getprop ro.build.type) ]] || setprop ro.build.type userdebug
+    setprop debug.zul.dump true
+    if [[ $# -gt 0 ]]; then
+        mkdir -p /data/ZUL
+        for tag in "$@"; do echo "$tag|"; done >/data/ZUL/ZUL_TAG.txt
+    fi
+    zuld >>"$DAEMON_LOG" 2>&1 </dev/null &
+    DAEMON_PID=$!
+}
+
+# start_both MODE THREADS TAG...: returns when all callbacks are registered.
+start_both() {
+    start_engine "$1" "$2"
+    start_daemon "$1" "${@:3}"
+    fire wait "$2" >/dev/null || fail "the callbacks are not registered"
+}
+
+# kill_hard PID: a process that ends without a chance to tidy up.
+kill_hard() {
+    kill -KILL "$1"
+    wait "$1" 2>/dev/null || true
+}
+
+descriptor_count() {
+    find "/proc/$1/fd" -mindepth 1 | wc -l
+}
+
+collector_runs() {
+    pgrep -f '^/data/ZUL/|^0x' >/dev/null
+}
+
+# What the collector stand-in does from now on, one order a line.
+order_collector() {
+    mkdir -p /data/ZUL
+    printf '%s\n' "$@" >/data/ZUL/collector_orders
+}

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <time.h>
+
+#include <atomic>
+#include <functional>
+
+namespace zul::test {
+
+/**
+ * The time that the whole test program sees: sleep() returns at once and is counted, time() stands still.
+ */
+struct FakeTime {
+    /** 2025-03-04 05:06:07 in the zone three hours east that the tests run in. */
+    static constexpr time_t kStart = 1741053967;
+
+    static std::atomic<time_t> now;
+    static std::atomic<int> sleeps;
+    /** Called by every sleep. */
+    static std::function<void()> onSleep;
+
+    static void reset();
+};
+
+}  // namespace zul::test

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "tests/support/ServiceTest.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace zul::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kOrders[] = "/data/ZUL/collector_orders";
+constexpr char kTagTable[] = "/system_ext/etc/zulid_config.csv";
+constexpr char kRecord[] = "/data/ZUL/collector_record";
+
+void empty(const char* folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    for (const auto& entry : fs::directory_iterator(folder, error))
+        fs::remove_all(entry, error);
+}
+
+CollectorRun readArguments(std::istream& record) {
+    CollectorRun run;
+    size_t count = 0;
+    record >> count;
+    for (size_t i = 0; i < count; i++) {
+        size_t index = 0;
+        size_t length = 0;
+        record >> index >> length;
+        EXPECT_EQ(index, i);
+        record.ignore(1);
+        std::string argument(length, '\0');
+        record.read(argument.data(), static_cast<std::streamsize>(length));
+        run.arguments.push_back(argument);
+    }
+    return run;
+}
+
+}  // namespace
+
+ServiceTest::ServiceTest() {
+    for (const char* folder : {"/data/ZUL", "/morvfs/stuck_logo", "/dev/__properties__"}) {
+        empty(folder);
+    }
+    fs::remove_all("/sys/kernel/debug");
+    makeTraceInstances("/sys/kernel/tracing/instances/", {"perf", "power", "stab", "com", "cam"});
+    ZulService::mTagTable.clear();
+    ZulService::mRemoteConfigs.clear();
+    ZulService::mCompressFileCount = 0;
+    ZulService::mCompressFileLimit = 400;
+    ZulService::mDebugLog = true;
+    ZulService::mUserMode = false;
+    ZulService::mSmallTraceBuffer = false;
+    ZulService::mFlagValue = 0;
+    // Unloaded, so that the next look-up reads the table of its test.
+    if (ZulService::mTagLibrary != nullptr) dlclose(ZulService::mTagLibrary);
+    ZulService::mTagLibrary = nullptr;
+    FakeTime::reset();
+}
+
+ServiceTest::~ServiceTest() {
+    std::error_code error;
+    fs::copy_file("/zul/system_ext/etc/zulid_config.csv", kTagTable,
+                  fs::copy_options::overwrite_existing, error);
+    FakeTime::reset();
+}
+
+void ServiceTest::orderCollector(const std::string& orders) {
+    writeFile(kOrders, "record\nquick\n" + orders);
+}
+
+std::vector<CollectorRun> ServiceTest::collectorRuns() {
+    std::vector<CollectorRun> runs;
+    std::istringstream record(readFile(kRecord));
+    std::string word;
+    while (record >> word) {
+        if (word == "arguments") {
+            runs.push_back(readArguments(record));
+        } else if (word == "fd") {
+            int fd = -1;
+            record >> fd;
+            runs.back().descriptors.push_back(fd);
+        } else if (word == "SigIgn:") {
+            record >> std::hex >> runs.back().ignoredSignals >> std::dec;
+        }
+    }
+    return runs;
+}
+
+std::string ServiceTest::readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void ServiceTest::writeFile(const std::string& path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    EXPECT_TRUE(file.good()) << path;
+}
+
+std::vector<std::string> ServiceTest::list(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder))
+        names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void ServiceTest::makeTraceInstances(const std::string& root,
+                                     const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        fs::create_directories(root + name);
+        writeFile(root + name + "/trace_marker", "");
+        writeFile(root + name + "/buffer_size_kb", "1408\n");
+    }
+}
+
+std::string ServiceTest::traceFile(const std::string& instance, const std::string& file) {
+    return "/sys/kernel/tracing/instances/" + instance + "/" + file;
+}
+
+void ServiceTest::writeTagTable(const std::string& rows) {
+    fs::create_directories("/system_ext/etc");
+    writeFile(kTagTable, "tagId,flag,cmd,extraInfo,eventType,eventSubType\n" + rows);
+}
+
+bool ServiceTest::exists(const std::string& path) {
+    struct stat status = {};
+    return lstat(path.c_str(), &status) == 0;
+}
+
+}  // namespace zul::test

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "service/ZulService.h"
+#include "tests/support/FakeTime.h"
+#include "tests/support/LogCapture.h"
+
+namespace zul::test {
+
+/** What the collector stand-in recorded of one run. */
+struct CollectorRun {
+    std::vector<std::string> arguments;
+    /** Its open descriptors. */
+    std::vector<int> descriptors;
+    /** Signals that it was started with ignored, as /proc tells them. */
+    uint64_t ignoredSignals = 0;
+};
+
+/** The daemon in its box, as at start: shared state empty, output roots empty, no property set. */
+class ServiceTest : public testing::Test {
+  protected:
+    ServiceTest();
+    ~ServiceTest() override;
+
+    /** Makes the collector record every run and do nothing else, then obey `orders`, one a line. */
+    static void orderCollector(const std::string& orders = "");
+    static std::vector<CollectorRun> collectorRuns();
+
+    static std::string readFile(const std::string& path);
+    static void writeFile(const std::string& path, const std::string& text);
+    /** The names in a folder, sorted. */
+    static std::vector<std::string> list(const std::string& folder);
+    static bool exists(const std::string& path);
+    /** Makes plain files for trace instances under `root`. */
+    static void makeTraceInstances(const std::string& root, const std::vector<std::string>& names);
+    /** A file of a trace instance, where a new kernel has it. */
+    static std::string traceFile(const std::string& instance, const std::string& file);
+    /** What the tag library knows, from the next look-up of this test on. */
+    static void writeTagTable(const std::string& rows);
+    static void admit(const std::string& tag) { ZulService::mTagTable[tag]; }
+    static std::vector<std::string>& archives(const std::string& tag) {
+        return ZulService::mTagTable.at(tag);
+    }
+
+    const android::sp<ZulService> mService = new ZulService();
+    LogCapture mLog;
+};
+
+/** Names a row of a table in the test's name. */
+template <class Case>
+std::string caseName(const testing::TestParamInfo<Case>& info) {
+    return info.param.name;
+}
+
+}  // namespace zul::test
