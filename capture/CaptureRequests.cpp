@@ -19,8 +19,10 @@ namespace {
 struct Variation {
     /** Names the request in the log lines of those that a tag describes. */
     const char* name;
-    /** The tag library gives the mask, the texts and the command; otherwise the engine gave mask
-     * and text. */
+    /**
+     * The tag library gives the mask, the texts and the command; otherwise the engine gave mask and
+     * text.
+     */
     bool describedByTag;
     bool logsTagFields;
     bool filtersPackage;

@@ -38,8 +38,10 @@ constexpr Keyword kKeywords[] = {
         {"path", "paths", &Entry::paths},
 };
 
-/** The number at the start of `text`, in the base that its prefix tells; 0 when there is none or it
- * does not fit. */
+/**
+ * The number at the start of `text`, in the base that its prefix tells; 0 when there is none or it
+ * does not fit.
+ */
 int64_t parseFlag(const char* text) {
     // Not left to strtoll's own base 0: newer C libraries read "0b" as binary there.
     const char* digits = text + strspn(text, " \t\n\v\f\r");

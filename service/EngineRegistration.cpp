@@ -22,7 +22,8 @@ using HidlEngine = ::vendor::morvantic::hardware::zul::zulengine::V1_0::IZul;
 
 constexpr int kLookupAttempts = 11;
 
-/** Calls `lookup` until it finds the engine, a second apart; null when the last attempt failed too.
+/**
+ * Calls `lookup` until it finds the engine, a second apart; null when the last attempt failed too.
  */
 template <class Lookup>
 auto findEngine(Lookup lookup) {

@@ -55,8 +55,10 @@ class ZulService : public android::RefBase {
 
     // service/: start-up, on the main thread, in this order.
 
-    /** Settles the operating mode, prepares kernel tracing, fills mTagTable, applies the stored
-     * configuration. */
+    /**
+     * Settles the operating mode, prepares kernel tracing, fills mTagTable, applies the stored
+     * configuration.
+     */
     static void Initialize() ZUL_EXCLUDES(mServiceLock);
     /** Writes the buffer size of one kernel trace instance; does nothing where there is none. */
     static void initBufferSize(const char* instance);
@@ -75,23 +77,29 @@ class ZulService : public android::RefBase {
             ZUL_EXCLUDES(mServiceLock);
     /** An event that the tag library describes: one process. */
     void startSimpZul(std::string sceneType, int pid) ZUL_EXCLUDES(mServiceLock);
-    /** An event that the tag library describes: several processes, as a text that is passed on
-     * unread. */
+    /**
+     * An event that the tag library describes: several processes, as a text that is passed on
+     * unread.
+     */
     void startSimpMultiPidZul(std::string sceneType, std::string multiPid)
             ZUL_EXCLUDES(mServiceLock);
     /** An event that the engine describes: several processes. */
     void startMultiPidZul(std::string sceneType, long flag, std::string multiPid,
                           std::string extraInfo) ZUL_EXCLUDES(mServiceLock);
 
-    /** Takes the request into the capture state, makes its folder, records it and keeps the store
-     * bounded. */
+    /**
+     * Takes the request into the capture state, makes its folder, records it and keeps the store
+     * bounded.
+     */
     void prepare(std::string sceneType, long flag, int pid, std::string extraInfo)
             ZUL_EXCLUDES(mServiceLock);
     /** As prepare, for a list of processes. */
     void multiPidPrepare(std::string sceneType, long flag, std::string multiPid,
                          std::string extraInfo) ZUL_EXCLUDES(mServiceLock);
-    /** Runs the collector on the capture state and returns when it has ended or could not be
-     * started. */
+    /**
+     * Runs the collector on the capture state and returns when it has ended or could not be
+     * started.
+     */
     void startWork() ZUL_EXCLUDES(mServiceLock);
     /**
      * Writes the package name of `pid` with its terminator into `name`, a zeroed buffer of
@@ -107,8 +115,9 @@ class ZulService : public android::RefBase {
      */
     int64_t getZulFlag(std::string flagNames, const std::string& sceneType)
             ZUL_EXCLUDES(mServiceLock);
-    /** Merges a configuration text into mRemoteConfigs, then admits and withdraws tags of
-     * mTagTable. */
+    /**
+     * Merges a configuration text into mRemoteConfigs, then admits and withdraws tags of mTagTable.
+     */
     static void parseRemoteConfig(std::string& text) ZUL_REQUIRES(mServiceLock);
     /**
      * Replaces the file `path` by `content`, readable and writable for its owner alone. A reader,
@@ -136,15 +145,20 @@ class ZulService : public android::RefBase {
             ZUL_EXCLUDES(mServiceLock);
     /** Removes `dir` and everything below it. */
     static void deleteOldDir(std::string& dir);
-    /** Appends the line of one capture to the history file and syncs it; a failure loses this line
-     * only. */
+    /**
+     * Appends the line of one capture to the history file and syncs it; a failure loses this line
+     * only.
+     */
     static void recordZulHistory(const char* sceneType, char* folderName);
-    /** Start-up: sets mCompressFileLimit, takes the archives on disk into count and lists; the
-     * count. */
+    /**
+     * Start-up: sets mCompressFileLimit, takes the archives on disk into count and lists; the
+     * count.
+     */
     static int getCompressFileCount() ZUL_EXCLUDES(mServiceLock);
     static void handleZulDataFile() ZUL_EXCLUDES(mServiceLock);
     static void handleMorvfsDataFile() ZUL_EXCLUDES(mServiceLock);
-    /** Removes one archive, chosen through the history file by how far the count is over the limit.
+    /**
+     * Removes one archive, chosen through the history file by how far the count is over the limit.
      */
     static void cleanOldFile();
     /** As deleteOldDir, for global retention. */

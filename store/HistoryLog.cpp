@@ -3,6 +3,7 @@
 #include <cutils/properties.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -43,6 +44,14 @@ std::string formatRecord(const char* sceneType, const char* folderName) {
     return (std::string(record) + build).substr(0, sizeof(record) - 1);
 }
 
+/** Takes back what a full disk let through of a line, unless somebody has written behind it since. */
+void takeBack(int fd, ssize_t written) {
+    const off_t end = lseek(fd, 0, SEEK_CUR);
+    struct stat status = {};
+    if (fstat(fd, &status) != 0 || status.st_size != end) return;
+    (void)!ftruncate(fd, end - written);
+}
+
 }  // namespace
 
 void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
@@ -62,12 +71,12 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
         return;
     }
 
-    // Orders writers in other processes. Our own threads are kept apart by the single appending
-    // write.
+    // Orders writers in other processes; our own threads are kept apart by the single write.
     struct flock lock = wholeFile(F_WRLCK);
     if (fcntl(file.get(), F_SETLKW, &lock) != 0) LOGW("fcntl F_SETLKW %s failure:", kHistoryFile);
     const std::string line = record + "\n";
-    (void)!write(file.get(), line.data(), line.size());
+    const ssize_t written = write(file.get(), line.data(), line.size());
+    if (written > 0 && static_cast<size_t>(written) < line.size()) takeBack(file.get(), written);
     if (mDebugLog) LOGD("write content to file!");
     struct flock unlock = wholeFile(F_UNLCK);
     if (fcntl(file.get(), F_SETLK, &unlock) != 0) LOGW("fcntl F_SETLK %s failure:", kHistoryFile);

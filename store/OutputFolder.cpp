@@ -34,8 +34,10 @@ struct Range {
     size_t count;
 };
 
-/** The archives to give up so that one more fits: the oldest ones, but most tags keep their very
- * first. */
+/**
+ * The archives to give up so that one more fits: the oldest ones, but most tags keep their very
+ * first.
+ */
 Range archivesToPrune(std::string_view tag, size_t count, size_t limit) {
     if (count < limit || contains(tag, "0x003e")) return {0, 0};
     const bool frontPruned = contains(tag, "0xffffff07") || contains(tag, "0xffffff08");
@@ -60,7 +62,8 @@ void logFolderName(int fileNum, const char* folderName) {
     LOGD("getZulBasePath:fileNum=%d,folderName=%s", fileNum, folderName);
 }
 
-/** Makes the capture folder, empty also where one of that name was left over; a failure is logged.
+/**
+ * Makes the capture folder, empty also where one of that name was left over; a failure is logged.
  */
 bool makeCaptureFolder(const char* path) {
     if (pathExists(path)) {

@@ -24,7 +24,8 @@ namespace {
 constexpr char kSpecialCount[] = "debug.zul.special.count";
 constexpr int32_t kUserLimit = 200;
 constexpr int32_t kLargestLimit = 400;
-/** An archive in the top level of a root is named by its tag, and this much of the name tells it.
+/**
+ * An archive in the top level of a root is named by its tag, and this much of the name tells it.
  */
 constexpr size_t kTagLength = 10;
 /** A history line is read in pieces of this size, and each piece counts as a line. */

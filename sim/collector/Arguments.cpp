@@ -16,7 +16,8 @@ enum Position { FOLDER = 0, MASK = 1, PID = 2, TAG = 4, PROCESS_LIST = 9 };
 constexpr std::string_view kDigits = "0123456789";
 constexpr size_t kMaxPids = 64;
 
-/** Takes every run of digits as a process id: whatever stands between the numbers separates them.
+/**
+ * Takes every run of digits as a process id: whatever stands between the numbers separates them.
  */
 void addPids(std::string_view text, Request* request) {
     while (true) {

@@ -24,8 +24,10 @@ struct Request {
     size_t ignoredPids = 0;
 };
 
-/** The request of the ten `arguments`; none, after a line on standard error, when the mask is no
- * number. */
+/**
+ * The request of the ten `arguments`; none, after a line on standard error, when the mask is no
+ * number.
+ */
 std::optional<Request> parseRequest(char** arguments);
 
 /**

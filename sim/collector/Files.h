@@ -19,7 +19,8 @@ bool writeAll(int fd, std::string_view text);
 /** Makes `path` hold `text`, in one step for readers; false with `errno` when that fails. */
 bool replaceFile(const std::string& path, std::string_view text);
 
-/** The folder that a capture is gathered into. Everybody may write there, so no link is followed.
+/**
+ * The folder that a capture is gathered into. Everybody may write there, so no link is followed.
  */
 class OutputFolder {
   public:

@@ -13,12 +13,14 @@
  * Exit status: 0, or 1 when the capture could not be written, or 2 for a wrong call.
  *
  * Tests tell it what to do with lines in /data/ZUL/collector_orders, obeyed in order before the
- * work: exit N         end at once with this status sleep SECONDS  pause; a fraction is allowed
+ * work:
+ *   exit N         end at once with this status
+ *   sleep SECONDS  pause; a fraction is allowed
  *   signal N       send itself this signal, with its default effect
- *   record         append to /data/ZUL/collector_record: `arguments COUNT`, the arguments as in
- * their file, `fd N TARGET` for each open descriptor, the signal masks SigBlk, SigIgn and SigCgt as
- * the kernel prints them, `environment COUNT`, `end` quick          skip the work, and leave the
- * folder as it is
+ *   record         append to /data/ZUL/collector_record: `arguments COUNT`, the arguments as in their
+ *                  file, `fd N TARGET` for each open descriptor, the signal masks SigBlk, SigIgn and
+ *                  SigCgt as the kernel prints them, `environment COUNT`, `end`
+ *   quick          skip the work, and leave the folder as it is
  */
 #include <errno.h>
 #include <stdio.h>

@@ -32,7 +32,8 @@ class CallbackList {
     /** Forgets the callbacks whose client has ended and returns how many are left. */
     size_t dropDead();
 
-    /** Waits until the list holds `wanted` live callbacks or the time is up; returns their number.
+    /**
+     * Waits until the list holds `wanted` live callbacks or the time is up; returns their number.
      */
     size_t waitFor(size_t wanted, std::chrono::milliseconds limit);
 

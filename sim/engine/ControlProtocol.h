@@ -56,7 +56,8 @@ std::string encode(const ControlReply& reply);
 bool decode(std::string_view body, ControlRequest* request);
 bool decode(std::string_view body, ControlReply* reply);
 
-/** Connects to the engine's control socket; a closed UniqueFd with errno set when none serves it.
+/**
+ * Connects to the engine's control socket; a closed UniqueFd with errno set when none serves it.
  */
 UniqueFd connectToControl();
 

@@ -9,8 +9,9 @@ namespace sim {
 /** The four operations of the engine's client callback. */
 enum class EventKind : uint8_t { SIMP, ZUL, SIMP_MULTI, MULTI };
 
-/** One event as the engine reports it; a kind leaves the fields it does not carry at their
- * defaults. */
+/**
+ * One event as the engine reports it; a kind leaves the fields it does not carry at their defaults.
+ */
 struct Event {
     EventKind kind = EventKind::SIMP;
     std::string sceneType;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-/** setprop NAME VALUE: exit status 0, or 1 when the property cannot be set, or 2 for a wrong call.
+/**
+ * setprop NAME VALUE: exit status 0, or 1 when the property cannot be set, or 2 for a wrong call.
  */
 #include <cutils/properties.h>
 

@@ -17,11 +17,13 @@ namespace zulid {
  */
 class TagTable {
   public:
-    /** Makes the table of a file, empty if it cannot be read, and logs one line if all is not well.
+    /**
+     * Makes the table of a file, empty if it cannot be read, and logs one line if all is not well.
      */
     static TagTable load(const char* path);
 
-    /** Makes the table of a text; `problem` gets the first fault and their number, or stays empty.
+    /**
+     * Makes the table of a text; `problem` gets the first fault and their number, or stays empty.
      */
     static TagTable parse(std::string_view text, std::string* problem);
 
