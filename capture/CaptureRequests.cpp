@@ -98,7 +98,7 @@ void ZulService::runRequest(Request request) {
     if (request.variation.describedByTag && !describeByTag(request)) return;
     if (!fetchVendorDatabases(request)) return;
     chooseTraceRoot(request);
-    if (!admitTag(request)) return;
+    if (!admitOrUpdateConfig(request)) return;
     if (!applyRemoteConfig(request)) return;
     if (isSpecialScene(request)) {
         runSpecialScene(request);
@@ -163,7 +163,7 @@ void ZulService::chooseTraceRoot(Request& request) {
          static_cast<int>(request.sceneType.size()), static_cast<unsigned long long>(request.flag));
 }
 
-bool ZulService::admitTag(Request& request) {
+bool ZulService::admitOrUpdateConfig(Request& request) {
     const ScopedServiceLock lock(mServiceLock);
     if (mTagTable.find(request.sceneType) == mTagTable.end()) {
         LOGD("Illegal ZUL TAG %s,break", request.sceneType.c_str());
@@ -209,11 +209,13 @@ bool ZulService::isSpecialScene(const Request& request) {
 
 void ZulService::runSpecialScene(const Request& request) {
     const char type = request.sceneType.back();
-    if (type < '1' || type > '6') {
+    // Wraps around for what is below '1'.
+    const size_t index = static_cast<unsigned char>(type) - size_t{'1'};
+    if (index >= std::size(kTraceInstances)) {
         LOGE("unknow special scene type:%c", type);
         return;
     }
-    const std::string marker = request.traceRoot + kTraceInstances[type - '1'] + "/trace_marker";
+    const std::string marker = request.traceRoot + kTraceInstances[index] + "/trace_marker";
     {
         const ScopedFd file = openTraceFile(marker.c_str());
         // The kernel takes what fits its buffer.

@@ -133,7 +133,7 @@ void ZulService::writeConfig(std::string path, std::string content) {
         LOGE("writeConfig: open file(%s) fail", path.c_str());
         return;
     }
-    // It decides what later captures run: nobody else may change it, whatever the umask is.
+    // It decides what later captures run: nobody else may write into it, whatever the umask is.
     fchmod(file.get(), 0600);
     if (!writeAll(file.get(), content) || fsync(file.get()) != 0) {
         unlink(fresh.c_str());

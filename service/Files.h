@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
@@ -30,6 +31,11 @@ struct FileCloser {
     void operator()(FILE* file) const { fclose(file); }
 };
 using ScopedFile = std::unique_ptr<FILE, FileCloser>;
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+using ScopedFolder = std::unique_ptr<DIR, FolderCloser>;
 
 /**
  * Opens `path` for reading; null when that fails. The output root is writable for everybody: a FIFO

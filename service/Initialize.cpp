@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include "service/Files.h"
@@ -17,12 +18,21 @@ namespace {
 
 constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
 constexpr int kManyProcessors = 5;
+/** Far above any real tag file, and above what one engine call can bring as a configuration. */
+constexpr off_t kMostBytes = 4 << 20;
 
-/** The lines of the file at `path` without their line ends; none when it cannot be read. */
+/**
+ * The lines of the file at `path` without their line ends; none when it cannot be read. Anyone can
+ * put anything there: only a regular file counts, and no more than kMostBytes of it.
+ */
 std::vector<std::string> readLines(const char* path) {
     std::vector<std::string> lines;
     const ScopedFile file = openToRead(path);
-    if (file == nullptr) return lines;
+    struct stat status = {};
+    if (file == nullptr || fstat(fileno(file.get()), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size > kMostBytes) {
+        return lines;
+    }
 
     char* line = nullptr;
     size_t capacity = 0;
@@ -37,13 +47,12 @@ std::vector<std::string> readLines(const char* path) {
 
 /** The number of entries cpu0 to cpu9, or -1 when the folder cannot be opened. */
 int countProcessors() {
-    DIR* folder = opendir(kCpuFolder);
+    const ScopedFolder folder(opendir(kCpuFolder));
     if (folder == nullptr) return -1;
     int count = 0;
-    while (const dirent* entry = readdir(folder)) {
+    while (const dirent* entry = readdir(folder.get())) {
         if (strlen(entry->d_name) == 4 && contains(entry->d_name, "cpu")) count++;
     }
-    closedir(folder);
     return count;
 }
 

@@ -122,7 +122,7 @@ class ZulService : public android::RefBase {
     /**
      * Replaces the file `path` by `content`, readable and writable for its owner alone. A reader,
      * also one after a crash, sees the old content or the new one, never a part. Logs when `path`
-     * cannot be written.
+     * cannot be written. Callers take turns: they hold mServiceLock.
      */
     static void writeConfig(std::string path, std::string content);
     /**
@@ -234,7 +234,7 @@ class ZulService : public android::RefBase {
     bool describeByTag(Request& request) ZUL_EXCLUDES(mServiceLock);
     static bool fetchVendorDatabases(Request& request);
     static void chooseTraceRoot(Request& request);
-    static bool admitTag(Request& request) ZUL_EXCLUDES(mServiceLock);
+    static bool admitOrUpdateConfig(Request& request) ZUL_EXCLUDES(mServiceLock);
     static bool applyRemoteConfig(Request& request) ZUL_EXCLUDES(mServiceLock);
     static std::optional<zul_struct> findRemoteConfig(const std::string& sceneType)
             ZUL_EXCLUDES(mServiceLock);

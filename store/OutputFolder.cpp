@@ -77,9 +77,9 @@ bool makeCaptureFolder(const char* path) {
 }
 
 /**
- * Writes the capture folder's path into `folderName` and makes the type folder above it. False when
- * no folder can come of it, which is logged; a tag that is too short leaves `folderName` as it is
- * and true, and fails with the lines of any folder that cannot be made.
+ * Writes the capture folder's path into `folderName` and makes the type folder above it. False:
+ * nothing can be made, and all lines are written. A tag shorter than its prefix leaves `folderName`
+ * empty and gives true: making that folder then fails and is logged.
  */
 bool nameFolder(const std::string& tag, time_t now, int fileNum, char* folderName) {
     const bool userTag = ZulService::mUserMode && contains(tag, "0xffffff");
@@ -96,12 +96,12 @@ bool nameFolder(const std::string& tag, time_t now, int fileNum, char* folderNam
         LOGE("tag too long for a capture folder: %s", tag.c_str());
         return false;
     }
-    const bool typeFolderMade = ensureFolder(typeFolder);
+    if (ensureFolder(typeFolder)) {
+        snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
+        return true;
+    }
     const char* reason = strerror(errno);
-    snprintf(folderName, ZulService::kPathSize, "%s",
-             typeFolderMade ? folder.c_str() : typeFolder.c_str());
-    if (typeFolderMade) return true;
-
+    snprintf(folderName, ZulService::kPathSize, "%s", typeFolder.c_str());
     LOGE("FolderOperation sceneType LOG folder create %s failed(%s)", folderName, reason);
     logFolderName(fileNum, folderName);
     LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, reason);

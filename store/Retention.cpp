@@ -4,7 +4,9 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 
@@ -31,10 +33,6 @@ constexpr size_t kTagLength = 10;
 /** A history line is read in pieces of this size, and each piece counts as a line. */
 constexpr size_t kLineSize = 256;
 
-struct FolderCloser {
-    void operator()(DIR* folder) const { closedir(folder); }
-};
-
 bool isRegularFile(DIR* folder, const dirent& entry) {
     if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_REG;
     struct stat status = {};
@@ -59,11 +57,28 @@ bool readHistoryLine(int64_t number, char (&line)[kLineSize]) {
     return true;
 }
 
+/** The folder without links, with a "/" at the end; a root that is missing is nobody's. */
+std::string realFolder(const std::string& path) {
+    char real[PATH_MAX] = {};
+    if (realpath(path.c_str(), real) == nullptr) return "";
+    return std::string(real) + "/";
+}
+
 /** The third field of a history line; empty pieces do not count. */
 std::string archiveOf(const char* line) {
     std::vector<std::string> fields = ZulService::supersplit(line, "|");
     std::erase_if(fields, [](const std::string& field) { return field.empty(); });
     return fields.size() < 3 ? "" : fields[2];
+}
+
+/**
+ * History lines come from a file that anyone can write: only what really lies in the store may be
+ * removed. The last name is not followed, as the removal does not follow it either.
+ */
+bool liesInStore(const std::string& path) {
+    const std::string folder = realFolder(path.substr(0, path.rfind('/') + 1));
+    return !folder.empty() && (folder.starts_with(realFolder(kOutputRoot)) ||
+                               folder.starts_with(realFolder(kStuckLogoRoot)));
 }
 
 void lowerSpecialCount() {
@@ -94,7 +109,7 @@ void ZulService::handleMorvfsDataFile() {
 }
 
 void ZulService::countArchives(const char* root, bool logNames) {
-    const std::unique_ptr<DIR, FolderCloser> folder(opendir(root));
+    const ScopedFolder folder(opendir(root));
     if (folder == nullptr) return;
     while (const dirent* entry = readdir(folder.get())) {
         if (!isRegularFile(folder.get(), *entry)) continue;
@@ -124,7 +139,11 @@ void ZulService::cleanOldFile() {
         LOGE("file %s isn't exist!", archive.c_str());
         return;
     }
-    removeFilePath(archive.data());
+    if (liesInStore(archive)) {
+        removeFilePath(archive.data());
+    } else {
+        LOGE("not removed, not in the store: %s", archive.c_str());
+    }
     if (contains(archive, "0xffff0000")) {
         lowerSpecialCount();
     } else {

@@ -60,9 +60,9 @@ bool ZulService::vndFileExist(std::string& pathList) {
     const auto kinds = databaseKinds();
     bool found = false;
     for (const std::string& path : supersplit(pathList, ";")) {
-        const auto kind =
-                std::find_if(kinds.begin(), kinds.end(),
-                             [&path](const DatabaseKind& kind) { return kind.holds(path); });
+        const auto kind = std::find_if(
+                kinds.begin(), kinds.end(),
+                [&path](const DatabaseKind& candidate) { return candidate.holds(path); });
         if (kind == kinds.end()) continue;
         property_set(kind->property, "0");
         if (openToRead(path.c_str()) == nullptr) {

@@ -63,6 +63,33 @@ class CaptureRequestTest : public ServiceTest {
     static bool byTag(Kind kind) { return kind == kSimpZul || kind == kSimpMultiPidZul; }
     static bool several(Kind kind) { return kind == kSimpMultiPidZul || kind == kMultiPidZul; }
 
+    /** What the log tells of a capture of kTag before it is prepared. */
+    static std::vector<std::string> linesBeforePreparation(Kind kind) {
+        const std::string names[] = {"", "startSimpZul", "startSimpMultiPidZul", ""};
+        std::vector<std::string> expected;
+        if (byTag(kind)) {
+            const std::string name = names[kind];
+            expected = {"D getZulInfoByTag tagId===0xffff0101",
+                        "D sceneType===0xffff0101,sceneType.length()=10"};
+            if (kind == kSimpZul) {
+                expected.insert(
+                        expected.end(),
+                        {"I startSimpZul flag = FLAG_ZUL_LOG|FLAG_ZUL_BINDER",
+                         "I startSimpZul mZulCmd = ls", "I startSimpZul extraInfo = /p",
+                         "I startSimpZul eventType = crash", "I startSimpZul eventSubType = java"});
+            }
+            expected.insert(expected.end(),
+                            {"I log flagstr = FLAG_ZUL_LOG|FLAG_ZUL_BINDER",
+                             "I getZulInfo flagvalue = 0x201",
+                             "I " + name +
+                                     " sceneType===0xffff0101, flag = 0x201; mZulCmd = ls; "
+                                     "extraInfo = /p; mEventType = crash; mEventSubType = java"});
+        } else {
+            expected = {"D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x201"};
+        }
+        return expected;
+    }
+
     static void configure(std::string text) { ZulService::parseRemoteConfig(text); }
 
     /** The collector's argument, of the only run. */
@@ -100,28 +127,7 @@ TEST_P(EveryRequestTest, CapturesWithItsOwnArguments) {
 
 TEST_P(EveryRequestTest, LogsItsOwnWay) {
     const Kind kind = GetParam();
-    const std::string names[] = {"", "startSimpZul", "startSimpMultiPidZul", ""};
-    std::vector<std::string> expected;
-    if (byTag(kind)) {
-        const std::string name = names[kind];
-        expected = {"D getZulInfoByTag tagId===0xffff0101",
-                    "D sceneType===0xffff0101,sceneType.length()=10"};
-        if (kind == kSimpZul) {
-            expected.insert(
-                    expected.end(),
-                    {"I startSimpZul flag = FLAG_ZUL_LOG|FLAG_ZUL_BINDER",
-                     "I startSimpZul mZulCmd = ls", "I startSimpZul extraInfo = /p",
-                     "I startSimpZul eventType = crash", "I startSimpZul eventSubType = java"});
-        }
-        expected.insert(
-                expected.end(),
-                {"I log flagstr = FLAG_ZUL_LOG|FLAG_ZUL_BINDER", "I getZulInfo flagvalue = 0x201",
-                 "I " + name +
-                         " sceneType===0xffff0101, flag = 0x201; mZulCmd = ls; "
-                         "extraInfo = /p; mEventType = crash; mEventSubType = java"});
-    } else {
-        expected = {"D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x201"};
-    }
+    std::vector<std::string> expected = linesBeforePreparation(kind);
     const std::string rest = ", mCompressFileCount=1, extraInfo=/p";
     expected.push_back(
             several(kind)
@@ -137,6 +143,20 @@ TEST_P(EveryRequestTest, LogsItsOwnWay) {
                      "D zuldump child normal exit..."});
     request(kind);
     EXPECT_EQ(mLog.take(), expected);
+
+    // The switch silences preparation, store and launch, and nothing else.
+    ZulService::mDebugLog = false;
+    archives(kTag).assign(1, "/data/ZUL/gone.zul");
+    for (int i = 0; i < 20; i++) {
+        archives(kTag).push_back("/data/ZUL/" + std::to_string(i) + ".zul");
+        writeFile(archives(kTag).back(), "");
+    }
+    writeFile("/data/ZUL/zul_history", "tag|time|/data/ZUL/5.zul|build\n");
+    ZulService::mCompressFileCount = 401;
+    request(kind);
+    EXPECT_EQ(mLog.take(), linesBeforePreparation(kind));
+    EXPECT_FALSE(exists("/data/ZUL/1.zul"));
+    EXPECT_FALSE(exists("/data/ZUL/5.zul"));
 }
 
 TEST_P(EveryRequestTest, RefusesATagThatIsNotLegal) {
@@ -188,6 +208,17 @@ TEST_P(EveryRequestTest, UpdatesTheConfigurationInPlaceOfACapture) {
     EXPECT_EQ(readFile("/data/ZUL/config"), "tag:NEW,enable:1");
     EXPECT_EQ(ZulService::mTagTable.count("NEW"), 1u);
     expectNoCapture();
+}
+
+TEST_F(CaptureRequestTest, LegalTagIsAskedForAfterTheVendorCopyAndMustBeExact) {
+    writeFile("/data/ZUL/db.fatal.08.EE.dbg", "");
+    request(kZul, "0xffff0109", kVendorList);
+    EXPECT_EQ(FakeTime::sleeps, 1);
+    EXPECT_EQ(mLog.take().back(), "D Illegal ZUL TAG 0xffff0109,break");
+    admit("0xffffffff1");
+    request(kZul, "0xffffffff1", "tag:NEW,enable:1");
+    EXPECT_FALSE(exists("/data/ZUL/config"));
+    EXPECT_THAT(collectorRuns(), SizeIs(1));
 }
 
 TEST_P(EveryRequestTest, FiltersPackagesOfOneProcessOnly) {

@@ -205,9 +205,11 @@ TEST_F(CollectorTest, InterruptedWaitGoesOn) {
     std::atomic<bool> done = false;
     const pthread_t waiter = pthread_self();
     std::thread disturber([&] {
+        while (collectorRuns().empty())
+            std::this_thread::yield();
         while (!done) {
             pthread_kill(waiter, SIGUSR1);
-            std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
     mService->startZul(kTag, 0, 0, "");

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <cutils/properties.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <map>
@@ -84,6 +86,19 @@ TEST_F(InitializeTest, TagFileGivesTheTextBeforeTheFirstBar) {
               "0xffff0101|crash|more\n0xffff0102\n\n|x\n0xffff0103 |y\r\n0xffff0101|again\nlast|");
     ZulService::Initialize();
     EXPECT_THAT(tags(), ElementsAre("", "0xffff0101", "0xffff0103 ", "last"));
+}
+
+TEST_F(InitializeTest, OddFilesAreAsGoodAsNone) {
+    property_set("ro.build.type", "eng");
+    ASSERT_EQ(mkfifo("/data/ZUL/ZUL_TAG.txt", 0666), 0);
+    ASSERT_EQ(symlink("/dev/zero", "/data/ZUL/config"), 0);
+    ZulService::Initialize();
+    EXPECT_THAT(tags(), ElementsAre());
+    std::filesystem::remove("/data/ZUL/config");
+    writeFile("/data/ZUL/config", "tag:A,enable:1");
+    ASSERT_EQ(truncate("/data/ZUL/config", off_t{1} << 40), 0);
+    ZulService::Initialize();
+    EXPECT_THAT(tags(), ElementsAre());
 }
 
 TEST_F(InitializeTest, StoredConfigurationIsOneTextAndAppliesInBothModes) {

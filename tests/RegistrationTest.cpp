@@ -7,6 +7,7 @@
 
 #include <set>
 
+#include "service/BinderMode.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -75,6 +76,18 @@ class AidlEngine : public ::aidl::vendor::morvantic::hardware::zul::zulengine::B
     const EngineCase& mAnswers;
     std::vector<std::shared_ptr<AidlCallback>> mCallbacks;
 };
+
+class BinderModeTest : public ServiceTest {};
+
+TEST_F(BinderModeTest, OnlyTheExactWordMeansAidl) {
+    EXPECT_FALSE(readAidlMode());
+    for (const char* value : {"false", "TRUE", "true ", " true", "1", "yes"}) {
+        property_set("hwservicemanager.disabled", value);
+        EXPECT_FALSE(readAidlMode()) << value;
+    }
+    property_set("hwservicemanager.disabled", "true");
+    EXPECT_TRUE(readAidlMode());
+}
 
 /** A name is offered for the life of a process, so each case registers in a process of its own. */
 class RegistrationTest : public ServiceTest, public testing::WithParamInterface<EngineCase> {

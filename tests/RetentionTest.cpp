@@ -204,6 +204,27 @@ TEST_F(RetentionTest, ArchiveOfTheSpecialTagLowersItsOwnCount) {
     }
 }
 
+TEST_F(RetentionTest, OnlyWhatLiesInTheStoreIsRemoved) {
+    std::filesystem::create_directories("/data/prey/inner");
+    std::filesystem::create_directory("/data/ZUL/sub");
+    ASSERT_EQ(symlink("/data", "/data/ZUL/link"), 0);
+    for (const std::string path : {"/data/prey", "/data/ZUL/link/prey", "/data/ZULU"}) {
+        std::filesystem::create_directories("/data/ZULU");
+        writeFile("/data/ZUL/zul_history", "x|t|" + path + "|b\n");
+        ZulService::mCompressFileCount = 400;
+        ZulService::cleanOldFile();
+        EXPECT_TRUE(exists("/data/prey/inner")) << path;
+        EXPECT_TRUE(exists("/data/ZULU")) << path;
+        EXPECT_THAT(mLog.takeAboveDebug(), ElementsAre("E not removed, not in the store: " + path));
+    }
+    // The link itself lies there, and goes without what it points to.
+    writeFile("/data/ZUL/zul_history", "x|t|/data/ZUL/link|b\n");
+    ZulService::mCompressFileCount = 400;
+    ZulService::cleanOldFile();
+    EXPECT_FALSE(exists("/data/ZUL/link"));
+    EXPECT_TRUE(exists("/data/prey/inner"));
+}
+
 TEST_F(RetentionTest, FolderInPlaceOfAnArchiveGoesWhole) {
     writeHistory(1);
     std::filesystem::remove(archive(1));
