@@ -109,14 +109,6 @@ bool AIBinder_isAlive(const AIBinder* binder) {
     return const_cast<AIBinder*>(binder)->binder()->isBinderAlive();
 }
 
-binder_status_t AIBinder_ping(AIBinder* binder) {
-    return binder != nullptr ? binder->binder()->pingBinder() : STATUS_UNEXPECTED_NULL;
-}
-
-const AIBinder_Class* AIBinder_getClass(AIBinder* binder) {
-    return binder != nullptr ? binder->clazz.load() : nullptr;
-}
-
 void* AIBinder_getUserData(AIBinder* binder) {
     return binder != nullptr ? binder->userData() : nullptr;
 }

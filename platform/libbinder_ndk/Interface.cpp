@@ -29,10 +29,6 @@ std::shared_ptr<SharedRefBase> SharedRefBase::ref() {
     return self;
 }
 
-binder_status_t ICInterface::dump(int, const char**, uint32_t) {
-    return STATUS_OK;
-}
-
 std::shared_ptr<ICInterface> ICInterface::asInterface(AIBinder* binder) {
     auto* data = static_cast<InterfaceData*>(AIBinder_getUserData(binder));
     return data != nullptr ? data->interface : nullptr;

@@ -10,16 +10,8 @@ struct AStatus {
     std::string message;
 };
 
-AStatus* AStatus_newOk() {
-    return new AStatus;
-}
-
 AStatus* AStatus_fromStatus(binder_status_t status) {
     return new AStatus{status == STATUS_OK ? EX_NONE : EX_TRANSACTION_FAILED, status, {}};
-}
-
-AStatus* AStatus_fromExceptionCode(binder_exception_t exception) {
-    return AStatus_fromExceptionCodeWithMessage(exception, "");
 }
 
 AStatus* AStatus_fromExceptionCodeWithMessage(binder_exception_t exception, const char* message) {

@@ -33,7 +33,7 @@ class LocalOffset {
 
     int64_t secondsAt(time_t now) {
         const int64_t period = now / kOffsetLifetimeSeconds;
-        if (period != mPeriod.load(std::memory_order_relaxed) && getpid() == mOwner) refresh(now);
+        if (period != mPeriod.load(std::memory_order_acquire) && getpid() == mOwner) refresh(now);
         return mSeconds.load(std::memory_order_relaxed);
     }
 
@@ -42,7 +42,8 @@ class LocalOffset {
         struct tm local {};
         if (localtime_r(&now, &local) == nullptr) return;
         mSeconds.store(local.tm_gmtoff, std::memory_order_relaxed);
-        mPeriod.store(now / kOffsetLifetimeSeconds, std::memory_order_relaxed);
+        // Whoever sees the new period sees its offset too.
+        mPeriod.store(now / kOffsetLifetimeSeconds, std::memory_order_release);
     }
 
     const pid_t mOwner;

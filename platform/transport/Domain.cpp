@@ -51,10 +51,6 @@ class Listener final : public Endpoint {
 
 }  // namespace
 
-void watchForks() {
-    pthread_atfork(nullptr, nullptr, [] { gForkedChild = true; });
-}
-
 bool isForkedChild() {
     return gForkedChild;
 }
@@ -87,7 +83,7 @@ Domain& Domain::hwbinder() {
 
 Domain::Domain(const char* prefix, size_t maxThreads) : mState(new State(prefix, maxThreads)) {
     static std::once_flag once;
-    std::call_once(once, watchForks);
+    std::call_once(once, [] { pthread_atfork(nullptr, nullptr, [] { gForkedChild = true; }); });
 }
 
 android::status_t Domain::publish(const std::string& name, std::shared_ptr<Object> object) {

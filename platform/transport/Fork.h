@@ -3,9 +3,6 @@
 
 namespace transport {
 
-/** Makes children of `fork()` know what they are, from now on. */
-void watchForks();
-
 /** True in a child that was forked from a process that uses this layer. */
 bool isForkedChild();
 

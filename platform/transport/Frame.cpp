@@ -2,11 +2,13 @@
 #include "Frame.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <transport/Message.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 namespace transport {
@@ -18,6 +20,17 @@ constexpr size_t kFirstRead = 1024;
 
 // More descriptors than a frame may carry, so that surplus ones arrive and can be closed.
 constexpr size_t kMaxDescriptors = 8;
+
+using Clock = std::chrono::steady_clock;
+
+/** False when `timeoutMs` after `start` there is no room. */
+bool waitForRoom(int socket, Clock::time_point start, int timeoutMs) {
+    pollfd writable{socket, POLLOUT, 0};
+    if (timeoutMs < 0) return poll(&writable, 1, -1) != 0;
+    const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+    return passed.count() < timeoutMs &&
+           poll(&writable, 1, timeoutMs - static_cast<int>(passed.count())) != 0;
+}
 
 }  // namespace
 
@@ -65,7 +78,7 @@ std::vector<uint8_t> FrameReader::takeBytes() {
 }
 
 bool sendFrame(int socket, const FrameHeader& header, const Message* message,
-               const std::vector<ObjectEntry>& objects) {
+               const std::vector<ObjectEntry>& objects, int timeoutMs) {
     // sendmsg() only reads what the vector points to.
     auto* bytes = message != nullptr ? const_cast<uint8_t*>(message->data()) : nullptr;
     iovec parts[] = {
@@ -77,9 +90,13 @@ bool sendFrame(int socket, const FrameHeader& header, const Message* message,
     unsent.msg_iov = parts;
     unsent.msg_iovlen = std::size(parts);
 
+    // Not with SO_SNDTIMEO: a reader that takes a little at a time starts it anew each time, and a
+    // peer that kept a copy of a socket that it offered may change its options.
+    const Clock::time_point start = Clock::now();
     while (unsent.msg_iovlen > 0) {
-        ssize_t sent = sendmsg(socket, &unsent, MSG_NOSIGNAL);
+        ssize_t sent = sendmsg(socket, &unsent, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0 && errno == EAGAIN && waitForRoom(socket, start, timeoutMs)) continue;
         if (sent < 0) return false;
         while (unsent.msg_iovlen > 0 && static_cast<size_t>(sent) >= unsent.msg_iov->iov_len) {
             sent -= static_cast<ssize_t>(unsent.msg_iov->iov_len);
@@ -144,12 +161,14 @@ ReadResult receiveControl(int socket, FrameHeader* header, FileDescriptor* descr
         }
     }
     // A control frame is small enough that the kernel never splits it: a part of one is no frame.
-    if (got != sizeof(*header) || header->magic != kMagic || (message.msg_flags & MSG_CTRUNC) ||
-        header->size != 0 || header->objectCount != 0 ||
-        descriptors != (header->kind == FrameKind::OfferConnection ? 1 : 0)) {
+    if (got != sizeof(*header) || header->magic != kMagic || header->size != 0 ||
+        header->objectCount != 0) {
         return ReadResult::Malformed;
     }
-    return ReadResult::Complete;
+    // Cut before the first one, it is this process that has no room for what was rightly sent.
+    const bool isCut = (message.msg_flags & MSG_CTRUNC) != 0;
+    const size_t expected = header->kind == FrameKind::OfferConnection && !isCut ? 1 : 0;
+    return descriptors == expected ? ReadResult::Complete : ReadResult::Malformed;
 }
 
 }  // namespace transport

@@ -71,9 +71,12 @@ class FrameReader {
     size_t mTotal = 0;  // 0 until the header is there
 };
 
-/** Sends a whole frame; the header's sizes must fit. False when the connection is of no use. */
+/**
+ * Sends a whole frame; the header's sizes must fit. False when the connection is of no use, or when
+ * the peer has not made room for all of it within `timeoutMs`; -1 waits for ever.
+ */
 bool sendFrame(int socket, const FrameHeader& header, const Message* message,
-               const std::vector<ObjectEntry>& objects);
+               const std::vector<ObjectEntry>& objects, int timeoutMs = -1);
 
 /** Outcome of sending a control frame without waiting. */
 enum class SendResult { Sent, WouldBlock, Failed };
@@ -82,8 +85,8 @@ enum class SendResult { Sent, WouldBlock, Failed };
 SendResult sendControl(int socket, const FrameHeader& header, int descriptor);
 
 /**
- * Takes one control frame, with the descriptor that belongs to an offered connection. Never waits:
- * `Partial` when nothing is there.
+ * Takes one control frame, with the descriptor that belongs to an offered connection; that one is
+ * invalid when this process has no descriptor left. Never waits: `Partial` when nothing is there.
  */
 ReadResult receiveControl(int socket, FrameHeader* header, FileDescriptor* descriptor);
 

@@ -5,7 +5,6 @@
 #include <errno.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include <algorithm>
 
@@ -27,7 +26,7 @@ constexpr int kControlBatch = 64;
 constexpr size_t kMaxPosted = 65536;
 
 // A caller waits for its reply, so a reply that is not taken for so long has lost its reader.
-constexpr timeval kReplyTimeout{.tv_sec = 5, .tv_usec = 0};
+constexpr int kReplyTimeoutMs = 5000;
 
 void logMalformed() {
     __android_log_print(ANDROID_LOG_ERROR, kLogTag, "malformed frame, connection closed");
@@ -156,13 +155,12 @@ android::status_t Session::call(uint64_t handle, uint32_t code, const Message& r
     return answer.header().status != android::OK ? answer.header().status : unpacked;
 }
 
-ReadResult Session::exchange(int connection, const FrameHeader& header, const Message& request,
+ReadResult Session::exchange(int connection, FrameHeader header, const Message& request,
                              FrameReader& answer) {
-    FrameHeader complete = header;
     const std::vector<ObjectEntry> objects = mObjects.encode(request, this, false);
-    complete.size = static_cast<uint32_t>(request.size());
-    complete.objectCount = static_cast<uint16_t>(objects.size());
-    if (!sendFrame(connection, complete, &request, objects)) return ReadResult::Closed;
+    header.size = static_cast<uint32_t>(request.size());
+    header.objectCount = static_cast<uint16_t>(objects.size());
+    if (!sendFrame(connection, header, &request, objects)) return ReadResult::Closed;
     ReadResult result;
     do {
         result = answer.readSome(connection, FrameKind::Reply, 0);
@@ -227,7 +225,7 @@ bool Session::serve(FrameReader& frame, int connection) {
     const std::vector<ObjectEntry> objects = mObjects.encode(reply, this, true);
     answer.size = static_cast<uint32_t>(reply.size());
     answer.objectCount = static_cast<uint16_t>(objects.size());
-    return sendFrame(connection, answer, &reply, objects);
+    return sendFrame(connection, answer, &reply, objects, kReplyTimeoutMs);
 }
 
 android::status_t Session::unpack(FrameReader& frame, Message& message,
@@ -245,8 +243,11 @@ android::status_t Session::unpack(FrameReader& frame, Message& message,
 }
 
 bool Session::adopt(FileDescriptor connection) {
+    if (!connection.isValid()) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "no descriptor for a peer's connection");
+        return true;
+    }
     if (!isUnixStream(connection.get())) return false;
-    setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &kReplyTimeout, sizeof(kReplyTimeout));
     auto incoming = std::make_shared<Incoming>(shared_from_this(), std::move(connection));
     std::lock_guard lock(mLock);
     if (mControl == nullptr) return true;

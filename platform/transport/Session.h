@@ -77,7 +77,7 @@ class Session final : public Endpoint, public std::enable_shared_from_this<Sessi
     void flushPosted();
     SendResult sendPosted(int control);
 
-    ReadResult exchange(int connection, const FrameHeader& header, const Message& request,
+    ReadResult exchange(int connection, FrameHeader header, const Message& request,
                         FrameReader& answer);
     android::status_t unpack(FrameReader& frame, Message& message, std::vector<uint64_t>* home);
 

@@ -77,7 +77,7 @@ class ScopedAStatus : public impl::ScopedAResource<AStatus, AStatus_delete> {
         return ScopedAStatus(AStatus_fromStatus(status));
     }
     static ScopedAStatus fromExceptionCode(binder_exception_t exception) {
-        return ScopedAStatus(AStatus_fromExceptionCode(exception));
+        return fromExceptionCodeWithMessage(exception, nullptr);
     }
     static ScopedAStatus fromExceptionCodeWithMessage(binder_exception_t exception,
                                                       const char* message) {

@@ -43,10 +43,7 @@ AIBinder* AIBinder_Weak_promote(AIBinder_Weak* weakBinder);
 
 bool AIBinder_isRemote(const AIBinder* binder);
 bool AIBinder_isAlive(const AIBinder* binder);
-binder_status_t AIBinder_ping(AIBinder* binder);
 
-/** Null for an object that was made elsewhere and has no class yet. */
-const AIBinder_Class* AIBinder_getClass(AIBinder* binder);
 /** Null unless `AIBinder_new()` made the object in this process. */
 void* AIBinder_getUserData(AIBinder* binder);
 /** Settles the class of an object from elsewhere. False when its interface is another one. */

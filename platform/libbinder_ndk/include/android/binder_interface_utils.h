@@ -41,8 +41,6 @@ class ICInterface : public SharedRefBase {
     /** The object to send; implementations make it when it is first asked for. */
     virtual SpAIBinder asBinder() = 0;
     virtual bool isRemote() = 0;
-    /** Writes the object's state for people; nothing by default. */
-    virtual binder_status_t dump(int fd, const char** args, uint32_t numArgs);
 
     /** The implementation behind an object of this process, else null. */
     static std::shared_ptr<ICInterface> asInterface(AIBinder* binder);

@@ -40,9 +40,7 @@ enum : binder_exception_t {
 /** How a call ended. Owned by who made it; a null pointer is a successful one. */
 struct AStatus;
 
-AStatus* AStatus_newOk();
 AStatus* AStatus_fromStatus(binder_status_t status);
-AStatus* AStatus_fromExceptionCode(binder_exception_t exception);
 AStatus* AStatus_fromExceptionCodeWithMessage(binder_exception_t exception, const char* message);
 void AStatus_delete(AStatus* status);
 

@@ -18,11 +18,9 @@ class hidl_string {
 
     const char* c_str() const { return mText.c_str(); }
     size_t size() const { return mText.size(); }
-    bool empty() const { return mText.empty(); }
     operator std::string() const { return mText; }
 
     bool operator==(const hidl_string& other) const = default;
-    bool operator<(const hidl_string& other) const { return mText < other.mText; }
 
   private:
     std::string mText;

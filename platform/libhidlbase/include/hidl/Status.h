@@ -32,8 +32,6 @@ class Status final {
     Status() = default;
 
     bool isOk() const { return mException == EX_NONE; }
-    int32_t exceptionCode() const { return mException; }
-    const char* exceptionMessage() const { return mMessage.c_str(); }
     /** The transport's own code; `OK` unless the exception is `EX_TRANSACTION_FAILED`. */
     status_t transactionError() const { return mError; }
     /** For people. */
@@ -70,7 +68,6 @@ class return_status {
         mChecked = true;
         return mStatus.isOk();
     }
-    bool isOkUnchecked() const { return mStatus.isOk(); }
     bool isDeadObject() const {
         mChecked = true;
         return mStatus.transactionError() == DEAD_OBJECT;

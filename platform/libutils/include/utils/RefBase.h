@@ -112,9 +112,6 @@ class wp {
         if (auto* counts = std::exchange(mCounts, nullptr)) counts->decWeak(this);
     }
 
-    /** The pointer's value; the object may be gone. */
-    T* unsafe_get() const { return mObject; }
-
     /** Two references are equal when they watch the same object, even after a new one took its
      * place. */
     bool operator==(const wp& other) const { return mCounts == other.mCounts; }

@@ -22,8 +22,6 @@ class String16 {
     /** Number of units: a character outside the basic plane takes two. */
     size_t size() const { return mText.size(); }
 
-    /** Negative, zero or positive, by unit values. */
-    int compare(const String16& other) const { return mText.compare(other.mText); }
     bool operator==(const String16& other) const = default;
     bool operator<(const String16& other) const { return mText < other.mText; }
 
