@@ -57,7 +57,7 @@ bool readHistoryLine(int64_t number, char (&line)[kLineSize]) {
     return true;
 }
 
-/** The folder without links, with a "/" at the end; a root that is missing is nobody's. */
+/** The folder without links, with a "/" at the end; empty when there is none. */
 std::string realFolder(const std::string& path) {
     char real[PATH_MAX] = {};
     if (realpath(path.c_str(), real) == nullptr) return "";
@@ -77,8 +77,11 @@ std::string archiveOf(const char* line) {
  */
 bool liesInStore(const std::string& path) {
     const std::string folder = realFolder(path.substr(0, path.rfind('/') + 1));
-    return !folder.empty() && (folder.starts_with(realFolder(kOutputRoot)) ||
-                               folder.starts_with(realFolder(kStuckLogoRoot)));
+    for (const char* root : {kOutputRoot, kStuckLogoRoot}) {
+        const std::string realRoot = realFolder(root);
+        if (!realRoot.empty() && folder.starts_with(realRoot)) return true;
+    }
+    return false;
 }
 
 void lowerSpecialCount() {
