@@ -134,3 +134,26 @@ order_collector() {
     mkdir -p /data/ZUL
     printf '%s\n' "$@" >/data/ZUL/collector_orders
 }
+
+# start_standin COMMAND NAME: a stand-in that says "NAME: ready" when it serves.
+start_standin() {
+    "$1" >"/tmp/$2.log" 2>&1 &
+    wait_for 5 grep -qsx "$2: ready" "/tmp/$2.log" || fail "$1 does not come up: $(cat "/tmp/$2.log")"
+}
+
+# restart_daemon MODE THREADS: the daemon is killed and a new one takes its place.
+restart_daemon() {
+    kill_hard "$DAEMON_PID"
+    wait_for 5 has_callbacks 0 || fail "the engine keeps the callbacks of a dead daemon"
+    start_daemon "$1"
+    fire wait "$2" >/dev/null || fail "a restarted daemon does not register"
+}
+
+has_callbacks() {
+    [[ $(fire status) = "callbacks $1" ]]
+}
+
+# assert_collector_got VALUE N: what the last recorded collector got as its argument N.
+assert_collector_got() {
+    assert_equal "$1" "$(grep -aA1 -E "^$2 [0-9]+$" "$RECORD" | tail -n 1)" "argument $2 of the collector"
+}
