@@ -52,8 +52,9 @@ struct NameCase {
     const char* tag;
     bool userMode;
     int fileNum;
-    const char* typeFolder;
-    const char* folder;  // without time and number
+    std::string typeFolder;
+    /** Behind this come the tag, the time and the number. */
+    std::string parent;
     const char* number;
 };
 
@@ -63,7 +64,7 @@ TEST_P(FolderNameTest, IsMadeEmptyAndListed) {
     const NameCase& c = GetParam();
     ZulService::mUserMode = c.userMode;
     admit(c.tag);
-    const std::string expected = std::string(c.folder) + "_" + kStamp + c.number;
+    const std::string expected = c.parent + "/" + c.tag + "_" + kStamp + c.number;
 
     EXPECT_EQ(create(c.tag, c.fileNum), expected);
 
@@ -77,26 +78,23 @@ TEST_P(FolderNameTest, IsMadeEmptyAndListed) {
                                          ",folderName=" + expected));
 }
 
+const std::string kType = "/data/ZUL/0xffff";
+const std::string kUserType = "/data/ZUL/0xffffff";
+const std::string kLogo = "/morvfs/stuck_logo";
+
 INSTANTIATE_TEST_SUITE_P(
         Names, FolderNameTest,
-        testing::Values(NameCase{"Plain", "0xffff0101", false, 42, "/data/ZUL/0xffff",
-                                 "/data/ZUL/0xffff/0xffff0101", "_42"},
-                        NameCase{"NumberIsARemainder", "0xffff0101", false, 123, "/data/ZUL/0xffff",
-                                 "/data/ZUL/0xffff/0xffff0101", "_23"},
-                        NameCase{"NegativeNumber", "0xffff0101", false, -205, "/data/ZUL/0xffff",
-                                 "/data/ZUL/0xffff/0xffff0101", "_-5"},
-                        NameCase{"UserTag", "0xffffff0a", false, 7, "/data/ZUL/0xffff",
-                                 "/data/ZUL/0xffff/0xffffff0a", "_7"},
-                        NameCase{"UserTagInUserMode", "0xffffff0a", true, 7, "/data/ZUL/0xffffff",
-                                 "/data/ZUL/0xffffff/0xffffff0a", "_7"},
-                        NameCase{"NoHistoryTagInUserMode", "0x003effff", true, 0,
-                                 "/data/ZUL/0x003e", "/data/ZUL/0x003e/0x003effff", "_0"},
-                        NameCase{"StuckLogo", "0xffffff06", false, 3, "/data/ZUL/0xffff",
-                                 "/morvfs/stuck_logo/0xffffff06", "_3"},
-                        NameCase{"StuckLogoInUserMode", "0xffffff0e", true, 3, "/data/ZUL/0xffffff",
-                                 "/morvfs/stuck_logo/0xffffff0e", "_3"},
+        testing::Values(NameCase{"Plain", "0xffff0101", false, 42, kType, kType, "_42"},
+                        NameCase{"Remainder", "0xffff0101", false, 123, kType, kType, "_23"},
+                        NameCase{"Negative", "0xffff0101", false, -205, kType, kType, "_-5"},
+                        NameCase{"UserTag", "0xffffff0a", false, 7, kType, kType, "_7"},
+                        NameCase{"UserMode", "0xffffff0a", true, 7, kUserType, kUserType, "_7"},
+                        NameCase{"OtherTagInUserMode", "0x003effff", true, 0, "/data/ZUL/0x003e",
+                                 "/data/ZUL/0x003e", "_0"},
+                        NameCase{"StuckLogo", "0xffffff06", false, 3, kType, kLogo, "_3"},
+                        NameCase{"UserStuckLogo", "0xffffff0e", true, 3, kUserType, kLogo, "_3"},
                         NameCase{"SixLetters", "SCENE1", false, 1, "/data/ZUL/SCENE1",
-                                 "/data/ZUL/SCENE1/SCENE1", "_1"}),
+                                 "/data/ZUL/SCENE1", "_1"}),
         caseName<NameCase>);
 
 TEST_F(OutputFolderTest, UnknownTagMakesNothingSilently) {

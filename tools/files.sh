@@ -18,6 +18,11 @@ interface_files() {
     project_files ! -path '*/aidl_api/*' \( -name '*.hal' -o -name '*.aidl' -o -name '*.bp' \)
 }
 
+# The init file and the policy.
+device_files() {
+    project_files \( -name '*.rc' -o -name '*.te' -o -name '*_contexts' \)
+}
+
 cmake_files() {
     project_files \( -name CMakeLists.txt -o -name '*.cmake' \)
 }

@@ -3,7 +3,7 @@
 
 #include <stdint.h>
 
-// What the interface compilers make of interfaces/. tests/check_interfaces reads these enums and
+// What the interface compilers make of interfaces/. tools/check_interfaces reads these enums and
 // compares each with the compilers' own output.
 
 namespace hidl_codes {

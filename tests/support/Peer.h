@@ -12,10 +12,21 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <map>
 #include <string>
+#include <thread>
 
 namespace zul::test {
+
+/** Waits for something that another thread or process brings about. */
+template <class Condition>
+bool eventually(Condition condition) {
+    for (int i = 0; i < 10000 && !condition(); i++) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return condition();
+}
 
 /**
  * A second process of this test program, in which a named function runs. It can report single
@@ -33,8 +44,7 @@ class Peer {
     Peer(const std::string& role, const std::string& argument) {
         int report[2];
         int gate[2];
-        EXPECT_EQ(pipe2(report, O_CLOEXEC), 0);
-        EXPECT_EQ(pipe2(gate, O_CLOEXEC), 0);
+        EXPECT_TRUE(pipe2(report, O_CLOEXEC) == 0 && pipe2(gate, O_CLOEXEC) == 0);
         mErrors = memfd_create("errors", MFD_CLOEXEC);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
@@ -95,8 +105,7 @@ class Peer {
     std::string errors() const {
         std::string text(static_cast<size_t>(lseek(mErrors, 0, SEEK_END)), '\0');
         const ssize_t got = pread(mErrors, text.data(), text.size(), 0);
-        text.resize(got > 0 ? static_cast<size_t>(got) : 0);
-        return text;
+        return text.substr(0, got > 0 ? static_cast<size_t>(got) : 0);
     }
 
     // --- In the peer ---
