@@ -76,7 +76,6 @@ TEST_F(CallbackTest, AdapterOwnsItsService) {
     }
     EXPECT_EQ(hidlService.promote(), nullptr);
     EXPECT_EQ(aidlService.promote(), nullptr);
-    const android::sp<ZulCallBack> empty = new ZulCallBack(nullptr);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <set>
 #include <thread>
 
+#include "tests/support/FakeFork.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -137,6 +138,23 @@ INSTANTIATE_TEST_SUITE_P(
                                                                      std::filesystem::perms::all);
                                     }}),
         caseName<MissingCase>);
+
+TEST_F(CollectorTest, RequestEndsWhereNoChildCanBeStarted) {
+    const FailingFork none;
+    mService->startZul(kTag, 0, 0, "");
+    const std::string folder = mService->mDumpPath;
+    EXPECT_THAT(mLog.takeAboveDebug(), ElementsAre("E *** fork fail\n"));
+    // The same folder again, which cannot be emptied now.
+    ZulService::mCompressFileCount = 0;
+    mService->startZul(kTag, 0, 0, "");
+    std::string leftover = folder;
+    ZulService::deleteOldDir(leftover);
+    ZulService::removeFilePath(leftover.data());
+    EXPECT_THAT(mLog.takeAboveDebug(),
+                ElementsAre("E *** vfork fail\n", "E createZulPath failure...", "E *** fork fail\n",
+                            "E *** vfork fail\n", "E *** vfork fail\n"));
+    EXPECT_TRUE(exists(folder));
+}
 
 TEST_F(CollectorTest, TextThatNoCommandLineHoldsEndsTheRequest) {
     mService->startZul(kTag, 0, 0, std::string(1 << 20, 'x'));

@@ -36,7 +36,6 @@ INSTANTIATE_TEST_SUITE_P(
                 FlagCase{"Blanks", kFullTag, " FLAG_ZUL_ LOG |\n FLAG_ZUL_BINDER\n", 0x201,
                          "0x201"},
                 FlagCase{"EmptyPieces", kFullTag, "|FLAG_ZUL_LOG||", 0x200, "0x200"},
-                FlagCase{"Twice", kFullTag, "FLAG_ZUL_LOG|FLAG_ZUL_LOG", 0x200, "0x200"},
                 FlagCase{"Alias", kFullTag, "EXCEPTION_TYPE_JE|FLAG_ZUL_NET", 0x9203, "0x9203"},
                 FlagCase{"Bit31IsNotASign", kFullTag, "FLAG_USAGESTATS", 0x80000000, "0x80000000"},
                 FlagCase{"Bit62", kFullTag, "FLAG_ZUL_COPY_BUFFER", 0x4000000000000000,

@@ -63,18 +63,6 @@ TEST_F(LogTest, writesOneLineWithEveryField) {
     EXPECT_TRUE(found) << line << "is not local time";
 }
 
-TEST_F(LogTest, namesPrioritiesAndKeepsMessageBytes) {
-    const std::string letters = "???VDIWEFS?";
-    for (int priority = -1; priority <= 9; priority++) {
-        __android_log_print(priority, "T", "x");
-        EXPECT_THAT(packet(), EndsWith(std::string(" ") + letters[priority + 1] + " T: x\n"));
-    }
-    for (const char* message : {"", "line\n", "two\nlines", "\xff\xfe bytes", "\t%s\r"}) {
-        __android_log_print(ANDROID_LOG_ERROR, "T", "%s", message);
-        EXPECT_THAT(packet(), EndsWith(std::string(" E T: ") + message + "\n"));
-    }
-}
-
 TEST_F(LogTest, cutsWhatIsTooLong) {
     for (const size_t size : {4067u, 4068u, 4069u, 200u * 1024}) {
         __android_log_print(ANDROID_LOG_INFO, "T", "%s", std::string(size, 'm').c_str());

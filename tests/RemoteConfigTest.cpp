@@ -92,7 +92,6 @@ INSTANTIATE_TEST_SUITE_P(
                 RecordCase{"NoBinaryNumbers", "flag:0b11", ";;;0;;"},
                 RecordCase{"TrailingText", "flag:12abc", ";;;12;;"},
                 RecordCase{"Signs", "flag: \t-0x10", ";;;-16;;"},
-                RecordCase{"Plus", "flag:+7", ";;;7;;"},
                 RecordCase{"Largest", "flag:0x7fffffffffffffff", ";;;9223372036854775807;;"},
                 RecordCase{"Smallest", "flag:-9223372036854775808", ";;;-9223372036854775808;;"},
                 RecordCase{"TooLarge", "tag:T,flag:0x8000000000000000,cmd:c", "T;;;0;c;"},
