@@ -320,14 +320,15 @@ TEST_F(CollectorTest, ParallelCapturesInOneSecondShareAFolderOnlyAHundredApart) 
     constexpr int kObjects = 8;
     constexpr int kCaptures = 25;
     std::filesystem::remove("/data/ZUL/collector_orders");
+    const auto tag = [](int t) { return "0x003e000" + std::to_string(t); };
+    for (int t = 0; t < kObjects; t++)
+        admit(tag(t));
     std::vector<std::thread> threads;
     for (int t = 0; t < kObjects; t++) {
-        const std::string tag = "0x003e000" + std::to_string(t);
-        admit(tag);
-        threads.emplace_back([tag] {
+        threads.emplace_back([scene = tag(t)] {
             const android::sp<ZulService> service = new ZulService();
             for (int i = 0; i < kCaptures; i++)
-                service->startZul(tag, 0, 0, "");
+                service->startZul(scene, 0, 0, "");
         });
     }
     for (std::thread& thread : threads)
