@@ -23,7 +23,7 @@ constexpr off_t kMostBytes = 4 << 20;
 
 /**
  * The lines of the file at `path` without their line ends; none when it cannot be read. Anyone can
- * put anything there: only a regular file counts, and no more than kMostBytes of it.
+ * put anything there: only a regular file of at most kMostBytes counts.
  */
 std::vector<std::string> readLines(const char* path) {
     std::vector<std::string> lines;

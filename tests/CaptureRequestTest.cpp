@@ -106,7 +106,7 @@ class CaptureRequestTest : public ServiceTest {
     }
 };
 
-class EveryRequestTest : public CaptureRequestTest, public testing::WithParamInterface<Kind> {};
+using EveryRequestTest = TableTest<Kind, CaptureRequestTest>;
 INSTANTIATE_TEST_SUITE_P(Requests, EveryRequestTest, testing::ValuesIn(kAllKinds), kindName);
 
 TEST_P(EveryRequestTest, CapturesWithItsOwnArguments) {
@@ -267,8 +267,7 @@ struct SceneCase {
     const char* instance;
 };
 
-class SpecialSceneTest : public CaptureRequestTest,
-                         public testing::WithParamInterface<SceneCase> {};
+using SpecialSceneTest = TableTest<SceneCase, CaptureRequestTest>;
 
 TEST_P(SpecialSceneTest, WritesOneMarkerOrCaptures) {
     const SceneCase& c = GetParam();
@@ -328,8 +327,7 @@ struct FilterCase {
     bool passes;
 };
 
-class PackageFilterTest : public CaptureRequestTest,
-                          public testing::WithParamInterface<FilterCase> {};
+using PackageFilterTest = TableTest<FilterCase, CaptureRequestTest>;
 
 TEST_P(PackageFilterTest, LooksForTheNameInTheFilter) {
     const FilterCase& c = GetParam();

@@ -88,7 +88,7 @@ struct EndCase {
     bool normal;
 };
 
-class CollectorEndTest : public CollectorTest, public testing::WithParamInterface<EndCase> {};
+using CollectorEndTest = TableTest<EndCase, CollectorTest>;
 
 TEST_P(CollectorEndTest, EndsTheRequest) {
     orderCollector(GetParam().orders);
@@ -110,8 +110,7 @@ struct MissingCase {
     void (*replace)();
 };
 
-class CollectorMissingTest : public CollectorTest,
-                             public testing::WithParamInterface<MissingCase> {};
+using CollectorMissingTest = TableTest<MissingCase, CollectorTest>;
 
 TEST_P(CollectorMissingTest, IsToldByTheChildThatThenEnds) {
     std::filesystem::rename(kCollector, "/system_ext/bin/away");
@@ -193,7 +192,7 @@ struct OverCase {
     bool cleans;
 };
 
-class GlobalLimitTest : public CollectorTest, public testing::WithParamInterface<OverCase> {};
+using GlobalLimitTest = TableTest<OverCase, CollectorTest>;
 
 TEST_P(GlobalLimitTest, CleansWhenIndexAndSpecialsAreOverIt) {
     const OverCase& c = GetParam();

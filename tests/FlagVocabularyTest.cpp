@@ -18,7 +18,7 @@ struct FlagCase {
     const char* logged;
 };
 
-class FlagTest : public ServiceTest, public testing::WithParamInterface<FlagCase> {};
+using FlagTest = TableTest<FlagCase>;
 
 TEST_P(FlagTest, NamesMakeAMask) {
     const FlagCase& c = GetParam();

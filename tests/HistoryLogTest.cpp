@@ -67,8 +67,7 @@ struct BlockedCase {
     void (*block)();
 };
 
-class BlockedHistoryTest : public HistoryLogTest,
-                           public testing::WithParamInterface<BlockedCase> {};
+using BlockedHistoryTest = TableTest<BlockedCase, HistoryLogTest>;
 
 TEST_P(BlockedHistoryTest, LosesTheLineAlone) {
     GetParam().block();

@@ -37,7 +37,7 @@ struct ModeCase {
     bool debugLog;
 };
 
-class ModeTest : public ServiceTest, public testing::WithParamInterface<ModeCase> {};
+using ModeTest = TableTest<ModeCase>;
 
 TEST_P(ModeTest, FollowsProperties) {
     // An empty property is as good as none.

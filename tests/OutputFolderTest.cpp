@@ -58,7 +58,7 @@ struct NameCase {
     const char* number;
 };
 
-class FolderNameTest : public OutputFolderTest, public testing::WithParamInterface<NameCase> {};
+using FolderNameTest = TableTest<NameCase, OutputFolderTest>;
 
 TEST_P(FolderNameTest, IsMadeEmptyAndListed) {
     const NameCase& c = GetParam();
@@ -192,7 +192,7 @@ struct PruneCase {
     int erased;
 };
 
-class PruneTest : public OutputFolderTest, public testing::WithParamInterface<PruneCase> {};
+using PruneTest = TableTest<PruneCase, OutputFolderTest>;
 
 TEST_P(PruneTest, ErasesTheOldestButPerhapsTheFirst) {
     const PruneCase& c = GetParam();

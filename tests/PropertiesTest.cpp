@@ -3,9 +3,7 @@
 
 #include <errno.h>
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <string.h>
 
 #include <filesystem>
 #include <fstream>

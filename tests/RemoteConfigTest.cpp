@@ -63,7 +63,7 @@ struct RecordCase {
     const char* entry;
 };
 
-class RecordTest : public RemoteConfigTest, public testing::WithParamInterface<RecordCase> {};
+using RecordTest = TableTest<RecordCase, RemoteConfigTest>;
 
 TEST_P(RecordTest, BecomesAnEntry) {
     parse(GetParam().record);

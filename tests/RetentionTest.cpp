@@ -43,7 +43,7 @@ struct LimitCase {
     int limit;
 };
 
-class LimitTest : public ServiceTest, public testing::WithParamInterface<LimitCase> {};
+using LimitTest = TableTest<LimitCase>;
 
 TEST_P(LimitTest, IsCappedAndFixedForUsers) {
     ZulService::mUserMode = GetParam().userMode;
@@ -109,7 +109,7 @@ struct CleanCase {
     int removed;  // line number of the archive, 0 for none
 };
 
-class CleanTest : public RetentionTest, public testing::WithParamInterface<CleanCase> {};
+using CleanTest = TableTest<CleanCase, RetentionTest>;
 
 TEST_P(CleanTest, SelectsTheLineByHowFarTheCountIsOver) {
     const CleanCase& c = GetParam();
@@ -165,7 +165,7 @@ struct LineCase {
     const char* archive;
 };
 
-class HistoryLineTest : public RetentionTest, public testing::WithParamInterface<LineCase> {};
+using HistoryLineTest = TableTest<LineCase, RetentionTest>;
 
 TEST_P(HistoryLineTest, ArchiveIsTheThirdPiece) {
     const LineCase& c = GetParam();

@@ -36,7 +36,7 @@ struct RefusedCase {
     std::string path;
 };
 
-class RefusedRemovalTest : public ServiceTest, public testing::WithParamInterface<RefusedCase> {};
+using RefusedRemovalTest = TableTest<RefusedCase>;
 
 TEST_P(RefusedRemovalTest, TouchesNothing) {
     std::filesystem::create_directories("/data/ZUL/victim/inner");

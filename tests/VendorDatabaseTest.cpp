@@ -25,7 +25,7 @@ struct CopyCase {
     const char* requested;
 };
 
-class CopyVndFileTest : public ServiceTest, public testing::WithParamInterface<CopyCase> {};
+using CopyVndFileTest = TableTest<CopyCase>;
 
 TEST_P(CopyVndFileTest, RewritesAndRequests) {
     EXPECT_EQ(ZulService::copyVndFile(GetParam().list), GetParam().rewritten);
@@ -58,7 +58,7 @@ struct ExistCase {
     std::string missing;
 };
 
-class VndFileExistTest : public ServiceTest, public testing::WithParamInterface<ExistCase> {};
+using VndFileExistTest = TableTest<ExistCase>;
 
 TEST_P(VndFileExistTest, TakesRequestsBackAndOpensCopies) {
     writeFile("/data/ZUL/db.fatal.08.EE.dbg", "");

@@ -4,6 +4,7 @@
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 
+#include "sim/engine/CallWith.h"
 #include "sim/engine/EngineCore.h"
 
 namespace sim {
@@ -21,28 +22,12 @@ class AidlSink final : public EventSink {
           : mCallback(std::move(callback)) {}
 
     Delivery deliver(const Event& event) override {
-        const ScopedAStatus result = call(event);
+        const ScopedAStatus result = callWith(*mCallback, event);
         return {result.isOk(), result.isOk() ? "" : result.getDescription()};
     }
     bool isAlive() override { return AIBinder_isAlive(mCallback->asBinder().get()); }
 
   private:
-    ScopedAStatus call(const Event& event) {
-        switch (event.kind) {
-            case EventKind::SIMP:
-                return mCallback->onRunSimpZULCallback(event.sceneType, event.pid);
-            case EventKind::ZUL:
-                return mCallback->onRunZULCallback(event.sceneType, event.flag, event.pid,
-                                                   event.extraInfo);
-            case EventKind::SIMP_MULTI:
-                return mCallback->onRunSimpMultiPidZULCallback(event.sceneType, event.multiPid);
-            case EventKind::MULTI:
-                return mCallback->onRunMultiPidZULCallback(event.sceneType, event.flag,
-                                                           event.multiPid, event.extraInfo);
-        }
-        return ScopedAStatus::ok();
-    }
-
     const std::shared_ptr<IZulClientCallback> mCallback;
 };
 

@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+#include "sim/engine/CallWith.h"
 #include "sim/engine/EngineCore.h"
 
 namespace sim {
@@ -24,7 +25,7 @@ class HidlSink final : public EventSink {
 
     Delivery deliver(const Event& event) override {
         ++mInFlight;
-        const Return<void> result = call(event);
+        const Return<void> result = callWith(*mCallback, event);
         --mInFlight;
         return {result.isOk(), result.isOk() ? "" : result.description()};
     }
@@ -32,22 +33,6 @@ class HidlSink final : public EventSink {
     bool isAlive() override { return mInFlight > 0 || !mCallback->ping().isDeadObject(); }
 
   private:
-    Return<void> call(const Event& event) {
-        switch (event.kind) {
-            case EventKind::SIMP:
-                return mCallback->onRunSimpZULCallback(event.sceneType, event.pid);
-            case EventKind::ZUL:
-                return mCallback->onRunZULCallback(event.sceneType, event.flag, event.pid,
-                                                   event.extraInfo);
-            case EventKind::SIMP_MULTI:
-                return mCallback->onRunSimpMultiPidZULCallback(event.sceneType, event.multiPid);
-            case EventKind::MULTI:
-                return mCallback->onRunMultiPidZULCallback(event.sceneType, event.flag,
-                                                           event.multiPid, event.extraInfo);
-        }
-        return Void();
-    }
-
     const sp<IZulClientCallback> mCallback;
     std::atomic<int> mInFlight{0};
 };

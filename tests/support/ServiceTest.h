@@ -52,6 +52,10 @@ class ServiceTest : public testing::Test {
     LogCapture mLog;
 };
 
+/** A fixture whose tests take one row of a table at a time. */
+template <class Case, class Base = ServiceTest>
+class TableTest : public Base, public testing::WithParamInterface<Case> {};
+
 /** Names a row of a table in the test's name. */
 template <class Case>
 std::string caseName(const testing::TestParamInfo<Case>& info) {
