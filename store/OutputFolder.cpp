@@ -78,13 +78,14 @@ bool makeCaptureFolder(const char* path) {
 
 /**
  * Writes the capture folder's path into `folderName` and makes the type folder above it. False:
- * nothing can be made, and all lines are written. A tag shorter than its prefix leaves `folderName`
- * empty and gives true: making that folder then fails and is logged.
+ * nothing can be made, and all lines are written. A tag that makes no name leaves `folderName` empty
+ * and gives true: making that folder then fails and is logged.
  */
 bool nameFolder(const std::string& tag, time_t now, int fileNum, char* folderName) {
     const bool userTag = ZulService::mUserMode && contains(tag, "0xffffff");
     const size_t prefixLength = userTag ? kUserPrefixLength : kPrefixLength;
-    if (tag.size() < prefixLength) {
+    // It becomes the name of one folder and a field of one history line.
+    if (tag.size() < prefixLength || tag.find_first_of("/\n") != std::string::npos) {
         LOGE("getZulBasePath sceneType info error!!");
         return true;
     }

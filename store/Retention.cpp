@@ -76,7 +76,11 @@ std::string archiveOf(const char* line) {
  * removed. The last name is not followed, as the removal does not follow it either.
  */
 bool liesInStore(const std::string& path) {
-    const std::string folder = realFolder(path.substr(0, path.rfind('/') + 1));
+    const size_t nameStart = path.rfind('/') + 1;
+    const std::string name = path.substr(nameStart);
+    // That is the folder itself, which may be a root.
+    if (name.empty() || name == ".") return false;
+    const std::string folder = realFolder(path.substr(0, nameStart));
     for (const char* root : {kOutputRoot, kStuckLogoRoot}) {
         const std::string realRoot = realFolder(root);
         if (!realRoot.empty() && folder.starts_with(realRoot)) return true;
@@ -118,12 +122,13 @@ void ZulService::countArchives(const char* root, bool logNames) {
         if (!isRegularFile(folder.get(), *entry)) continue;
         if (logNames) LOGD("dnam=%s", entry->d_name);
 
-        const std::string name = entry->d_name;
+        const std::string_view name = entry->d_name;
+        const std::string tag(name.substr(0, kTagLength));
         const ScopedServiceLock lock(mServiceLock);
-        const auto archives = mTagTable.find(name.substr(0, kTagLength));
+        const auto archives = mTagTable.find(tag);
         if (archives == mTagTable.end()) continue;
         mCompressFileCount.fetch_add(1);
-        archives->second.push_back(root + name);
+        archives->second.emplace_back(root).append(name);
     }
 }
 

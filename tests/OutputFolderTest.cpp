@@ -103,17 +103,19 @@ TEST_F(OutputFolderTest, UnknownTagMakesNothingSilently) {
     EXPECT_THAT(mLog.take(), IsEmpty());
 }
 
-TEST_F(OutputFolderTest, TagShorterThanItsPrefixFails) {
-    const std::string tag = "0x003";
-    admit(tag);
-    EXPECT_EQ(create(tag), "");
-    EXPECT_THAT(mLog.take(),
-                ElementsAre("E getZulBasePath sceneType info error!!",
-                            "D getZulBasePath:fileNum=7,folderName=",
-                            "E FolderOperation LOG folder create  failed(No such file or "
-                            "directory)"));
-    EXPECT_THAT(list("/data/ZUL"), IsEmpty());
-    EXPECT_THAT(archives(tag), IsEmpty());
+TEST_F(OutputFolderTest, TagThatMakesNoFolderNameFails) {
+    // Too short for its prefix, a way out of the store, and one that would forge history lines.
+    for (const std::string tag : {"0x003", "../../data/prey", "0xffff\nforged"}) {
+        admit(tag);
+        EXPECT_EQ(create(tag), "") << tag;
+        EXPECT_THAT(mLog.take(),
+                    ElementsAre("E getZulBasePath sceneType info error!!",
+                                "D getZulBasePath:fileNum=7,folderName=",
+                                "E FolderOperation LOG folder create  failed(No such file or "
+                                "directory)"));
+        EXPECT_THAT(list("/data/ZUL"), IsEmpty()) << tag;
+        EXPECT_THAT(archives(tag), IsEmpty()) << tag;
+    }
 }
 
 TEST_F(OutputFolderTest, PathOfMoreThan255BytesMakesNothing) {

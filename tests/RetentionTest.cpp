@@ -209,13 +209,14 @@ TEST_F(RetentionTest, OnlyWhatLiesInTheStoreIsRemoved) {
     ASSERT_EQ(symlink("/data", "/data/ZUL/link"), 0);
     // A root that is missing makes nothing part of it.
     std::filesystem::remove("/morvfs/stuck_logo");
-    for (const std::string path : {"/data/prey", "/data/ZUL/link/prey", "/data/ZULU"}) {
+    for (const std::string path :
+         {"/data/prey", "/data/ZUL/link/prey", "/data/ZULU", "/data/ZUL/", "/data/ZUL/."}) {
         std::filesystem::create_directories("/data/ZULU");
         writeFile("/data/ZUL/zul_history", "x|t|" + path + "|b\n");
         ZulService::mCompressFileCount = 400;
         ZulService::cleanOldFile();
         EXPECT_TRUE(exists("/data/prey/inner")) << path;
-        EXPECT_TRUE(exists("/data/ZULU")) << path;
+        EXPECT_TRUE(exists("/data/ZULU") && exists("/data/ZUL/zul_history")) << path;
         EXPECT_THAT(mLog.takeAboveDebug(), ElementsAre("E not removed, not in the store: " + path));
     }
     // The link itself lies there, and goes without what it points to.
