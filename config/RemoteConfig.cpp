@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "config/TagIndex.h"
 #include "service/Files.h"
 #include "service/Log.h"
 #include "service/Text.h"
@@ -97,11 +98,22 @@ std::vector<std::string> ZulService::supersplit(const std::string& s,
 void ZulService::parseRemoteConfig(std::string& text) {
     if (text.empty()) return;
 
+    TagIndex index;
+    for (size_t i = 0; i < mRemoteConfigs.size(); i++)
+        index.add(mRemoteConfigs[i].tag, {i});
     for (const std::string& record : supersplit(text, "|")) {
         zul_struct entry;
         for (const std::string& item : supersplit(record, ","))
             parseItem(item, entry);
-        mergeRemoteConfig(entry);
+
+        std::vector<size_t> replaced = index.take(entry.tag);
+        if (replaced.empty()) {
+            replaced.push_back(mRemoteConfigs.size());
+            mRemoteConfigs.emplace_back();
+        }
+        for (const size_t i : replaced)
+            mRemoteConfigs[i] = entry;
+        index.add(entry.tag, replaced);
     }
 
     for (const zul_struct& entry : mRemoteConfigs) {
@@ -111,16 +123,6 @@ void ZulService::parseRemoteConfig(std::string& text) {
             mTagTable.try_emplace(entry.tag);
         }
     }
-}
-
-void ZulService::mergeRemoteConfig(const zul_struct& entry) {
-    bool merged = false;
-    for (zul_struct& known : mRemoteConfigs) {
-        if (!contains(known.tag, entry.tag)) continue;
-        known = entry;
-        merged = true;
-    }
-    if (!merged) mRemoteConfigs.push_back(entry);
 }
 
 void ZulService::writeConfig(std::string path, std::string content) {

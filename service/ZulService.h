@@ -244,9 +244,6 @@ class ZulService : public android::RefBase {
     void prepareCapture(const std::string& sceneType, int64_t flag, const std::string& extraInfo,
                         bool severalProcesses) ZUL_EXCLUDES(mServiceLock);
 
-    // config/
-    static void mergeRemoteConfig(const zul_struct& entry) ZUL_REQUIRES(mServiceLock);
-
     // store/
     static bool pruneTag(const char* sceneType) ZUL_EXCLUDES(mServiceLock);
     static void dropVanishedArchives(std::vector<std::string>& archives) ZUL_REQUIRES(mServiceLock);

@@ -100,6 +100,37 @@ INSTANTIATE_TEST_SUITE_P(
                 RecordCase{"BareHexadecimalPrefix", "flag:0xg", ";;;0;;"}),
         caseName<RecordCase>);
 
+TEST_F(RemoteConfigTest, MergesAsAWalkOverAllEntriesWould) {
+    std::mt19937 random(7);
+    const auto below = [&random](unsigned limit) { return random() % limit; };
+    for (int round = 0; round < 100; round++) {
+        ZulService::mRemoteConfigs.clear();
+        std::vector<std::pair<std::string, std::string>> walked;
+        std::string text;
+        for (int i = 0; i < 40; i++) {
+            // Two letters, so that many tags hold others.
+            std::string tag;
+            for (unsigned length = 1 + below(5); length > 0; length--)
+                tag += "ab"[below(2)];
+            const std::string number = std::to_string(i);
+            text += "tag:" + tag + ",path:" + number + "|";
+            // Entries of this text and of earlier ones.
+            if (i % 20 == 19) parse(std::exchange(text, ""));
+            bool merged = false;
+            for (auto& entry : walked) {
+                if (entry.first.find(tag) == std::string::npos) continue;
+                entry = {tag, number};
+                merged = true;
+            }
+            if (!merged) walked.emplace_back(tag, number);
+        }
+        std::vector<std::string> expected;
+        for (const auto& [tag, number] : walked)
+            expected.push_back(tag + ";;;0;;" + number);
+        ASSERT_EQ(entries(), expected) << round;
+    }
+}
+
 TEST_F(RemoteConfigTest, TellsEachFieldAtDebugPriority) {
     ZulService::mDebugLog = false;
     parse("tag:T,enable:1,pkgname:p,flag:-1,cmds:c,paths:/p,other");
