@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The functions that stand before those of the C library. Each has a name of its own here and the C
+// library's name for the linker, so that it need not agree with a header's declaration.
+#include <dirent.h>
+#include <errno.h>
+#include <poll.h>
+#include <pthread.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+#include <type_traits>
+
+#include "sim/faults/FaultPoints.h"
+
+namespace sim {
+namespace {
+
+/** What a function returns when it fails: null or -1. */
+template <class Result>
+Result failure() {
+    if constexpr (std::is_pointer_v<Result>) {
+        return nullptr;
+    } else {
+        return -1;
+    }
+}
+
+/** How much of `size` bytes a call is given. */
+size_t part(Verdict verdict, size_t size) {
+    return verdict == Verdict::SHORT ? (size + 1) / 2 : size;
+}
+
+}  // namespace
+
+#define REAL(name) reinterpret_cast<decltype(&replaced_##name)>(realFunction(Call::name))
+
+/** The head of a function that takes the place of `symbol`. */
+#define REPLACE(result, name, symbol, parameters)                 \
+    extern "C" result replaced_##name parameters __asm__(symbol); \
+    result replaced_##name parameters
+
+/** A function that only fails, or does what it always does. */
+#define FAULT_POINT_AS(symbol, result, name, parameters, arguments)        \
+    REPLACE(result, name, symbol, parameters) {                            \
+        if (decide(Call::name) != Verdict::PASS) return failure<result>(); \
+        return REAL(name) arguments;                                       \
+    }
+#define FAULT_POINT(result, name, parameters, arguments) \
+    FAULT_POINT_AS(#name, result, name, parameters, arguments)
+
+FAULT_POINT(int, access, (const char* path, int mode), (path, mode))
+FAULT_POINT(int, connect, (int fd, const sockaddr* to, socklen_t size), (fd, to, size))
+FAULT_POINT(void*, dlopen, (const char* path, int flags), (path, flags))
+FAULT_POINT(int, epoll_create1, (int flags), (flags))
+FAULT_POINT(int, execv, (const char* path, char* const* arguments), (path, arguments))
+FAULT_POINT(int, fchmod, (int fd, mode_t mode), (fd, mode))
+FAULT_POINT(int, fcntl, (int fd, int command, void* argument), (fd, command, argument))
+FAULT_POINT(FILE*, fdopen, (int fd, const char* mode), (fd, mode))
+FAULT_POINT(char*, fgets, (char* line, int size, FILE* file), (line, size, file))
+FAULT_POINT(pid_t, fork, (), ())
+FAULT_POINT(int, fstat, (int fd, struct stat* status), (fd, status))
+FAULT_POINT(int, fstatat, (int at, const char* path, struct stat* status, int flags),
+            (at, path, status, flags))
+FAULT_POINT(int, fsync, (int fd), (fd))
+FAULT_POINT(int, ftruncate, (int fd, off_t size), (fd, size))
+// What an optimised getline() calls.
+FAULT_POINT_AS("__getdelim", ssize_t, getdelim, (char** line, size_t* size, int end, FILE* file),
+               (line, size, end, file))
+FAULT_POINT(int, getsockopt, (int fd, int level, int name, void* value, socklen_t* size),
+            (fd, level, name, value, size))
+FAULT_POINT(int, link, (const char* from, const char* to), (from, to))
+FAULT_POINT(off_t, lseek, (int fd, off_t offset, int whence), (fd, offset, whence))
+FAULT_POINT(int, mkdir, (const char* path, mode_t mode), (path, mode))
+FAULT_POINT(int, mkostemp, (char* path, int flags), (path, flags))
+FAULT_POINT(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode))
+FAULT_POINT(DIR*, opendir, (const char* path), (path))
+FAULT_POINT(int, poll, (pollfd * fds, nfds_t count, int limitMs), (fds, count, limitMs))
+FAULT_POINT(dirent*, readdir, (DIR * folder), (folder))
+FAULT_POINT(char*, realpath, (const char* path, char* real), (path, real))
+FAULT_POINT(int, remove, (const char* path), (path))
+FAULT_POINT(int, rename, (const char* from, const char* to), (from, to))
+FAULT_POINT(int, socket, (int domain, int type, int protocol), (domain, type, protocol))
+FAULT_POINT(int, socketpair, (int domain, int type, int protocol, int* ends),
+            (domain, type, protocol, ends))
+FAULT_POINT(int, unlink, (const char* path), (path))
+
+// --- With a part of the bytes -------------------------------------------------------------------
+
+REPLACE(ssize_t, read, "read", (int fd, void* data, size_t size)) {
+    const Verdict verdict = decide(Call::read);
+    return verdict == Verdict::FAIL ? -1 : REAL(read)(fd, data, part(verdict, size));
+}
+
+REPLACE(ssize_t, write, "write", (int fd, const void* data, size_t size)) {
+    const Verdict verdict = decide(Call::write);
+    return verdict == Verdict::FAIL ? -1 : REAL(write)(fd, data, part(verdict, size));
+}
+
+REPLACE(ssize_t, recv, "recv", (int fd, void* data, size_t size, int flags)) {
+    const Verdict verdict = decide(Call::recv);
+    // Few enough to part any frame.
+    if (verdict == Verdict::SHORT) size = std::min<size_t>(size, 5);
+    return verdict == Verdict::FAIL ? -1 : REAL(recv)(fd, data, size, flags);
+}
+
+REPLACE(ssize_t, recvmsg, "recvmsg", (int fd, msghdr* message, int flags)) {
+    const Verdict verdict = decide(Call::recvmsg);
+    // As when this process has no descriptor left for the one that comes along.
+    if (verdict == Verdict::SHORT) message->msg_controllen = 0;
+    return verdict == Verdict::FAIL ? -1 : REAL(recvmsg)(fd, message, flags);
+}
+
+REPLACE(ssize_t, sendmsg, "sendmsg", (int fd, const msghdr* message, int flags)) {
+    const Verdict verdict = decide(Call::sendmsg);
+    msghdr sent = *message;
+    // A message of one piece is so small that the kernel never parts it.
+    if (verdict == Verdict::SHORT && sent.msg_iovlen > 1) sent.msg_iovlen = 1;
+    return verdict == Verdict::FAIL ? -1 : REAL(sendmsg)(fd, &sent, flags);
+}
+
+// --- Those that do their work all the same ------------------------------------------------------
+
+REPLACE(int, close, "close", (int fd)) {
+    const int result = REAL(close)(fd);
+    return decide(Call::close) == Verdict::PASS ? result : -1;
+}
+
+REPLACE(int, shutdown, "shutdown", (int fd, int how)) {
+    const int result = REAL(shutdown)(fd, how);
+    return decide(Call::shutdown) == Verdict::PASS ? result : -1;
+}
+
+REPLACE(pid_t, waitpid, "waitpid", (pid_t pid, int* status, int options)) {
+    if (decide(Call::waitpid) == Verdict::PASS) return REAL(waitpid)(pid, status, options);
+    const int error = errno;
+    // There is no child any more only when somebody has waited for it.
+    if (error != EINTR) REAL(waitpid)(pid, nullptr, options);
+    errno = error;
+    return -1;
+}
+
+// --- Others -------------------------------------------------------------------------------------
+
+REPLACE(int, pthread_create, "pthread_create",
+        (pthread_t * thread, const pthread_attr_t* attributes, void* (*body)(void*), void* value)) {
+    if (decide(Call::pthread_create) != Verdict::PASS) return errno;
+    return REAL(pthread_create)(thread, attributes, body, value);
+}
+
+REPLACE(int, epoll_ctl, "epoll_ctl", (int set, int operation, int fd, epoll_event* event)) {
+    if (operation == EPOLL_CTL_ADD && decide(Call::epoll_ctl) != Verdict::PASS) return -1;
+    return REAL(epoll_ctl)(set, operation, fd, event);
+}
+
+REPLACE(int, epoll_wait, "epoll_wait", (int set, epoll_event* events, int count, int limitMs)) {
+    if (decide(Call::epoll_wait) != Verdict::PASS) return -1;
+    if (page() != nullptr) page()->waiting++;
+    const int result = REAL(epoll_wait)(set, events, count, limitMs);
+    if (page() != nullptr) page()->waiting--;
+    return result;
+}
+
+REPLACE(int, execl, "execl", (const char* path, const char* first, ...)) {
+    if (decide(Call::execl) != Verdict::PASS) return -1;
+    char* arguments[16] = {const_cast<char*>(first)};
+    va_list rest;
+    va_start(rest, first);
+    for (size_t i = 1; i < std::size(arguments) && arguments[i - 1] != nullptr; i++)
+        arguments[i] = va_arg(rest, char*);
+    va_end(rest);
+    return REAL(execv)(path, arguments);
+}
+
+REPLACE(time_t, time, "time", (time_t*)) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return page() != nullptr && page()->now != 0 ? page()->now.load() : now.tv_sec;
+}
+
+REPLACE(unsigned, sleep, "sleep", (unsigned seconds)) {
+    const uint64_t ms = uint64_t{seconds} * (page() != nullptr ? page()->secondMs.load() : 1000);
+    const timespec pause{static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000};
+    nanosleep(&pause, nullptr);
+    return 0;
+}
+
+/** Where vfork() goes on to; null: it fails. */
+extern "C" void* sim_fault_vfork() {
+    return decide(Call::vfork) == Verdict::PASS ? realFunction(Call::vfork) : nullptr;
+}
+
+}  // namespace sim
+
+// A function that called vfork() would have its frame overwritten by the child: this one jumps.
+#if defined(__x86_64__)
+__asm__(R"(
+    .globl vfork
+    .type vfork, @function
+vfork:
+    subq $8, %rsp
+    call sim_fault_vfork@PLT
+    addq $8, %rsp
+    testq %rax, %rax
+    je 1f
+    jmp *%rax
+1:  movl $-1, %eax
+    ret
+    .size vfork, . - vfork
+)");
+#elif defined(__aarch64__)
+__asm__(R"(
+    .globl vfork
+    .type vfork, %function
+vfork:
+    stp x29, x30, [sp, #-16]!
+    bl sim_fault_vfork
+    ldp x29, x30, [sp], #16
+    cbz x0, 1f
+    mov x16, x0
+    br x16
+1:  mov w0, #-1
+    ret
+    .size vfork, . - vfork
+)");
+#endif

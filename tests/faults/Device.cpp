@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/faults/Device.h"
+
+#include <fcntl.h>
+#include <linux/futex.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "sim/engine/ControlProtocol.h"
+
+namespace zul::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kPage[] = "/tmp/fault_page";
+constexpr char kLog[] = "/tmp/daemon.log";
+constexpr int kAnswerLimitMs = 20000;
+
+size_t entries(const std::string& folder) {
+    std::error_code error;
+    return static_cast<size_t>(std::distance(fs::directory_iterator(folder, error), {}));
+}
+
+/** The reply, or the last but one where an event was asked for; none when there is no end. */
+std::optional<sim::ControlReply> ask(const sim::ControlRequest& request) {
+    const sim::UniqueFd control = sim::connectToControl();
+    sim::ControlReply event;
+    sim::ControlReply reply;
+    std::string body;
+    if (!sim::sendFrame(control.get(), sim::encode(request))) return std::nullopt;
+    while (sim::receiveFrame(control.get(), kAnswerLimitMs, &body) && sim::decode(body, &reply)) {
+        if (reply.kind != sim::ReplyKind::EVENT) {
+            return event.kind == sim::ReplyKind::EVENT ? event : reply;
+        }
+        event = reply;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+Device::Device() {
+    const sim::UniqueFd file(open(kPage, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (ftruncate(file.get(), sizeof(sim::FaultPage)) != 0) abort();
+    mPage = static_cast<sim::FaultPage*>(mmap(nullptr, sizeof(sim::FaultPage),
+                                              PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0));
+}
+
+void Device::arm(const Fault& fault) {
+    mPage->call = fault.call;
+    mPage->error = fault.error;
+    mPage->number = fault.number;
+    mPage->fired = 0;
+    for (auto& seen : mPage->seen)
+        seen = 0;
+}
+
+void Device::endDaemon() {
+    if (isAlive()) {
+        kill(mDaemon, SIGKILL);
+        waitpid(mDaemon, nullptr, 0);
+        mDaemon = -1;
+    }
+    eventually([this] { return callbacks() == 0; });
+}
+
+void Device::startDaemon(const Fault& fault) {
+    endDaemon();
+    mPage->waiting = 0;
+    mPage->told = mPage->asked.load();
+    mPage->now = mNow;
+    arm(fault);
+    mDaemon = fork();
+    if (mDaemon != 0) return;
+    const int log = open(kLog, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+    dup2(log, STDERR_FILENO);
+    setenv("LD_PRELOAD", "/zul/bin/libzul_faults.so", 1);
+    setenv(sim::kPageVariable, kPage, 1);
+    execlp("zuld", "zuld", nullptr);
+    _exit(127);
+}
+
+bool Device::isAlive() {
+    if (mDaemon > 0 && waitpid(mDaemon, nullptr, WNOHANG) == mDaemon) mDaemon = -1;
+    return mDaemon > 0;
+}
+
+bool Device::settle() {
+    const std::string tasks = "/proc/" + std::to_string(mDaemon) + "/task";
+    const bool settled = eventually([&] {
+        // All but the one that looks at the tables.
+        const uint32_t waiting = mPage->waiting;
+        return !isAlive() || (waiting > 0 && waiting + 1 == entries(tasks));
+    });
+    return settled && isAlive();
+}
+
+size_t Device::callbacks() const {
+    const auto reply = ask({});
+    return reply ? reply->number : 0;
+}
+
+std::optional<bool> Device::fire(const sim::Event& event) {
+    mPage->now = ++mNow;
+    sim::ControlRequest request;
+    request.command = sim::Command::FIRE;
+    request.event = event;
+    const auto reply = ask(request);
+    if (!reply) return std::nullopt;
+    return reply->kind == sim::ReplyKind::EVENT && reply->answered;
+}
+
+size_t Device::descriptors() const {
+    return entries("/proc/" + std::to_string(mDaemon) + "/fd");
+}
+
+size_t Device::children() const {
+    std::error_code error;
+    const std::string parent = "\nPPid:\t" + std::to_string(mDaemon) + "\n";
+    return static_cast<size_t>(
+            std::count_if(fs::directory_iterator("/proc", error), {}, [&](const auto& entry) {
+                return readFile(entry.path() / "status").find(parent) != std::string::npos;
+            }));
+}
+
+std::optional<Tables> Device::tables() {
+    const uint32_t asked = ++mPage->asked;
+    syscall(SYS_futex, &mPage->asked, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+    if (!eventually([&] { return mPage->told == asked; })) return std::nullopt;
+    return Tables{mPage->count, mPage->listed};
+}
+
+std::string Device::log() const {
+    return readFile(kLog);
+}
+
+}  // namespace zul::test

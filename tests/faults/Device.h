@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "sim/engine/Event.h"
+#include "sim/faults/FaultPage.h"
+
+namespace zul::test {
+
+/** The content of a file; empty when it cannot be read. */
+std::string readFile(const std::string& path);
+
+/** Waits for something that another process brings about; false when it takes too long. */
+template <class Condition>
+bool eventually(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(500));
+    }
+    return true;
+}
+
+struct Fault {
+    sim::Call call = sim::Call::none;
+    int32_t error = 0;
+    uint32_t number = 0;
+};
+
+/** What the daemon holds in memory. */
+struct Tables {
+    int64_t count = 0;
+    int64_t listed = 0;
+};
+
+/** The daemon with its fault points, on a device where everything else runs already. */
+class Device {
+  public:
+    Device();
+
+    sim::FaultPage& page() { return *mPage; }
+    void arm(const Fault& fault);
+    void endDaemon();
+    /** Ends the daemon and starts another one, with a fault from its first call on. */
+    void startDaemon(const Fault& fault);
+    bool isAlive();
+    /** Waits until every thread of the daemon waits for events; false: they do not, or it ended. */
+    bool settle();
+
+    size_t callbacks() const;
+    /** Sends one event, a second after the last one by the daemon's clock; none: no answer. */
+    std::optional<bool> fire(const sim::Event& event);
+    time_t now() const { return mNow; }
+
+    size_t descriptors() const;
+    size_t children() const;
+    /** None when the daemon's lock cannot be had. */
+    std::optional<Tables> tables();
+    /** What the daemon has written. */
+    std::string log() const;
+
+  private:
+    sim::FaultPage* mPage;
+    pid_t mDaemon = -1;
+    time_t mNow = 1700000000;
+};
+
+}  // namespace zul::test
