@@ -245,6 +245,11 @@ class ZulService : public android::RefBase {
                         bool severalProcesses) ZUL_EXCLUDES(mServiceLock);
 
     // store/
+    /**
+     * Start-up: cuts off the part of a line at the history's end. A daemon that is killed may leave
+     * one, as the kernel then ends a write between two pages; the next line would be glued to it.
+     */
+    static void dropTornRecord();
     static bool pruneTag(const char* sceneType) ZUL_EXCLUDES(mServiceLock);
     static void dropVanishedArchives(std::vector<std::string>& archives) ZUL_REQUIRES(mServiceLock);
     static void pruneArchives(const char* sceneType, std::vector<std::string>& archives)

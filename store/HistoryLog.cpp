@@ -7,6 +7,9 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <string_view>
+
 #include "service/Files.h"
 #include "service/Log.h"
 #include "service/Paths.h"
@@ -81,6 +84,23 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
     struct flock unlock = wholeFile(F_UNLCK);
     if (fcntl(file.get(), F_SETLK, &unlock) != 0) LOGW("fcntl F_SETLK %s failure:", kHistoryFile);
     fsync(file.get());
+}
+
+void ZulService::dropTornRecord() {
+    const ScopedFd file(open(kHistoryFile, O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct stat status = {};
+    if (!file.ok() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+
+    char tail[kRecordSize];
+    const off_t start = std::max<off_t>(status.st_size - off_t{sizeof(tail)}, 0);
+    const ssize_t size = pread(file.get(), tail, sizeof(tail), start);
+    if (size <= 0 || tail[size - 1] == '\n') return;
+    const size_t lineEnd = std::string_view(tail, static_cast<size_t>(size)).rfind('\n');
+    if (lineEnd != std::string_view::npos) {
+        (void)!ftruncate(file.get(), start + static_cast<off_t>(lineEnd) + 1);
+    } else if (size < ssize_t{sizeof(tail)}) {
+        (void)!ftruncate(file.get(), 0);
+    }
 }
 
 }  // namespace zul

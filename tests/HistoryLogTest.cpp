@@ -121,6 +121,25 @@ TEST_F(HistoryLogTest, WritersInThreadsAndProcessesNeverInterleave) {
     EXPECT_EQ(count, kProcesses * kThreads * kRecords);
 }
 
+TEST_F(HistoryLogTest, StartDropsTheLineThatAKillTore) {
+    const std::string longest(255, 'x');
+    const std::string others(256, 'x');
+    const struct {
+        std::string before, after;
+    } cases[] = {{"a\nb", "a\n"}, {"a\n", "a\n"},           {"torn", ""},
+                 {"\n", "\n"},    {"a\n" + longest, "a\n"}, {others, others}};
+    for (const auto& c : cases) {
+        writeFile(kHistory, c.before);
+        ZulService::getCompressFileCount();
+        EXPECT_EQ(readFile(kHistory), c.after) << c.before;
+    }
+    std::filesystem::rename(kHistory, "/data/ZUL/target");
+    writeFile("/data/ZUL/target", "torn");
+    std::filesystem::create_symlink("/data/ZUL/target", kHistory);
+    ZulService::getCompressFileCount();
+    EXPECT_EQ(readFile("/data/ZUL/target"), "torn");
+}
+
 TEST_F(HistoryLogTest, WaitsForALockOfAnotherProcess) {
     writeFile(kHistory, "");
     int locked[2];
