@@ -19,7 +19,7 @@ fail() {
     for log in "$ENGINE_LOG" "$DAEMON_LOG"; do
         [[ ! -s $log ]] || { printf '\n--- %s\n' "$log" && tail -n 60 "$log"; }
     done
-    printf '\n--- /data\n' && find /data /morvfs 2>/dev/null | head -n 60
+    printf '\n--- /data\n' && { find /data /morvfs 2>/dev/null | head -n 60 || true; }
     exit 1
 }
 
@@ -89,7 +89,7 @@ start_engine() {
     : >"$ENGINE_LOG"
     zul_engine --mode "$1" --threads "$2" "${@:3}" >>"$ENGINE_LOG" 2>&1 &
     ENGINE_PID=$!
-    wait_for 5 grep -qsx 'engine: ready' "$ENGINE_LOG" || fail "the engine does not come up"
+    wait_for 20 grep -qsx 'engine: ready' "$ENGINE_LOG" || fail "the engine does not come up"
 }
 
 # start_daemon MODE [TAG...]: starts the daemon of a debug build that knows these tags.
