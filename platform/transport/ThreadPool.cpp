@@ -3,6 +3,8 @@
 
 #include <android/log.h>
 #include <errno.h>
+#include <malloc.h>
+#include <poll.h>
 #include <pthread.h>
 #include <string.h>
 #include <sys/epoll.h>
@@ -15,6 +17,8 @@ ThreadPool::ThreadPool(size_t maxThreads)
       : mEpoll(epoll_create1(EPOLL_CLOEXEC)), mSpawnLimit(maxThreads) {
     if (!mEpoll.isValid())
         __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_create1: %s", strerror(errno));
+    // A heap for each thread would be copied for each child, and grow with the threads' turns.
+    mallopt(M_ARENA_MAX, 1);
 }
 
 void ThreadPool::configure(size_t maxThreads, bool callerWillJoin) {
@@ -76,7 +80,11 @@ void ThreadPool::serve() {
         const uint64_t key = event.data.u64;
         // Dropped before the thread waits again: a removed endpoint must not outlive its use.
         std::shared_ptr<Endpoint> endpoint = take(key);
-        const bool keep = endpoint != nullptr && endpoint->handleReady();
+        bool keep = endpoint != nullptr && endpoint->handleReady();
+        // What has come meanwhile stays with this thread: watched again, it would wake another one for
+        // nothing. Only while one is free, or this endpoint could hold up all others.
+        while (keep && hasReadyForFreeThread(key))
+            keep = endpoint->handleReady();
         putBack(key, keep);
     }
 }
@@ -87,6 +95,14 @@ std::shared_ptr<Endpoint> ThreadPool::take(uint64_t key) {
     spawnIfAllBusy();
     auto found = mWatched.find(key);
     return found != mWatched.end() ? found->second.endpoint : nullptr;
+}
+
+bool ThreadPool::hasReadyForFreeThread(uint64_t key) {
+    std::lock_guard lock(mLock);
+    auto found = mWatched.find(key);
+    if (found == mWatched.end() || mIdle == 0) return false;
+    pollfd readable{found->second.descriptor, POLLIN, 0};
+    return poll(&readable, 1, 0) == 1;
 }
 
 void ThreadPool::putBack(uint64_t key, bool keep) {
