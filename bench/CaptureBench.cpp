@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// One capture, from the engine's call to the answer, beside what the system calls alone take and
+// beside a script. Each repetition begins with a fresh store, on which each capture has a tag of its
+// own: two captures of one tag within a second would share a folder.
+
+#include <benchmark/benchmark.h>
+#include <sys/statfs.h>
+
+#include <iterator>
+
+#include "bench/Contenders.h"
+#include "bench/DaemonRun.h"
+
+namespace {
+
+using bench::Contender;
+using bench::ContenderKind;
+using bench::Store;
+
+/** A state of the store, and what the collector does in it. */
+struct Load {
+    const char* suffix;
+    const char* order;
+    size_t captures;
+    /** Of each tag, when the captures begin. */
+    int archives;
+};
+
+// The whole store stays within its limit of 400 archives, so nothing is removed across tags.
+constexpr Load kLoads[] = {
+        // A collector that exits at once; no tag has had an archive yet.
+        {"", "", 40, 0},
+        // Each tag is at its limit: one archive goes, and the collector leaves another.
+        {"_steady", "archive", 19, 20},
+};
+
+void captures(benchmark::State& state, const ContenderKind& row, const Load& load) {
+    const Store store(row.root);
+    const std::vector<std::string> tags = bench::makeTags(load.captures);
+    const bool inRoot = std::string_view(row.root) == "/data/ZUL";
+    const std::unique_ptr<Contender> contender = [&] {
+        store.fill(tags, load.archives, inRoot);
+        return row.start(store);
+    }();
+    if (contender == nullptr) {
+        state.SkipWithError("the contender does not come up");
+        return;
+    }
+
+    const auto capture = [&](const std::string& tag) {
+        const std::string old = load.archives > 0 ? store.oldArchive(tag, 1, inRoot) : "";
+        return contender->capture({tag, load.order, old});
+    };
+    auto tag = tags.begin();
+    // The first one is for what a process does once.
+    if (capture(*tag++) < 0) state.SkipWithError("a capture failed");
+    for (auto _ : state) {
+        const double took = capture(*tag++);
+        if (took < 0) {
+            state.SkipWithError("a capture failed");
+            break;
+        }
+        state.SetIterationTime(took);
+    }
+    const size_t folders = load.archives > 0 ? 0 : tags.size();
+    const std::string difference =
+            store.differs(folders, tags.size() * static_cast<size_t>(load.archives), tags.size());
+    if (!difference.empty() && !state.error_occurred()) state.SkipWithError(difference.c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (!bench::installCollector()) return 2;
+    constexpr long kTmpfs = 0x01021994;
+    struct statfs data = {};
+    statfs("/data", &data);
+    const std::string where = data.f_type == kTmpfs ? "capture/tmpfs" : "capture/disk";
+    for (const Load& load : kLoads) {
+        for (const ContenderKind& row : bench::kContenders) {
+            const std::string name = where + load.suffix + "/" + row.name;
+            benchmark::RegisterBenchmark(name.c_str(), captures, row, load)
+                    ->Iterations(static_cast<int64_t>(load.captures) - 1)
+                    ->UseManualTime()
+                    ->Unit(benchmark::kMicrosecond);
+        }
+    }
+    benchmark::RunSpecifiedBenchmarks();
+}
