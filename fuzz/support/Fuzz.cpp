@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "service/ZulService.h"
+#include "tests/support/ServiceState.h"
 
 namespace zul::fuzz {
 
@@ -24,19 +25,6 @@ namespace {
 constexpr time_t kStart = 1741053967;
 /** Descriptors are counted every so many inputs: listing them takes longer than many a run. */
 constexpr unsigned kCountEvery = 64;
-
-void resetDaemon() {
-    ZulService::mTagTable.clear();
-    ZulService::mRemoteConfigs.clear();
-    ZulService::mCompressFileCount = 0;
-    ZulService::mCompressFileLimit = 400;
-    ZulService::mDebugLog = true;
-    ZulService::mUserMode = false;
-    ZulService::mSmallTraceBuffer = false;
-    ZulService::mFlagValue = 0;
-    gNow = kStart;
-    gSleeps = 0;
-}
 
 int countDescriptors() {
     DIR* const folder = opendir("/proc/self/fd");
@@ -87,7 +75,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    zul::fuzz::resetDaemon();
+    zul::test::resetServiceState();
+    zul::fuzz::gNow = zul::fuzz::kStart;
+    zul::fuzz::gSleeps = 0;
     zul::fuzz::run({reinterpret_cast<const char*>(data), size});
     zul::fuzz::checkLeftovers();
     return 0;

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/ServiceState.h"
+
 namespace zul::test {
 
 namespace fs = std::filesystem;
@@ -53,14 +55,7 @@ ServiceTest::ServiceTest() {
     }
     fs::remove_all("/sys/kernel/debug");
     makeTraceInstances("/sys/kernel/tracing/instances/", {"perf", "power", "stab", "com", "cam"});
-    ZulService::mTagTable.clear();
-    ZulService::mRemoteConfigs.clear();
-    ZulService::mCompressFileCount = 0;
-    ZulService::mCompressFileLimit = 400;
-    ZulService::mDebugLog = true;
-    ZulService::mUserMode = false;
-    ZulService::mSmallTraceBuffer = false;
-    ZulService::mFlagValue = 0;
+    resetServiceState();
     // Unloaded, so that the next look-up reads the table of its test.
     if (ZulService::mTagLibrary != nullptr) dlclose(ZulService::mTagLibrary);
     ZulService::mTagLibrary = nullptr;
