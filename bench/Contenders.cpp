@@ -95,7 +95,7 @@ class Floor final : public Contender {
     const Process mProcess;
 };
 
-// Without the way of the request, but for the last one, which also has the daemon's libraries.
+// Without the way of the request, but for the last one, which also has the daemon's shared libraries.
 constexpr FloorKind kFork = {"/zul/bin/zul_bench_floor", false, false};
 constexpr FloorKind kVfork = {"/zul/bin/zul_bench_floor", true, false};
 constexpr FloorKind kLikeDaemon = {"/zul/bin/zul_bench_floor_libs", false, true};

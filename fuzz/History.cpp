@@ -65,6 +65,13 @@ void checkRecord(const std::string& tag) {
             "the third field is the archive");
 }
 
+void checkNextStart() {
+    const std::string before = Store::read(kHistoryFile);
+    ZulService::getCompressFileCount();
+    const std::string lineEnd = before.empty() || before.ends_with('\n') ? "" : "\n";
+    require(Store::read(kHistoryFile) == before + lineEnd, "a start ends the last line at most");
+}
+
 }  // namespace
 
 void run(std::string_view input) {
@@ -89,6 +96,7 @@ void run(std::string_view input) {
     checkClean();
     // Both the tag and the rest of the line come from files that are split at a line's end.
     if (!tag.empty() && tag.find('\0') == std::string::npos) checkRecord(tag);
+    checkNextStart();
 }
 
 }  // namespace zul::fuzz

@@ -246,10 +246,10 @@ class ZulService : public android::RefBase {
 
     // store/
     /**
-     * Start-up: cuts off the part of a line at the history's end. A daemon that is killed may leave
-     * one, as the kernel then ends a write between two pages; the next line would be glued to it.
+     * Start-up: ends the history's last line where it has no end. A daemon that is killed may leave
+     * such a line, as the kernel then ends a write between two pages.
      */
-    static void dropTornRecord();
+    static void endTornRecord();
     static bool pruneTag(const char* sceneType) ZUL_EXCLUDES(mServiceLock);
     static void dropVanishedArchives(std::vector<std::string>& archives) ZUL_REQUIRES(mServiceLock);
     static void pruneArchives(const char* sceneType, std::vector<std::string>& archives)

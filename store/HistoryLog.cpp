@@ -7,9 +7,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <string_view>
-
 #include "service/Files.h"
 #include "service/Log.h"
 #include "service/Paths.h"
@@ -86,21 +83,15 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
     fsync(file.get());
 }
 
-void ZulService::dropTornRecord() {
-    const ScopedFd file(open(kHistoryFile, O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+void ZulService::endTornRecord() {
+    const ScopedFd file(
+            open(kHistoryFile, O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat status = {};
     if (!file.ok() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-
-    char tail[kRecordSize];
-    const off_t start = std::max<off_t>(status.st_size - off_t{sizeof(tail)}, 0);
-    const ssize_t size = pread(file.get(), tail, sizeof(tail), start);
-    if (size <= 0 || tail[size - 1] == '\n') return;
-    const size_t lineEnd = std::string_view(tail, static_cast<size_t>(size)).rfind('\n');
-    if (lineEnd != std::string_view::npos) {
-        (void)!ftruncate(file.get(), start + static_cast<off_t>(lineEnd) + 1);
-    } else if (size < ssize_t{sizeof(tail)}) {
-        (void)!ftruncate(file.get(), 0);
-    }
+    char last = '\n';
+    if (pread(file.get(), &last, 1, status.st_size - 1) != 1 || last == '\n') return;
+    // Without it the next line is glued to the torn one, and nothing else is lost.
+    (void)!write(file.get(), "\n", 1);
 }
 
 }  // namespace zul

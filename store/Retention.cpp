@@ -100,7 +100,7 @@ int ZulService::getCompressFileCount() {
             mUserMode ? kUserLimit
                       : std::min(property_get_int32("persist.sys.zul.count", kLargestLimit),
                                  kLargestLimit);
-    dropTornRecord();
+    endTornRecord();
     if (ensureRoot(kOutputRoot)) handleZulDataFile();
     if (ensureRoot(kStuckLogoRoot)) handleMorvfsDataFile();
     const int32_t count = mCompressFileCount.load();

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# Sourced by ./demo and ./test: what both do before they start.
+# Sourced by ./demo, ./test and ./benchmark: what all of them do before they start.
 
 # Ends the script with one clear line.
 die() {
@@ -9,8 +9,8 @@ die() {
     exit 2
 }
 
-# Installs the packages of tools/packages.txt that are missing. $1 is "demo" or "test": the demo does
-# without the packages that only the tests need. Run it in the project's folder.
+# Installs the packages of tools/packages.txt that are missing: those for "demo", which all need, and those
+# for $1. Run it in the project's folder.
 install_packages() {
     local package use missing=()
     if ! command -v dpkg-query >/dev/null; then

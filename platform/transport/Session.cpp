@@ -19,7 +19,7 @@ namespace {
 constexpr size_t kMaxIdle = 16;
 constexpr size_t kMaxIncoming = 512;
 
-// Control frames taken in one go: a peer that sends without end must not keep a thread for itself.
+// Control frames taken in one go: a peer that sends without end must not keep the last free thread.
 constexpr int kControlBatch = 64;
 
 // Control frames that wait because the peer does not read; a peer that lets more pile up is broken.

@@ -14,7 +14,7 @@
     X(access) X(close) X(connect) X(dlopen) X(epoll_create1) X(epoll_ctl) X(epoll_wait) \
     X(execl) X(execv) X(fchmod) X(fcntl) X(fdopen) X(fgets) X(fork) X(fstat) X(fstatat) \
     X(fsync) X(ftruncate) X(getdelim) X(getsockopt) X(link) X(lseek) X(mkdir)           \
-    X(mkostemp) X(open) X(opendir) X(poll) X(pthread_create) X(read) X(readdir)         \
+    X(mkostemp) X(open) X(opendir) X(poll) X(pread) X(pthread_create) X(read) X(readdir) \
     X(realpath) X(recv) X(recvmsg) X(remove) X(rename) X(sendmsg) X(shutdown)           \
     X(socket) X(socketpair) X(unlink) X(vfork) X(waitpid) X(write)
 // clang-format on

@@ -39,6 +39,7 @@ const std::vector<Errors> kErrors = {
         {Call::open, CAPTURE, {ENOSPC, EMFILE}},
         {Call::opendir, FILES, {EMFILE}},
         {Call::poll, NOTHING, {}, {EINTR}},
+        {Call::pread, FILES, {EIO, EINTR}},
         {Call::pthread_create, FILES, {EAGAIN}},
         {Call::read, CAPTURE, {EIO}, {EINTR, kShort}},
         {Call::readdir, FILES, {EIO}},
