@@ -7,8 +7,6 @@
 #include <benchmark/benchmark.h>
 #include <sys/statfs.h>
 
-#include <iterator>
-
 #include "bench/Contenders.h"
 #include "bench/DaemonRun.h"
 

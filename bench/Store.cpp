@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bench/Store.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>

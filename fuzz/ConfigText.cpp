@@ -5,11 +5,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <optional>
 
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
 #include "service/Paths.h"
+#include "service/Text.h"
 #include "service/ZulService.h"
 
 namespace zul::fuzz {
@@ -19,10 +19,6 @@ namespace {
 using Entry = ZulService::zul_struct;
 constexpr auto kFields = {&Entry::tag, &Entry::enable, &Entry::pkgname, &Entry::cmds,
                           &Entry::paths};
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 bool isSame(const Entry& one, const Entry& other) {
     return one.flag == other.flag && std::all_of(kFields.begin(), kFields.end(), [&](auto field) {

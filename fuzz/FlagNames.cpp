@@ -3,6 +3,7 @@
 // Input: the scene type in the first line, then the text of flag names.
 
 #include "fuzz/support/Fuzz.h"
+#include "service/Text.h"
 #include "service/ZulService.h"
 
 namespace zul::fuzz {
@@ -21,7 +22,7 @@ int64_t allBits(const ZulService::FlagTable& vocabulary) {
 void run(std::string_view input) {
     const std::string sceneType = take(input);
     const std::string names(input);
-    const bool isUser = sceneType.find("0xffffff") != std::string::npos;
+    const bool isUser = contains(sceneType, "0xffffff");
     const auto& vocabulary = isUser ? ZulService::mUserFlagTable : ZulService::mFlagTable;
     const android::sp<ZulService> service = new ZulService();
 

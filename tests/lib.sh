@@ -125,6 +125,10 @@ descriptor_count() {
     find "/proc/$1/fd" -mindepth 1 | wc -l
 }
 
+thread_count() {
+    find "/proc/$1/task" -mindepth 1 -maxdepth 1 | wc -l
+}
+
 collector_runs() {
     pgrep -f '^/data/ZUL/|^0x' >/dev/null
 }
