@@ -33,6 +33,9 @@ typedef enum android_LogPriority {
 int __android_log_print(int prio, const char* tag, const char* fmt, ...)
         __attribute__((__format__(printf, 3, 4)));
 
+/** As `__android_log_print`, with a message that is ready: a forked child does the least here. */
+int __android_log_write(int prio, const char* tag, const char* text);
+
 #ifdef __cplusplus
 }
 #endif
