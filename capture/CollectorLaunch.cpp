@@ -16,10 +16,10 @@ constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
 
 /**
  * The child's part: becomes the collector or ends. Other threads may have held any lock at the
- * fork, so everything that allocates was done before.
+ * fork, so everything that allocates or formats was done before.
  */
-[[noreturn]] void becomeCollector(char* const arguments[], int pid) {
-    if (ZulService::mDebugLog) LOGD("sceneFlag===%s, mPid===%d", arguments[1], pid);
+[[noreturn]] void becomeCollector(char* const arguments[], const char* firstLine) {
+    if (ZulService::mDebugLog) __android_log_write(ANDROID_LOG_DEBUG, kLogTag, firstLine);
     const int result = execv(kCollector, arguments);
     LOGE("ret==%d,excel errno=%d", result, errno);
     _exit(127);
@@ -49,12 +49,15 @@ void ZulService::startWork() {
             nullptr,
     };
 
+    char firstLine[128] = {};
+    snprintf(firstLine, sizeof(firstLine), "sceneFlag===%s, mPid===%s", flag, pid);
+
     const pid_t child = fork();
     if (child < 0) {
         LOGE("*** fork fail\n");
         return;
     }
-    if (child == 0) becomeCollector(arguments, mPid);
+    if (child == 0) becomeCollector(arguments, firstLine);
 
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
