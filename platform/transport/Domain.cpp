@@ -2,11 +2,11 @@
 #include <android/log.h>
 #include <errno.h>
 #include <poll.h>
-#include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <transport/Domain.h>
+#include <unistd.h>
 
 #include <mutex>
 #include <unordered_map>
@@ -21,7 +21,8 @@ namespace transport {
 
 namespace {
 
-bool gForkedChild = false;
+/** The process that has used the layer, or 0. A fork handler would cost each child two page faults. */
+pid_t gOwner = 0;
 
 /** Begins a session for everybody who connects to a service. */
 class Listener final : public Endpoint {
@@ -52,11 +53,11 @@ class Listener final : public Endpoint {
 }  // namespace
 
 bool isForkedChild() {
-    return gForkedChild;
+    return gOwner != 0 && getpid() != gOwner;
 }
 
 void abortInForkedChild() {
-    if (!gForkedChild) return;
+    if (!isForkedChild()) return;
     __android_log_print(ANDROID_LOG_FATAL, kLogTag, "binder used in a forked child");
     abort();
 }
@@ -83,7 +84,7 @@ Domain& Domain::hwbinder() {
 
 Domain::Domain(const char* prefix, size_t maxThreads) : mState(new State(prefix, maxThreads)) {
     static std::once_flag once;
-    std::call_once(once, [] { pthread_atfork(nullptr, nullptr, [] { gForkedChild = true; }); });
+    std::call_once(once, [] { gOwner = getpid(); });
 }
 
 android::status_t Domain::publish(const std::string& name, std::shared_ptr<Object> object) {
