@@ -66,14 +66,16 @@ void logFolderName(int fileNum, const char* folderName) {
  * Makes the capture folder, empty also where one of that name was left over; a failure is logged.
  */
 bool makeCaptureFolder(const char* path) {
-    if (pathExists(path)) {
-        std::string leftover = path;
-        ZulService::deleteOldDir(leftover);
-        return mkdir(path, kFolderMode) == 0;
-    }
+    // Without a look before: the name is nearly always free.
     if (mkdir(path, kFolderMode) == 0) return true;
-    LOGE("FolderOperation LOG folder create %s failed(%s)", path, strerror(errno));
-    return false;
+    const char* reason = strerror(errno);
+    if (!pathExists(path)) {
+        LOGE("FolderOperation LOG folder create %s failed(%s)", path, reason);
+        return false;
+    }
+    std::string leftover = path;
+    ZulService::deleteOldDir(leftover);
+    return mkdir(path, kFolderMode) == 0;
 }
 
 /**
