@@ -56,7 +56,7 @@ TEST_F(TagInformationTest, TagIsPassedOnUnchanged) {
 
 TEST_F(TagInformationTest, LibraryWithoutTheFunctionIsTold) {
     std::filesystem::rename(kLibrary, kAway);
-    std::filesystem::copy_file("/system_ext/lib64/liblog.so", kLibrary);
+    std::filesystem::copy_file("/system_ext/lib64/libzul_other.so", kLibrary);
     EXPECT_EQ(lookUp("0xffff0101"), kNoRow);
     std::filesystem::rename(kAway, kLibrary);
     EXPECT_THAT(mLog.take(), ElementsAre("D getZulInfoByTag tagId===0xffff0101",
