@@ -55,9 +55,8 @@ void put(const std::string& text, char (&field)[N]) {
     field[text.copy(field, N - 1)] = '\0';
 }
 
-/** A floor: its program, how it starts the collector, whether the way of the request counts. */
+/** A floor: how it starts the collector, whether the way of the request counts. */
 struct FloorKind {
-    const char* program;
     bool withVfork;
     bool countsWay;
 };
@@ -68,7 +67,7 @@ class Floor final : public Contender {
           : mStore(store),
             mKind(kind),
             mChannel(ours),
-            mProcess({kind.program, daemonThreads()}, theirs) {}
+            mProcess({"/zul/bin/zul_bench_floor", daemonThreads()}, theirs) {}
 
     double capture(const Job& job) override {
         const std::string folder = mStore.typeFolder(job.tag) + job.tag + "_2020_01_01_00_00_00_0";
@@ -95,10 +94,9 @@ class Floor final : public Contender {
     const Process mProcess;
 };
 
-// Without the way of the request, but for the last one, which also has the daemon's shared libraries.
-constexpr FloorKind kFork = {"/zul/bin/zul_bench_floor", false, false};
-constexpr FloorKind kVfork = {"/zul/bin/zul_bench_floor", true, false};
-constexpr FloorKind kLikeDaemon = {"/zul/bin/zul_bench_floor_libs", false, true};
+constexpr FloorKind kFork = {.withVfork = false, .countsWay = false};
+constexpr FloorKind kVfork = {.withVfork = true, .countsWay = false};
+constexpr FloorKind kWithWay = {.withVfork = false, .countsWay = true};
 
 template <const FloorKind& kKind>
 std::unique_ptr<Contender> startFloor(const Store& store) {
@@ -132,7 +130,7 @@ std::unique_ptr<Contender> startScript(const Store& store) {
 const std::vector<ContenderKind> kContenders = {
         {"floor_fork",        "/data/floor",  startFloor<kFork>},
         {"floor_vfork",       "/data/floor",  startFloor<kVfork>},
-        {"floor_like_daemon", "/data/floor",  startFloor<kLikeDaemon>},
+        {"floor_with_way",    "/data/floor",  startFloor<kWithWay>},
         {"daemon_hidl",       "/data/ZUL",    [](const Store&) { return startDaemon("hidl"); }},
         {"daemon_aidl",       "/data/ZUL",    [](const Store&) { return startDaemon("aidl"); }},
         {"script",            "/data/script", startScript},
