@@ -19,10 +19,10 @@ namespace {
 
 constexpr size_t kRecordSize = 256;
 
-/** A lock of the given type on the whole file, however it grows. */
-struct flock wholeFile(short type) {
+/** A lock for writing on the whole file, however it grows. */
+struct flock wholeFile() {
     struct flock lock = {};
-    lock.l_type = type;
+    lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
     lock.l_pid = getpid();
     return lock;
@@ -33,7 +33,7 @@ struct flock wholeFile(short type) {
  * when not even the archive path fits.
  */
 std::string formatRecord(const char* sceneType, const char* folderName) {
-    const std::string when = formatLocalTime(time(nullptr), "%Y-%m-%d %H:%M:%S");
+    const std::string when = formatTime(localTime(time(nullptr)), "%Y-%m-%d %H:%M:%S");
     char build[PROPERTY_VALUE_MAX] = {};
     property_get("ro.build.display.id", build, "system_version_is_empty");
 
@@ -72,14 +72,14 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
     }
 
     // Orders writers in other processes; our own threads are kept apart by the single write.
-    struct flock lock = wholeFile(F_WRLCK);
+    struct flock lock = wholeFile();
     if (fcntl(file.get(), F_SETLKW, &lock) != 0) LOGW("fcntl F_SETLKW %s failure:", kHistoryFile);
     const std::string line = record + "\n";
     const ssize_t written = write(file.get(), line.data(), line.size());
     if (written > 0 && static_cast<size_t>(written) < line.size()) takeBack(file.get(), written);
     if (mDebugLog) LOGD("write content to file!");
-    struct flock unlock = wholeFile(F_UNLCK);
-    if (fcntl(file.get(), F_SETLK, &unlock) != 0) LOGW("fcntl F_SETLK %s failure:", kHistoryFile);
+    lock.l_type = F_UNLCK;
+    if (fcntl(file.get(), F_SETLK, &lock) != 0) LOGW("fcntl F_SETLK %s failure:", kHistoryFile);
     fsync(file.get());
 }
 

@@ -7,10 +7,14 @@
 
 namespace zul {
 
-/** `when` as local time in strftime's `format`, at most 127 characters. */
-inline std::string formatLocalTime(time_t when, const char* format) {
+inline tm localTime(time_t when) {
     tm local = {};
     localtime_r(&when, &local);
+    return local;
+}
+
+/** `local` in strftime's `format`, at most 127 characters. */
+inline std::string formatTime(const tm& local, const char* format) {
     char text[128] = {};
     strftime(text, sizeof(text), format, &local);
     return text;

@@ -83,7 +83,7 @@ bool makeCaptureFolder(const char* path) {
  * nothing can be made, and all lines are written. A tag that makes no name leaves `folderName` empty
  * and gives true: making that folder then fails and is logged.
  */
-bool nameFolder(const std::string& tag, time_t now, int fileNum, char* folderName) {
+bool nameFolder(const std::string& tag, const tm& now, int fileNum, char* folderName) {
     const bool userTag = ZulService::mUserMode && contains(tag, "0xffffff");
     const size_t prefixLength = userTag ? kUserPrefixLength : kPrefixLength;
     // It becomes the name of one folder and a field of one history line.
@@ -93,7 +93,7 @@ bool nameFolder(const std::string& tag, time_t now, int fileNum, char* folderNam
     }
     const std::string typeFolder = kOutputRoot + tag.substr(0, prefixLength);
     const std::string folder = (isStuckLogo(tag) ? kStuckLogoRoot : typeFolder + "/") + tag + "_" +
-                               formatLocalTime(now, "%Y_%m_%d_%H_%M_%S") + "_" +
+                               formatTime(now, "%Y_%m_%d_%H_%M_%S") + "_" +
                                std::to_string(fileNum % 100);
     if (folder.size() >= ZulService::kPathSize) {
         LOGE("tag too long for a capture folder: %s", tag.c_str());
@@ -118,8 +118,8 @@ bool ZulService::createZulPath(const char* sceneType, int fileNum, char* folderN
     umask(0);
     if (!pruneTag(sceneType)) return false;
 
-    const time_t now = time(nullptr);
-    const std::string captureTime = formatLocalTime(now, "%Y-%m-%d %H:%M:%S");
+    const tm now = localTime(time(nullptr));
+    const std::string captureTime = formatTime(now, "%Y-%m-%d %H:%M:%S");
     mCaptureTime = std::make_unique<char[]>(captureTime.size() + 1);
     captureTime.copy(mCaptureTime.get(), captureTime.size());
 
