@@ -163,6 +163,9 @@ ReadResult Session::exchange(int connection, FrameHeader header, const Message& 
     if (!sendFrame(connection, header, &request, objects)) return ReadResult::Closed;
     ReadResult result;
     do {
+        // Asleep in the read itself, this thread would also wake when the peer takes the request.
+        pollfd readable{connection, POLLIN, 0};
+        poll(&readable, 1, -1);
         result = answer.readSome(connection, FrameKind::Reply, 0);
     } while (result == ReadResult::Partial);
     return result;
