@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Does nothing, with the daemon's libraries: what a process of this kind takes in any case.
+// Does nothing, linked as the daemon is: what a process of this kind takes in any case.
 
 #include <unistd.h>
 

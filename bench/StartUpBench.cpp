@@ -33,8 +33,6 @@ struct Contender {
 
 constexpr Contender kContenders[] = {
         {"startup/list", "/zul/bin/zul_bench_list", kStore, "count="},
-        // Without the C++ library.
-        {"startup/list_c", "/zul/bin/zul_bench_list_c", kStore, "count="},
         {"startup/daemon", "/system_ext/bin/zuld", nullptr, "mCompressFileCount="},
 };
 
