@@ -57,6 +57,18 @@ class LocalOffset {
 /** Made while the library loads, before the process can have a second thread. */
 LocalOffset gLocalOffset;
 
+/** Puts `errno` back at the end of a scope. */
+class KeptErrno {
+  public:
+    KeptErrno() = default;
+    ~KeptErrno() { errno = mValue; }
+    KeptErrno(const KeptErrno&) = delete;
+    KeptErrno& operator=(const KeptErrno&) = delete;
+
+  private:
+    const int mValue = errno;
+};
+
 char priorityLetter(int prio) {
     constexpr char kLetters[] = "??VDIWEFS";
     const bool known = prio >= ANDROID_LOG_UNKNOWN && prio <= ANDROID_LOG_SILENT;
@@ -149,7 +161,7 @@ int writeLine(char* line, char* end) {
 int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
     if (strchr(fmt, '%') == nullptr) return __android_log_write(prio, tag, fmt);
 
-    const int savedErrno = errno;
+    const KeptErrno keptErrno;
     char line[kMaxHeaderBytes + kUsualMessageBytes + 1];
     char* const message = addHeader(line, prio, tag);
 
@@ -158,25 +170,21 @@ int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
     const int wanted = vsnprintf(message, kUsualMessageBytes + 1, fmt, arguments);
     va_end(arguments);
 
-    int result;
     if (wanted <= static_cast<int>(kUsualMessageBytes)) {
-        result = writeLine(line, message + std::max(wanted, 0));
-    } else {
-        va_start(arguments, fmt);
-        result = printLong(prio, tag, fmt, arguments);
-        va_end(arguments);
+        return writeLine(line, message + std::max(wanted, 0));
     }
-    errno = savedErrno;
+
+    va_start(arguments, fmt);
+    const int result = printLong(prio, tag, fmt, arguments);
+    va_end(arguments);
     return result;
 }
 
 int __android_log_write(int prio, const char* tag, const char* text) {
-    const int savedErrno = errno;
+    const KeptErrno keptErrno;
     char line[kMaxHeaderBytes + kUsualMessageBytes + 1];
     char* const message = addHeader(line, prio, tag);
     char* const end = addText(message, text, kUsualMessageBytes);
     if (end == message + kUsualMessageBytes) return __android_log_print(prio, tag, "%s", text);
-    const int result = writeLine(line, end);
-    errno = savedErrno;
-    return result;
+    return writeLine(line, end);
 }
