@@ -56,8 +56,8 @@ void captures(benchmark::State& state, const ContenderKind& row, const Load& loa
         return;
     }
 
-    std::vector<double> times;
     for (auto _ : state) {
+        std::vector<double> times;
         for (const std::string& tag : tags) {
             const std::string old = load.archives > 0 ? store.oldArchive(tag, 1, inRoot) : "";
             times.push_back(contender->capture({tag, load.order, old}));
