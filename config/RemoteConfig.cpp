@@ -3,70 +3,26 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "config/TagIndex.h"
+#include "config/ConfigText.h"
 #include "service/Files.h"
 #include "service/Log.h"
-#include "service/Text.h"
 #include "service/ZulService.h"
 
 namespace zul {
 
 namespace {
 
-using Entry = ZulService::zul_struct;
-
-/** What decides the field that an item sets. */
-struct Keyword {
-    /** Looked for anywhere in the item, its value included. */
-    const char* text;
-    const char* fieldName;
-    /** Null for the flag, the only number. */
-    std::string Entry::*field;
-};
-
-// The first that occurs in an item wins.
-constexpr Keyword kKeywords[] = {
-        {"tag", "tag", &Entry::tag},
-        {"enable", "enable", &Entry::enable},
-        {"pkgname", "pkgname", &Entry::pkgname},
-        {"flag", "flag", nullptr},
-        {"cmd", "cmds", &Entry::cmds},
-        {"path", "paths", &Entry::paths},
-};
-
-/**
- * The number at the start of `text`, in the base that its prefix tells; 0 when there is none or it
- * does not fit.
- */
-int64_t parseFlag(const char* text) {
-    // Not left to strtoll's own base 0: newer C libraries read "0b" as binary there.
-    const char* digits = text + strspn(text, " \t\n\v\f\r");
-    if (*digits == '+' || *digits == '-') digits++;
-    int base = 10;
-    if (digits[0] == '0') base = digits[1] == 'x' || digits[1] == 'X' ? 16 : 8;
-
-    errno = 0;
-    const long long value = strtoll(text, nullptr, base);
-    return errno == ERANGE ? 0 : value;
-}
-
-void parseItem(const std::string& item, Entry& entry) {
-    for (const Keyword& keyword : kKeywords) {
-        if (!contains(item, keyword.text)) continue;
-        const std::string value = ZulService::supersplit(item, ":").back();
-        if (keyword.field != nullptr) {
-            entry.*keyword.field = value;
-            LOGD("remoteConfig.%s = %s \n", keyword.fieldName, value.c_str());
-        } else {
-            entry.flag = parseFlag(value.c_str());
-            LOGD("remoteConfig.flag = %lld \n", static_cast<long long>(entry.flag));
-        }
-        return;
+/** Sets the item's field of `entry`, and says so in the log. */
+void parseItem(const std::string& item, ConfigEntry& entry) {
+    const ConfigKeyword* keyword = applyConfigItem(item, entry);
+    if (keyword == nullptr) return;
+    if (keyword->field != nullptr) {
+        LOGD("remoteConfig.%s = %s \n", keyword->fieldName, (entry.*keyword->field).c_str());
+    } else {
+        LOGD("remoteConfig.flag = %lld \n", static_cast<long long>(entry.flag));
     }
 }
 
@@ -85,44 +41,20 @@ bool writeAll(int fd, const std::string& content) {
 
 std::vector<std::string> ZulService::supersplit(const std::string& s,
                                                 const std::string& separator) {
-    std::vector<std::string> pieces;
-    size_t start = 0;
-    for (size_t end = s.find(separator); end != std::string::npos; end = s.find(separator, start)) {
-        pieces.push_back(s.substr(start, end - start));
-        start = end + separator.size();
-    }
-    if (start < s.size()) pieces.push_back(s.substr(start));
-    return pieces;
+    return split(s, separator);
 }
 
 void ZulService::parseRemoteConfig(std::string& text) {
     if (text.empty()) return;
 
-    TagIndex index;
-    for (size_t i = 0; i < mRemoteConfigs.size(); i++)
-        index.add(mRemoteConfigs[i].tag, {i});
-    for (const std::string& record : supersplit(text, "|")) {
+    ConfigMerge merge(mRemoteConfigs);
+    for (const std::string& record : configRecords(text)) {
         zul_struct entry;
-        for (const std::string& item : supersplit(record, ","))
+        for (const std::string& item : configItems(record))
             parseItem(item, entry);
-
-        std::vector<size_t> replaced = index.take(entry.tag);
-        if (replaced.empty()) {
-            replaced.push_back(mRemoteConfigs.size());
-            mRemoteConfigs.emplace_back();
-        }
-        for (const size_t i : replaced)
-            mRemoteConfigs[i] = entry;
-        index.add(entry.tag, replaced);
+        merge.add(entry);
     }
-
-    for (const zul_struct& entry : mRemoteConfigs) {
-        if (entry.enable == "0") {
-            mTagTable.erase(entry.tag);
-        } else if (entry.enable == "1") {
-            mTagTable.try_emplace(entry.tag);
-        }
-    }
+    admitTags(mRemoteConfigs, mTagTable);
 }
 
 void ZulService::writeConfig(std::string path, std::string content) {

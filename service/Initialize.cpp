@@ -7,6 +7,9 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <utility>
+
+#include "config/TagFile.h"
 #include "service/Files.h"
 #include "service/Paths.h"
 #include "service/Text.h"
@@ -82,12 +85,8 @@ void ZulService::Initialize() {
 
 void ZulService::admitUserTags() {
     const ScopedServiceLock lock(mServiceLock);
-    for (int i = 0; i <= 0xff; i++) {
-        char tag[sizeof("0xffffffff")];
-        snprintf(tag, sizeof(tag), "0xffffff%02x", i);
-        mTagTable.try_emplace(tag);
-    }
-    mTagTable.try_emplace("0x003effff");
+    for (std::string& tag : userTags())
+        mTagTable.try_emplace(std::move(tag));
 }
 
 void ZulService::initTracing() {
@@ -116,16 +115,14 @@ void ZulService::admitStoredTags() {
     const std::vector<std::string> lines = readLines(kTagFile);
     const ScopedServiceLock lock(mServiceLock);
     for (const std::string& line : lines) {
-        const size_t end = line.find('|');
-        if (end != std::string::npos) mTagTable.try_emplace(line.substr(0, end));
+        if (std::optional<std::string> tag = tagOfLine(line))
+            mTagTable.try_emplace(std::move(*tag));
     }
 }
 
 // No callback is registered yet, so nobody else can reach the tables.
 void ZulService::applyStoredConfig() ZUL_NO_THREAD_SAFETY_ANALYSIS {
-    std::string text;
-    for (const std::string& line : readLines(kConfigFile))
-        text += line;
+    std::string text = joinLines(readLines(kConfigFile));
     parseRemoteConfig(text);
 }
 

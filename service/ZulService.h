@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "config/ConfigText.h"
 #include "config/RowData.h"
 #include "service/ServiceLock.h"
 
@@ -33,20 +34,7 @@ class ZulService : public android::RefBase {
     /** Size of the caller's buffer for a package name, its terminator included. */
     static constexpr size_t kNameSize = 256;
 
-    /** One entry of the remote configuration. */
-    struct zul_struct {
-        /** Applies to every scene type in which this text occurs. */
-        std::string tag;
-        /** "1" admits the tag to mTagTable, "0" withdraws it, anything else does neither. */
-        std::string enable;
-        /** Package names that a capture may be about; empty for all. */
-        std::string pkgname;
-        /** Bits that are added to a capture's mask. */
-        int64_t flag = 0;
-        std::string cmds;
-        std::string paths;
-    };
-
+    using zul_struct = ConfigEntry;
     using FlagTable = std::map<std::string, int64_t>;
 
     ZulService();

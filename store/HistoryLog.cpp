@@ -2,7 +2,6 @@
 
 #include <cutils/properties.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -11,13 +10,12 @@
 #include "service/Log.h"
 #include "service/Paths.h"
 #include "service/ZulService.h"
+#include "store/HistoryRecord.h"
 #include "store/LocalTime.h"
 
 namespace zul {
 
 namespace {
-
-constexpr size_t kRecordSize = 256;
 
 /** A lock for writing on the whole file, however it grows. */
 struct flock wholeFile() {
@@ -28,20 +26,13 @@ struct flock wholeFile() {
     return lock;
 }
 
-/**
- * Formats the record of one capture, without a line end; only the build text is ever cut. Empty
- * when not even the archive path fits.
- */
-std::string formatRecord(const char* sceneType, const char* folderName) {
+/** The record of one capture; empty when it would be too long. */
+std::string makeRecord(const char* sceneType, const char* folderName) {
     const std::string when = formatTime(localTime(time(nullptr)), "%Y-%m-%d %H:%M:%S");
     char build[PROPERTY_VALUE_MAX] = {};
     property_get("ro.build.display.id", build, "system_version_is_empty");
-
-    char record[kRecordSize] = {};
-    const int beforeBuild = snprintf(record, sizeof(record), "%s|%s|%s%s|", sceneType, when.c_str(),
-                                     folderName, kArchiveSuffix);
-    if (beforeBuild < 0 || static_cast<size_t>(beforeBuild) >= sizeof(record)) return "";
-    return (std::string(record) + build).substr(0, sizeof(record) - 1);
+    const std::string archive = std::string(folderName) + kArchiveSuffix;
+    return formatRecord({sceneType, when, archive, build});
 }
 
 /** Takes back what a full disk let through of a line, unless somebody has written behind it since. */
@@ -55,7 +46,7 @@ void takeBack(int fd, ssize_t written) {
 }  // namespace
 
 void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
-    const std::string record = formatRecord(sceneType, folderName);
+    const std::string record = makeRecord(sceneType, folderName);
     if (record.empty()) {
         LOGE("history record too long for archive %s.zul", folderName);
         return;

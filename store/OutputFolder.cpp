@@ -9,8 +9,9 @@
 #include "service/Files.h"
 #include "service/Log.h"
 #include "service/Paths.h"
-#include "service/Text.h"
 #include "service/ZulService.h"
+#include "store/ArchiveName.h"
+#include "store/KeepRule.h"
 #include "store/LocalTime.h"
 #include "store/ShellRemoval.h"
 
@@ -22,31 +23,6 @@ constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
 /** Anything shorter is no archive path at all. */
 constexpr size_t kShortestArchive = 6;
 constexpr mode_t kFolderMode = 0777;
-
-constexpr size_t kUserTagLimit = 10;
-constexpr size_t kTagLimit = 20;
-constexpr size_t kUserPrefixLength = 8;
-constexpr size_t kPrefixLength = 6;
-
-/** A run of entries of an archive list. */
-struct Range {
-    size_t first;
-    size_t count;
-};
-
-/**
- * The archives to give up so that one more fits: the oldest ones, but most tags keep their very
- * first.
- */
-Range archivesToPrune(std::string_view tag, size_t count, size_t limit) {
-    if (count < limit || contains(tag, "0x003e")) return {0, 0};
-    const bool frontPruned = contains(tag, "0xffffff07") || contains(tag, "0xffffff08");
-    return {frontPruned ? size_t{0} : size_t{1}, count - limit + 1};
-}
-
-bool isStuckLogo(std::string_view tag) {
-    return tag == "0xffffff06" || tag == "0xffffff0e";
-}
 
 /** mkdir, but a folder that another capture made a moment earlier will do. */
 bool ensureFolder(const std::string& path) {
@@ -84,27 +60,22 @@ bool makeCaptureFolder(const char* path) {
  * and gives true: making that folder then fails and is logged.
  */
 bool nameFolder(const std::string& tag, const tm& now, int fileNum, char* folderName) {
-    const bool userTag = ZulService::mUserMode && contains(tag, "0xffffff");
-    const size_t prefixLength = userTag ? kUserPrefixLength : kPrefixLength;
-    // It becomes the name of one folder and a field of one history line.
-    if (tag.size() < prefixLength || tag.find_first_of("/\n") != std::string::npos) {
+    const std::string parent = typeFolder(tag, ZulService::mUserMode);
+    if (parent.empty()) {
         LOGE("getZulBasePath sceneType info error!!");
         return true;
     }
-    const std::string typeFolder = kOutputRoot + tag.substr(0, prefixLength);
-    const std::string folder = (isStuckLogo(tag) ? kStuckLogoRoot : typeFolder + "/") + tag + "_" +
-                               formatTime(now, "%Y_%m_%d_%H_%M_%S") + "_" +
-                               std::to_string(fileNum % 100);
+    const std::string folder = captureFolder(tag, ZulService::mUserMode, now, fileNum);
     if (folder.size() >= ZulService::kPathSize) {
         LOGE("tag too long for a capture folder: %s", tag.c_str());
         return false;
     }
-    if (ensureFolder(typeFolder)) {
+    if (ensureFolder(parent)) {
         snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
         return true;
     }
     const char* reason = strerror(errno);
-    snprintf(folderName, ZulService::kPathSize, "%s", typeFolder.c_str());
+    snprintf(folderName, ZulService::kPathSize, "%s", parent.c_str());
     LOGE("FolderOperation sceneType LOG folder create %s failed(%s)", folderName, reason);
     logFolderName(fileNum, folderName);
     LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, reason);

@@ -17,6 +17,7 @@
 #include "service/Paths.h"
 #include "service/Text.h"
 #include "service/ZulService.h"
+#include "store/HistoryRecord.h"
 #include "store/ShellRemoval.h"
 
 namespace zul {
@@ -62,13 +63,6 @@ std::string realFolder(const std::string& path) {
     char real[PATH_MAX] = {};
     if (realpath(path.c_str(), real) == nullptr) return "";
     return std::string(real) + "/";
-}
-
-/** The third field of a history line; empty pieces do not count. */
-std::string archiveOf(const char* line) {
-    std::vector<std::string> fields = ZulService::supersplit(line, "|");
-    std::erase_if(fields, [](const std::string& field) { return field.empty(); });
-    return fields.size() < 3 ? "" : fields[2];
 }
 
 /**
@@ -142,7 +136,7 @@ void ZulService::cleanOldFile() {
         return;
     }
 
-    std::string archive = archiveOf(line);
+    std::string archive(parseRecord(line).archive);
     if (mDebugLog) LOGD("remove old file:filename=%s", archive.c_str());
     if (!pathExists(archive.c_str())) {
         LOGE("file %s isn't exist!", archive.c_str());

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "config/ConfigText.h"
+
+#include <errno.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "service/Text.h"
+
+namespace zul {
+
+std::vector<std::string> configRecords(const std::string& text) {
+    return split(text, "|");
+}
+
+std::vector<std::string> configItems(const std::string& record) {
+    return split(record, ",");
+}
+
+const ConfigKeyword* applyConfigItem(const std::string& item, ConfigEntry& entry) {
+    for (const ConfigKeyword& keyword : kConfigKeywords) {
+        if (!contains(item, keyword.text)) continue;
+        std::string value = split(item, ":").back();
+        if (keyword.field != nullptr) {
+            entry.*keyword.field = std::move(value);
+        } else {
+            entry.flag = parseConfigFlag(value.c_str());
+        }
+        return &keyword;
+    }
+    return nullptr;
+}
+
+int64_t parseConfigFlag(const char* text) {
+    // Not left to strtoll's own base 0: newer C libraries read "0b" as binary there.
+    const char* digits = text + strspn(text, " \t\n\v\f\r");
+    if (*digits == '+' || *digits == '-') digits++;
+    int base = 10;
+    if (digits[0] == '0') base = digits[1] == 'x' || digits[1] == 'X' ? 16 : 8;
+
+    errno = 0;
+    const long long value = strtoll(text, nullptr, base);
+    return errno == ERANGE ? 0 : value;
+}
+
+ConfigMerge::ConfigMerge(std::vector<ConfigEntry>& list) : mList(list) {
+    for (size_t i = 0; i < mList.size(); i++)
+        mIndex.add(mList[i].tag, {i});
+}
+
+std::vector<size_t> ConfigMerge::add(const ConfigEntry& entry) {
+    std::vector<size_t> replaced = mIndex.take(entry.tag);
+    if (replaced.empty()) {
+        replaced.push_back(mList.size());
+        mList.emplace_back();
+    }
+    for (const size_t i : replaced)
+        mList[i] = entry;
+    mIndex.add(entry.tag, replaced);
+    return replaced;
+}
+
+void admitTags(const std::vector<ConfigEntry>& entries,
+               std::map<std::string, std::vector<std::string>>& legalTags) {
+    for (const ConfigEntry& entry : entries) {
+        if (entry.enable == "0") {
+            legalTags.erase(entry.tag);
+        } else if (entry.enable == "1") {
+            legalTags.try_emplace(entry.tag);
+        }
+    }
+}
+
+}  // namespace zul

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "config/TagIndex.h"
+
+namespace zul {
+
+/** One entry of the remote configuration. */
+struct ConfigEntry {
+    /** Applies to every scene type in which this text occurs. */
+    std::string tag;
+    /** "1" makes the tag legal, "0" illegal, anything else does neither. */
+    std::string enable;
+    /** Package names that a capture may be about; empty for all. */
+    std::string pkgname;
+    /** Bits that are added to a capture's mask. */
+    int64_t flag = 0;
+    std::string cmds;
+    std::string paths;
+};
+
+/** What decides the field that an item sets. */
+struct ConfigKeyword {
+    /** Looked for anywhere in the item, its value included. */
+    const char* text;
+    const char* fieldName;
+    /** Null for the flag, the only number. */
+    std::string ConfigEntry::*field;
+};
+
+/** The first that occurs in an item wins. */
+inline constexpr ConfigKeyword kConfigKeywords[] = {
+        {"tag", "tag", &ConfigEntry::tag},
+        {"enable", "enable", &ConfigEntry::enable},
+        {"pkgname", "pkgname", &ConfigEntry::pkgname},
+        {"flag", "flag", nullptr},
+        {"cmd", "cmds", &ConfigEntry::cmds},
+        {"path", "paths", &ConfigEntry::paths},
+};
+
+/** The records of a configuration text, and the items of a record. */
+std::vector<std::string> configRecords(const std::string& text);
+std::vector<std::string> configItems(const std::string& record);
+
+/** Sets the field of `entry` that `item` is about; the keyword that decided, or null for none. */
+const ConfigKeyword* applyConfigItem(const std::string& item, ConfigEntry& entry);
+
+/**
+ * The number at the start of `text`, in the base that its prefix tells; 0 when there is none or it
+ * does not fit.
+ */
+int64_t parseConfigFlag(const char* text);
+
+/** Merges entries into a list that outlives it and that nobody else changes meanwhile. */
+class ConfigMerge {
+  public:
+    explicit ConfigMerge(std::vector<ConfigEntry>& list);
+
+    /**
+     * Overwrites all entries whose tag holds the tag of `entry`, or else adds it at the end; the
+     * numbers of the entries that it became.
+     */
+    std::vector<size_t> add(const ConfigEntry& entry);
+
+  private:
+    std::vector<ConfigEntry>& mList;
+    TagIndex mIndex;
+};
+
+/** Makes tags legal and illegal as the entries say, one after the other. */
+void admitTags(const std::vector<ConfigEntry>& entries,
+               std::map<std::string, std::vector<std::string>>& legalTags);
+
+}  // namespace zul

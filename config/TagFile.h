@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zul {
+
+/** The tag that a line of the tag file makes legal; nothing when the line has no "|". */
+std::optional<std::string> tagOfLine(const std::string& line);
+
+/** The legal tags of a user build, which reads no tag file. */
+std::vector<std::string> userTags();
+
+/** The text that the lines of the stored configuration make: line ends do not count. */
+std::string joinLines(const std::vector<std::string>& lines);
+
+}  // namespace zul
