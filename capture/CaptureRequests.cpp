@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "config/ConfigText.h"
 #include "service/Files.h"
 #include "service/Log.h"
 #include "service/Paths.h"
@@ -177,10 +178,8 @@ bool ZulService::admitOrUpdateConfig(Request& request) {
 
 std::optional<ZulService::zul_struct> ZulService::findRemoteConfig(const std::string& sceneType) {
     const ScopedServiceLock lock(mServiceLock);
-    for (const zul_struct& entry : mRemoteConfigs) {
-        if (contains(sceneType, entry.tag)) return entry;
-    }
-    return std::nullopt;
+    const zul_struct* entry = findConfigEntry(mRemoteConfigs, sceneType);
+    return entry != nullptr ? std::optional(*entry) : std::nullopt;
 }
 
 bool ZulService::applyRemoteConfig(Request& request) {
@@ -196,9 +195,7 @@ bool ZulService::applyRemoteConfig(Request& request) {
             return false;
         }
     }
-    request.extraInfo += config->paths;
-    request.flag |= config->flag;
-    if (!config->cmds.empty()) request.extraInfo += "#" + config->cmds;
+    applyConfigEntry(*config, request.flag, request.extraInfo);
     return true;
 }
 

@@ -72,4 +72,18 @@ void admitTags(const std::vector<ConfigEntry>& entries,
     }
 }
 
+const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,
+                                   const std::string& sceneType) {
+    for (const ConfigEntry& entry : entries) {
+        if (contains(sceneType, entry.tag)) return &entry;
+    }
+    return nullptr;
+}
+
+void applyConfigEntry(const ConfigEntry& entry, int64_t& flag, std::string& extraInfo) {
+    extraInfo += entry.paths;
+    flag |= entry.flag;
+    if (!entry.cmds.empty()) extraInfo += "#" + entry.cmds;
+}
+
 }  // namespace zul

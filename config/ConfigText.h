@@ -78,4 +78,11 @@ class ConfigMerge {
 void admitTags(const std::vector<ConfigEntry>& entries,
                std::map<std::string, std::vector<std::string>>& legalTags);
 
+/** The entry that counts for a scene type: the first whose tag occurs in it; null for none. */
+const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,
+                                   const std::string& sceneType);
+
+/** What an entry does to an event that it lets through. */
+void applyConfigEntry(const ConfigEntry& entry, int64_t& flag, std::string& extraInfo);
+
 }  // namespace zul

@@ -2,21 +2,7 @@
 
 #include "service/ZulService.h"
 
-#include "config/FlagTables.h"
-
 namespace zul {
-
-namespace {
-
-template <size_t N>
-ZulService::FlagTable makeFlagTable(const FlagEntry (&entries)[N]) {
-    ZulService::FlagTable table;
-    for (const FlagEntry& entry : entries)
-        table.emplace(entry.name, entry.value);
-    return table;
-}
-
-}  // namespace
 
 // Constant-initialised: good before any constructor runs.
 ServiceLock ZulService::mServiceLock;

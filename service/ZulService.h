@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "config/ConfigText.h"
+#include "config/FlagNames.h"
 #include "config/RowData.h"
 #include "service/ServiceLock.h"
 
@@ -35,7 +36,7 @@ class ZulService : public android::RefBase {
     static constexpr size_t kNameSize = 256;
 
     using zul_struct = ConfigEntry;
-    using FlagTable = std::map<std::string, int64_t>;
+    using FlagTable = zul::FlagTable;
 
     ZulService();
     ZulService(const ZulService&) = delete;
