@@ -38,3 +38,8 @@ script_files() {
         fi
     done < <(project_files ! -name '*.cpp' ! -name '*.h' ! -name '*.md') 2>/dev/null
 }
+
+# All that counts as code.
+code_files() {
+    cpp_files && script_files && cmake_files && interface_files && device_files
+}

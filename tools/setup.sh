@@ -18,7 +18,7 @@ install_packages() {
         return 0
     fi
     while read -r package use; do
-        [[ $use = demo || $use = "$1" ]] || continue
+        [[ $use = demo || " $use " = *" $1 "* ]] || continue
         [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) = installed ]] \
             || missing+=("$package")
     done < <(sed 's/#.*//' tools/packages.txt)
