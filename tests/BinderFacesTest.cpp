@@ -4,6 +4,7 @@
 #include <aidl/vendor/morvantic/hardware/zul/zulengine/BnZulClientCallback.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
+#include <android/hidl/manager/1.0/IServiceNotification.h>
 #include <binder/Binder.h>
 #include <binder/IPCThreadState.h>
 #include <binder/IServiceManager.h>
@@ -16,7 +17,9 @@
 #include <vendor/morvantic/hardware/zul/zulengine/1.0/IZul.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <sstream>
+#include <utility>
 
 #include "tests/support/Peer.h"
 
@@ -233,10 +236,10 @@ struct AidlEngine : aidl_zul::BnZul {
     std::vector<std::shared_ptr<aidl_zul::IZulClientCallback>> clients;
 };
 
-const Peer::Register kHidlEngine("hidl_engine", [](const std::string&) {
+const Peer::Register kHidlEngine("hidl_engine", [](const std::string& instance) {
     const sp<hidl_zul::IZul> engine = new HidlEngine;
     android::hardware::configureRpcThreadpool(1, true);
-    Peer::report(engine->registerAsService("default") == android::OK ? 'r' : 'x');
+    Peer::report(engine->registerAsService(instance) == android::OK ? 'r' : 'x');
     android::hardware::joinRpcThreadpool();
 });
 
@@ -262,7 +265,7 @@ void expectEventsThenDeath(Peer& peer) {
 
 TEST(EngineTest, HidlEngineAndClientCallEachOther) {
     EXPECT_EQ(hidl_zul::IZul::getService().get(), nullptr) << "nobody there: no waiting";
-    Peer peer("hidl_engine", "");
+    Peer peer("hidl_engine", "default");
     ASSERT_EQ(peer.nextReport(), 'r');
     const sp<hidl_zul::IZul> engine = hidl_zul::IZul::getService("default", false);
     ASSERT_NE(engine.get(), nullptr);
@@ -303,6 +306,207 @@ TEST(EngineTest, AidlEngineAndClientCallEachOther) {
     expectEventsThenDeath(peer);
     EXPECT_EQ(engine->getThreadNumber(&number).getStatus(), STATUS_DEAD_OBJECT);
     EXPECT_EQ(number, 1) << "a failed call leaves it alone";
+}
+
+// --- Notices ------------------------------------------------------------------------------------
+
+/** What was told, in order, and by which threads. */
+class Notices {
+  public:
+    void add(const std::string& text) {
+        std::unique_lock lock(mLock);
+        mTexts.push_back(text);
+        mByUs |= std::this_thread::get_id() == mUs;
+        mRead.wait(lock, [this] { return !mHeld; });
+    }
+    /** No notice comes to its end until then. */
+    void hold(bool held) {
+        std::lock_guard lock(mLock);
+        mHeld = held;
+        mRead.notify_all();
+    }
+    std::vector<std::string> take() {
+        std::lock_guard lock(mLock);
+        return std::exchange(mTexts, {});
+    }
+    /** The notices once there are so many, and none that comes a little later. */
+    std::vector<std::string> take(size_t count) {
+        EXPECT_TRUE(eventually([&] {
+            std::lock_guard lock(mLock);
+            return mTexts.size() >= count;
+        }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_FALSE(mByUs) << "told by a thread of the caller's";
+        return take();
+    }
+
+  private:
+    const std::thread::id mUs = std::this_thread::get_id();
+    std::mutex mLock;
+    std::condition_variable mRead;
+    std::vector<std::string> mTexts;
+    bool mByUs = false;
+    bool mHeld = false;
+};
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+struct Mourner : android::hardware::hidl_death_recipient {
+    explicit Mourner(Notices& noticesOfTest) : notices(noticesOfTest) {}
+    void serviceDied(uint64_t cookie,
+                     const android::wp<android::hidl::base::V1_0::IBase>& who) override {
+        notices.add(std::to_string(cookie) + (who.promote() != nullptr ? " held" : " gone"));
+    }
+    Notices& notices;
+};
+
+TEST(NoticeTest, HidlDeathIsToldOnceToWhoStillWantsToKnow) {
+    Notices notices;
+    Peer peer("hidl_engine", "mourned");
+    ASSERT_EQ(peer.nextReport(), 'r');
+    const sp<hidl_zul::IZul> engine = hidl_zul::IZul::getService("mourned");
+    ASSERT_NE(engine.get(), nullptr);
+    const sp<Mourner> kept = new Mourner(notices);
+    const sp<Mourner> withdrawn = new Mourner(notices);
+    sp<Mourner> dropped = new Mourner(notices);
+    EXPECT_TRUE(bool{engine->linkToDeath(kept, 1)});
+    EXPECT_TRUE(bool{engine->linkToDeath(kept, 2)});
+    EXPECT_TRUE(bool{engine->linkToDeath(kept, 3)});
+    EXPECT_TRUE(bool{engine->unlinkToDeath(kept)}) << "takes the latest back";
+    EXPECT_TRUE(bool{engine->linkToDeath(withdrawn, 4)});
+    EXPECT_TRUE(bool{engine->unlinkToDeath(withdrawn)});
+    EXPECT_FALSE(bool{engine->unlinkToDeath(withdrawn)});
+    EXPECT_TRUE(bool{engine->linkToDeath(dropped, 5)});
+    dropped.clear();
+    EXPECT_TRUE(bool{hidl_zul::IZul::getService("mourned")->linkToDeath(kept, 6)})
+            << "this proxy ends at once, and its link with it";
+
+    peer.kill();
+    EXPECT_TRUE(engine->getThreadNumber().isDeadObject());
+    EXPECT_THAT(notices.take(2), UnorderedElementsAre("1 held", "2 held"));
+    EXPECT_FALSE(bool{engine->unlinkToDeath(kept)}) << "told already";
+    EXPECT_FALSE(bool{engine->linkToDeath(kept, 7)}) << "dead already";
+    const sp<hidl_zul::IZul> own = new HidlEngine;
+    EXPECT_TRUE(bool{own->linkToDeath(kept, 8)}) << "accepted, and never told";
+    EXPECT_THAT(notices.take(), IsEmpty());
+}
+
+TEST(NoticeTest, ANoticeWaitsForAFreeThread) {
+    // The pool of this process has one thread.
+    Notices notices;
+    Peer first("hidl_engine", "first");
+    Peer second("hidl_engine", "second");
+    ASSERT_EQ(first.nextReport(), 'r');
+    ASSERT_EQ(second.nextReport(), 'r');
+    const sp<Mourner> mourner = new Mourner(notices);
+    const sp<hidl_zul::IZul> engines[] = {hidl_zul::IZul::getService("first"),
+                                          hidl_zul::IZul::getService("second")};
+    EXPECT_TRUE(bool{engines[0]->linkToDeath(mourner, 1)});
+    EXPECT_TRUE(bool{engines[1]->linkToDeath(mourner, 2)});
+    notices.hold(true);
+    first.kill();
+    EXPECT_THAT(notices.take(1), ElementsAre("1 held"));
+    second.kill();
+    EXPECT_TRUE(engines[1]->getThreadNumber().isDeadObject());
+    EXPECT_THAT(notices.take(0), IsEmpty()) << "the only thread is busy";
+    notices.hold(false);
+    EXPECT_THAT(notices.take(1), ElementsAre("2 held"));
+}
+
+struct Newsreader : android::hidl::manager::V1_0::IServiceNotification {
+    explicit Newsreader(Notices& noticesOfTest) : notices(noticesOfTest) {}
+    Return<void> onRegistration(const hidl_string& fqName, const hidl_string& name,
+                                bool preexisting) override {
+        EXPECT_EQ(fqName, hidl_zul::IZul::descriptor);
+        notices.add(std::string(name) + (preexisting ? " was there" : " came"));
+        return Void();
+    }
+    Notices& notices;
+};
+
+TEST(NoticeTest, EachRegistrationOfAServiceIsTold) {
+    // Listeners stay for ever.
+    static Notices& early = *new Notices;
+    static Notices& late = *new Notices;
+    EXPECT_TRUE(hidl_zul::IZul::registerForNotifications("news", new Newsreader(early)));
+    EXPECT_FALSE(hidl_zul::IZul::registerForNotifications("news", nullptr));
+    for (int life = 0; life < 3; life++) {
+        Peer peer("hidl_engine", "news");
+        Peer other("hidl_engine", "other");
+        ASSERT_EQ(peer.nextReport(), 'r');
+        ASSERT_EQ(other.nextReport(), 'r');
+        EXPECT_THAT(early.take(1), ElementsAre("news came"));
+        EXPECT_NE(hidl_zul::IZul::getService("news").get(), nullptr);
+        if (life == 1) {
+            EXPECT_TRUE(hidl_zul::IZul::registerForNotifications("news", new Newsreader(late)));
+            EXPECT_THAT(late.take(1), ElementsAre("news was there"));
+        }
+    }
+    EXPECT_THAT(late.take(1), ElementsAre("news came"));
+}
+
+/** Notices of one link: the cookie. */
+struct LinkNotices {
+    Notices* notices;
+    std::string name;
+    static void died(void* cookie) { tell(cookie, " died"); }
+    static void unlinked(void* cookie) { tell(cookie, " unlinked"); }
+    static void tell(void* cookie, const char* what) {
+        const auto* link = static_cast<LinkNotices*>(cookie);
+        link->notices->add(link->name + what);
+    }
+};
+
+TEST(NoticeTest, AidlDeathIsToldOnceAndEveryLinkIsUnlinkedOnce) {
+    Notices pool;
+    Notices ours;
+    LinkNotices dies{&pool, "linked"}, dropped{&ours, "dropped"}, taken{&ours, "taken back"},
+            deleted{&ours, "deleted"}, late{&ours, "late"}, local{&ours, "local"};
+    ABinderProcess_startThreadPool();
+    Peer peer("aidl_engine", "");
+    ASSERT_EQ(peer.nextReport(), 'r');
+    const auto find = [] {
+        return ndk::SpAIBinder(AServiceManager_checkService(kAidlName.c_str()));
+    };
+    const auto newRecipient = [] {
+        AIBinder_DeathRecipient* recipient = AIBinder_DeathRecipient_new(LinkNotices::died);
+        AIBinder_DeathRecipient_setOnUnlinked(recipient, LinkNotices::unlinked);
+        return ndk::ScopedAIBinder_DeathRecipient(recipient);
+    };
+    const ndk::SpAIBinder binder = find();
+    const auto recipient = newRecipient();
+    const auto link = [&](const ndk::SpAIBinder& to, LinkNotices& cookie) {
+        return AIBinder_linkToDeath(to.get(), recipient.get(), &cookie);
+    };
+    EXPECT_EQ(link(binder, dies), STATUS_OK);
+    EXPECT_EQ(link(binder, taken), STATUS_OK);
+    EXPECT_EQ(AIBinder_unlinkToDeath(binder.get(), recipient.get(), &taken), STATUS_OK);
+    EXPECT_THAT(ours.take(), ElementsAre("taken back unlinked"));
+    EXPECT_EQ(AIBinder_unlinkToDeath(binder.get(), recipient.get(), &taken), STATUS_NAME_NOT_FOUND);
+
+    auto other = newRecipient();
+    EXPECT_EQ(AIBinder_linkToDeath(binder.get(), other.get(), &deleted), STATUS_OK);
+    EXPECT_EQ(AIBinder_linkToDeath(find().get(), other.get(), &dropped), STATUS_OK);
+    EXPECT_THAT(ours.take(), IsEmpty());
+    other.set(nullptr);
+    EXPECT_THAT(ours.take(), UnorderedElementsAre("deleted unlinked", "dropped unlinked"));
+    EXPECT_EQ(link(find(), dropped), STATUS_OK) << "nobody holds this object afterwards";
+
+    const ndk::SpAIBinder own = ndk::SharedRefBase::make<AidlEngine>()->asBinder();
+    EXPECT_EQ(link(own, local), STATUS_INVALID_OPERATION);
+    EXPECT_THAT(ours.take(), ElementsAre("local unlinked"));
+    EXPECT_EQ(link(nullptr, local), STATUS_UNEXPECTED_NULL);
+
+    EXPECT_TRUE(AIBinder_isAlive(binder.get()));
+    peer.kill();
+    EXPECT_THAT(pool.take(2), ElementsAre("linked died", "linked unlinked"));
+    EXPECT_FALSE(AIBinder_isAlive(binder.get()));
+    EXPECT_EQ(link(binder, late), STATUS_DEAD_OBJECT);
+    EXPECT_THAT(ours.take(), UnorderedElementsAre("dropped unlinked", "late unlinked"));
+    EXPECT_EQ(AIBinder_unlinkToDeath(binder.get(), recipient.get(), &dies), STATUS_NAME_NOT_FOUND);
+    EXPECT_EQ(AIBinder_DeathRecipient_new(nullptr), nullptr);
 }
 
 // --- What ends the process ----------------------------------------------------------------------

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <android/hidl/base/1.0/IBase.h>
+#include <android/hidl/manager/1.0/IServiceNotification.h>
 #include <android/log.h>
 #include <string.h>
 #include <transport/Domain.h>
 #include <transport/Object.h>
 
+#include <algorithm>
 #include <string_view>
 
 using ::android::hidl::base::V1_0::IBase;
+using ::android::hidl::manager::V1_0::IServiceNotification;
 using ::transport::Domain;
 using ::transport::Message;
 using ::transport::Object;
@@ -61,9 +64,82 @@ IBase* localInterface(Object& object, const char* descriptor) {
     return interface;
 }
 
+bool registerForNotifications(const char* descriptor, const std::string& instance,
+                              const sp<IServiceNotification>& notification) {
+    if (notification == nullptr) return false;
+    Domain::hwbinder().startThreads();
+    return Domain::hwbinder().notify(serviceName(descriptor, instance), [=](bool preexisting) {
+        notification->onRegistration(descriptor, instance, preexisting).assertOk();
+    });
+}
+
+class DeathLinks::Link final : public transport::DeathLink {
+  public:
+    Link(IBase* who, const sp<hidl_death_recipient>& recipient, uint64_t cookie)
+          : mWho(who), mRecipient(recipient), mCookie(cookie) {}
+
+    bool isOf(const sp<hidl_death_recipient>& recipient) const {
+        return mRecipient == wp<hidl_death_recipient>(recipient);
+    }
+
+    void onDeath() override {
+        const sp<hidl_death_recipient> recipient = mRecipient.promote();
+        if (recipient != nullptr) recipient->serviceDied(mCookie, mWho);
+    }
+
+  private:
+    const wp<IBase> mWho;
+    const wp<hidl_death_recipient> mRecipient;
+    const uint64_t mCookie;
+};
+
+DeathLinks::DeathLinks() = default;
+DeathLinks::~DeathLinks() = default;
+
+bool DeathLinks::link(IBase* who, transport::Remote& remote,
+                      const sp<hidl_death_recipient>& recipient, uint64_t cookie) {
+    if (recipient == nullptr) return false;
+    Domain::hwbinder().startThreads();
+    const auto link = std::make_shared<Link>(who, recipient, cookie);
+    std::lock_guard lock(mLock);
+    if (remote.linkToDeath(link) != OK) return false;
+    mLinks.push_back(link);
+    return true;
+}
+
+bool DeathLinks::unlink(transport::Remote& remote, const sp<hidl_death_recipient>& recipient) {
+    std::lock_guard lock(mLock);
+    const auto found = std::find_if(mLinks.rbegin(), mLinks.rend(),
+                                    [&](const auto& link) { return link->isOf(recipient); });
+    if (found == mLinks.rend()) return false;
+    const std::shared_ptr<Link> link = *found;
+    mLinks.erase(std::next(found).base());
+    return remote.unlinkToDeath(link);
+}
+
 }  // namespace android::hardware::details
 
+namespace android::hidl::manager::V1_0 {
+
+const char* IServiceNotification::descriptor = "android.hidl.manager@1.0::IServiceNotification";
+
+status_t IServiceNotification::_hidl_serve(uint32_t, const Message&, Message&) {
+    // The notices come from this process.
+    return UNKNOWN_TRANSACTION;
+}
+
+}  // namespace android::hidl::manager::V1_0
+
 namespace android::hidl::base::V1_0 {
+
+hardware::Return<bool> IBase::linkToDeath(const sp<hardware::hidl_death_recipient>& recipient,
+                                          uint64_t) {
+    return recipient != nullptr;
+}
+
+hardware::Return<bool> IBase::unlinkToDeath(const sp<hardware::hidl_death_recipient>& recipient) {
+    return recipient != nullptr;
+}
 
 std::shared_ptr<Object> IBase::_hidl_object() {
     // Whoever gets the object may call it.

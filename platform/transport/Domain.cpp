@@ -8,8 +8,11 @@
 #include <transport/Domain.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "Fork.h"
 #include "Log.h"
@@ -50,6 +53,39 @@ class Listener final : public Endpoint {
     const std::shared_ptr<Object> mObject;
 };
 
+/** Tells who asked for it that a service has come. */
+class Announcer final : public Endpoint {
+  public:
+    using Listener = std::function<void(bool preexisting)>;
+
+    int descriptor() const { return mArrivals.descriptor(); }
+
+    void add(const std::string& addressFile, Listener listener) {
+        std::lock_guard lock(mLock);
+        mListeners.emplace_back(addressFile, std::move(listener));
+    }
+
+    bool handleReady() override {
+        for (const std::string& arrival : mArrivals.take()) {
+            std::vector<std::pair<std::string, Listener>> listeners;
+            {
+                std::lock_guard lock(mLock);
+                listeners = mListeners;
+            }
+            for (const auto& [addressFile, listener] : listeners) {
+                if (addressFile == arrival) listener(false);
+            }
+        }
+        return true;
+    }
+
+  private:
+    Arrivals mArrivals;
+
+    std::mutex mLock;  // guards what follows
+    std::vector<std::pair<std::string, Listener>> mListeners;
+};
+
 }  // namespace
 
 bool isForkedChild() {
@@ -67,8 +103,9 @@ struct Domain::State {
 
     const std::string prefix;
     ThreadPool pool;
-    std::mutex lock;  // guards the names
+    std::mutex lock;  // guards what follows
     std::unordered_map<std::string, std::shared_ptr<Object>> published;
+    std::shared_ptr<Announcer> announcer;  // made when first needed
 };
 
 // Both stay for ever: pool threads may still run while static objects are destroyed.
@@ -115,6 +152,38 @@ std::shared_ptr<Object> Domain::lookup(const std::string& name) {
     if (!control.isValid()) return nullptr;
     const auto session = Session::begin(mState->pool, std::move(control), nullptr);
     return session != nullptr ? session->rootProxy() : nullptr;
+}
+
+bool Domain::notify(const std::string& name, std::function<void(bool preexisting)> listener) {
+    abortInForkedChild();
+    {
+        std::lock_guard lock(mState->lock);
+        if (mState->announcer == nullptr) {
+            auto announcer = std::make_shared<Announcer>();
+            if (mState->pool.add(announcer, announcer->descriptor()) == 0) return false;
+            mState->announcer = std::move(announcer);
+        }
+        mState->announcer->add(addressFile(mState->prefix, name), listener);
+    }
+    if (connectTo(mState->prefix, name).isValid()) {
+        mState->pool.run([listener] { listener(true); });
+    }
+    return true;
+}
+
+std::shared_ptr<Object> Domain::waitFor(const std::string& name, int timeoutMs) {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    Arrivals arrivals;
+    std::shared_ptr<Object> found = lookup(name);
+    while (found == nullptr && Clock::now() < deadline) {
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd readable{arrivals.descriptor(), POLLIN, 0};
+        poll(&readable, 1, static_cast<int>(rest.count()));
+        arrivals.take();
+        found = lookup(name);
+    }
+    return found;
 }
 
 void Domain::configureThreads(size_t maxThreads, bool callerWillJoin) {

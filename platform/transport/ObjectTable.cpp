@@ -107,6 +107,15 @@ void ObjectTable::proxyGone(uint64_t handle) {
     if (found != mProxies.end() && found->second.expired()) mProxies.erase(found);
 }
 
+std::vector<std::shared_ptr<Proxy>> ObjectTable::proxies() {
+    std::vector<std::shared_ptr<Proxy>> live;
+    std::lock_guard lock(mLock);
+    for (const auto& [handle, slot] : mProxies) {
+        if (std::shared_ptr<Proxy> proxy = slot.lock()) live.push_back(std::move(proxy));
+    }
+    return live;
+}
+
 bool ObjectTable::isUnused() {
     std::lock_guard lock(mLock);
     return mLiveProxies == 0 && mExported.empty();

@@ -58,6 +58,9 @@ class ObjectTable {
     /** Counts a proxy that came by another way than a message. */
     void addProxy(uint64_t handle, const std::shared_ptr<Proxy>& proxy);
 
+    /** The proxies that are in use. */
+    std::vector<std::shared_ptr<Proxy>> proxies();
+
     /** True when neither side holds anything of the other, but for the root. */
     bool isUnused();
 

@@ -4,10 +4,14 @@
 #include <android/log.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <string.h>
+#include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <atomic>
 
 #include "Log.h"
 
@@ -17,19 +21,10 @@ namespace {
 
 constexpr int kBacklog = 128;
 
-// Names contain slashes and may contain dots; the escape character keeps the mapping one to one.
+constexpr char kFolder[] = "/dev/socket/";
+
 std::string addressOf(const std::string& domain, const std::string& name) {
-    std::string path = "/dev/socket/" + domain + ".";
-    for (char c : name) {
-        if (c == '/') {
-            path += "%2F";
-        } else if (c == '%') {
-            path += "%25";
-        } else {
-            path += c;
-        }
-    }
-    return path;
+    return kFolder + addressFile(domain, name);
 }
 
 bool fill(const std::string& path, sockaddr_un* address) {
@@ -46,6 +41,21 @@ android::status_t fail(const std::string& name, const char* what, android::statu
 }
 
 }  // namespace
+
+std::string addressFile(const std::string& domain, const std::string& name) {
+    // Names contain slashes and may contain dots; the escape character keeps the mapping one to one.
+    std::string file = domain + ".";
+    for (char c : name) {
+        if (c == '/') {
+            file += "%2F";
+        } else if (c == '%') {
+            file += "%25";
+        } else {
+            file += c;
+        }
+    }
+    return file;
+}
 
 android::status_t claimAddress(const std::string& domain, const std::string& name, Claim* claim) {
     const std::string path = addressOf(domain, name);
@@ -67,15 +77,41 @@ android::status_t claimAddress(const std::string& domain, const std::string& nam
         return isTaken ? fail(name, "already served by another process", android::ALREADY_EXISTS)
                        : fail(name, strerror(errno), -errno);
     }
-    if (unlink(path.c_str()) != 0 && errno != ENOENT) return fail(name, strerror(errno), -errno);
+    // Listens before it gets its name: whoever learns of the name finds the service.
+    static std::atomic<int> count{0};
+    const std::string unnamed =
+            kFolder + ("%" + std::to_string(getpid()) + "." + std::to_string(count++));
+    fill(unnamed, &address);
+    unlink(unnamed.c_str());
     taken.socket = FileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!taken.socket.isValid() ||
         bind(taken.socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        listen(taken.socket.get(), kBacklog) != 0) {
+        listen(taken.socket.get(), kBacklog) != 0 || rename(unnamed.c_str(), path.c_str()) != 0) {
         return fail(name, strerror(errno), -errno);
     }
     *claim = std::move(taken);
     return android::OK;
+}
+
+Arrivals::Arrivals() : mEvents(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    if (inotify_add_watch(mEvents.get(), kFolder, IN_MOVED_TO) < 0) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "cannot wait for services: %s",
+                            strerror(errno));
+    }
+}
+
+std::vector<std::string> Arrivals::take() {
+    std::vector<std::string> files;
+    alignas(inotify_event) char events[4096];
+    ssize_t size;
+    while ((size = read(mEvents.get(), events, sizeof(events))) > 0) {
+        for (const char* at = events; at < events + size;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(at);
+            if (event->len > 0) files.emplace_back(event->name);
+            at += sizeof(*event) + event->len;
+        }
+    }
+    return files;
 }
 
 FileDescriptor connectTo(const std::string& domain, const std::string& name) {

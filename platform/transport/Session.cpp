@@ -64,6 +64,27 @@ bool Proxy::isAlive() {
     return mSession->isAlive();
 }
 
+android::status_t Proxy::linkToDeath(const std::shared_ptr<DeathLink>& link) {
+    {
+        std::lock_guard lock(mLinkLock);
+        mLinks.push_back(link);
+    }
+    // The session's end takes the links that it finds. One that came too late is taken back here.
+    return mSession->hasEnded() && unlinkToDeath(link) ? android::DEAD_OBJECT : android::OK;
+}
+
+bool Proxy::unlinkToDeath(const std::shared_ptr<DeathLink>& link) {
+    std::lock_guard lock(mLinkLock);
+    return std::erase_if(mLinks, [&link](const auto& other) {
+               return !other.owner_before(link) && !link.owner_before(other);
+           }) > 0;
+}
+
+std::vector<std::weak_ptr<DeathLink>> Proxy::takeLinks() {
+    std::lock_guard lock(mLinkLock);
+    return std::exchange(mLinks, {});
+}
+
 /** A data connection that the peer made for its calls. */
 class Session::Incoming final : public Endpoint {
   public:
@@ -430,6 +451,13 @@ void Session::end() {
     }
     for (const auto& connection : incoming)
         shutdown(connection->descriptor(), SHUT_RDWR);
+    for (const std::shared_ptr<Proxy>& proxy : mObjects.proxies()) {
+        for (const std::weak_ptr<DeathLink>& link : proxy->takeLinks()) {
+            mPool.run([link] {
+                if (const std::shared_ptr<DeathLink> linked = link.lock()) linked->onDeath();
+            });
+        }
+    }
     mObjects.clear();
 }
 

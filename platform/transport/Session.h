@@ -26,6 +26,11 @@ class Proxy final : public Remote {
 
     android::status_t call(uint32_t code, const Message& request, Message& reply) override;
     bool isAlive() override;
+    android::status_t linkToDeath(const std::shared_ptr<DeathLink>& link) override;
+    bool unlinkToDeath(const std::shared_ptr<DeathLink>& link) override;
+
+    /** What is to be told of the session's end; later links fail. */
+    std::vector<std::weak_ptr<DeathLink>> takeLinks();
 
     bool belongsTo(const void* session) const { return mSession.get() == session; }
     uint64_t handle() const { return mHandle; }
@@ -36,6 +41,9 @@ class Proxy final : public Remote {
     const std::shared_ptr<Session> mSession;
     const uint64_t mHandle;
     uint32_t mReceived = 0;
+
+    std::mutex mLinkLock;  // guards what follows
+    std::vector<std::weak_ptr<DeathLink>> mLinks;
 };
 
 /**
@@ -57,6 +65,7 @@ class Session final : public Endpoint, public std::enable_shared_from_this<Sessi
 
     android::status_t call(uint64_t handle, uint32_t code, const Message& request, Message& reply);
     bool isAlive();
+    bool hasEnded() { return control() == nullptr; }
     void proxyGone(uint64_t handle, uint32_t references);
 
     bool handleReady() override;

@@ -8,15 +8,61 @@
 #include <pthread.h>
 #include <string.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
+
+#include <utility>
 
 #include "Log.h"
 
 namespace transport {
 
+/** What comes from within the process: the event counts the tasks that wait. */
+class ThreadPool::Tasks final : public Endpoint {
+  public:
+    explicit Tasks(ThreadPool& pool) : mPool(pool) {}
+
+    int descriptor() const { return mEvent.get(); }
+    void setKey(uint64_t key) { mKey = key; }
+
+    void add(std::function<void()> task) {
+        {
+            std::lock_guard lock(mLock);
+            mWaiting.push_back(std::move(task));
+        }
+        eventfd_write(mEvent.get(), 1);
+    }
+
+    bool handleReady() override {
+        eventfd_t one;
+        if (eventfd_read(mEvent.get(), &one) != 0) return true;
+        std::function<void()> task;
+        {
+            std::lock_guard lock(mLock);
+            task = std::move(mWaiting.front());
+            mWaiting.pop_front();
+        }
+        // The next task need not wait for the end of this one.
+        mPool.rearm(mKey);
+        task();
+        return true;
+    }
+
+  private:
+    ThreadPool& mPool;
+    uint64_t mKey = 0;
+    const FileDescriptor mEvent{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE)};
+
+    std::mutex mLock;  // guards what follows
+    std::deque<std::function<void()>> mWaiting;
+};
+
 ThreadPool::ThreadPool(size_t maxThreads)
-      : mEpoll(epoll_create1(EPOLL_CLOEXEC)), mSpawnLimit(maxThreads) {
+      : mEpoll(epoll_create1(EPOLL_CLOEXEC)),
+        mTasks(std::make_shared<Tasks>(*this)),
+        mSpawnLimit(maxThreads) {
     if (!mEpoll.isValid())
         __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_create1: %s", strerror(errno));
+    mTasks->setKey(add(mTasks, mTasks->descriptor()));
     // A heap for each thread would be copied for each child, and grow with the threads' turns.
     mallopt(M_ARENA_MAX, 1);
 }
@@ -143,6 +189,10 @@ uint64_t ThreadPool::add(std::shared_ptr<Endpoint> endpoint, int descriptor) {
     }
     mWatched.emplace(key, watched);
     return key;
+}
+
+void ThreadPool::run(std::function<void()> task) {
+    mTasks->add(std::move(task));
 }
 
 void ThreadPool::remove(uint64_t key) {

@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -49,7 +51,11 @@ class ThreadPool {
     /** Call before the descriptor is closed. A thread may still be dealing with the endpoint. */
     void remove(uint64_t key);
 
+    /** Has a thread of the pool do `task`, in its turn; never the caller, and not before `start()`. */
+    void run(std::function<void()> task);
+
   private:
+    class Tasks;
     struct Watched {
         std::shared_ptr<Endpoint> endpoint;
         int descriptor;
@@ -65,6 +71,7 @@ class ThreadPool {
     void spawnIfAllBusy();
 
     const FileDescriptor mEpoll;
+    const std::shared_ptr<Tasks> mTasks;
     std::atomic<size_t> mThreads{0};
 
     std::mutex mLock;  // guards everything below

@@ -11,6 +11,7 @@ using ::android::status_t;
 using ::android::hardware::hidl_string;
 using ::android::hardware::Return;
 using ::android::hardware::details::serve;
+using ::android::hidl::manager::V1_0::IServiceNotification;
 using ::transport::Message;
 
 namespace V1_0 = ::vendor::morvantic::hardware::zul::zulengine::V1_0;
@@ -68,6 +69,12 @@ sp<IZul> IZul::getService(const std::string& serviceName, bool getStub) {
     if (getStub) return nullptr;
     return ::android::hardware::details::interfaceOf<IZul>(
             ::android::hardware::details::findService(descriptor, serviceName));
+}
+
+bool IZul::registerForNotifications(const std::string& serviceName,
+                                    const sp<IServiceNotification>& notification) {
+    return ::android::hardware::details::registerForNotifications(descriptor, serviceName,
+                                                                  notification);
 }
 
 status_t IZul::registerAsService(const std::string& serviceName) {

@@ -84,6 +84,12 @@ class BpHwBase : public Interface {
 
     bool isRemote() const override { return true; }
     Return<void> ping() override { return call<void>(kPingTransaction); }
+    Return<bool> linkToDeath(const sp<hidl_death_recipient>& recipient, uint64_t cookie) override {
+        return mDeathLinks.link(this, *mObject->asRemote(), recipient, cookie);
+    }
+    Return<bool> unlinkToDeath(const sp<hidl_death_recipient>& recipient) override {
+        return mDeathLinks.unlink(*mObject->asRemote(), recipient);
+    }
     std::shared_ptr<transport::Object> _hidl_object() override { return mObject; }
 
   protected:
@@ -107,6 +113,7 @@ class BpHwBase : public Interface {
 
   private:
     const std::shared_ptr<transport::Object> mObject;
+    DeathLinks mDeathLinks;
 };
 
 /** Reads the arguments, calls the method of the implementation and writes its result. */

@@ -65,6 +65,8 @@ class ScopedAResource {
 }  // namespace impl
 
 using ScopedAParcel = impl::ScopedAResource<AParcel, AParcel_delete>;
+using ScopedAIBinder_DeathRecipient =
+        impl::ScopedAResource<AIBinder_DeathRecipient, AIBinder_DeathRecipient_delete>;
 using ScopedAIBinder_Weak = impl::ScopedAResource<AIBinder_Weak, AIBinder_Weak_delete>;
 
 /** How an AIDL call ended. Move-only. Nobody has to look at it. */

@@ -41,6 +41,47 @@ void AIBinder_Weak_delete(AIBinder_Weak* weakBinder);
 /** Null when the object is gone. */
 AIBinder* AIBinder_Weak_promote(AIBinder_Weak* weakBinder);
 
+/** What is called when processes are gone. One may be linked to any number of objects. */
+struct AIBinder_DeathRecipient;
+
+/** Called once for a link whose process is gone: on a thread of the pool, with no lock held. */
+typedef void (*AIBinder_DeathRecipient_onBinderDied)(void* cookie);
+/** The cookie of a link is used no more. */
+typedef void (*AIBinder_DeathRecipient_onBinderUnlinked)(void* cookie);
+
+/** Belongs to the caller. Null without `onBinderDied`. */
+AIBinder_DeathRecipient* AIBinder_DeathRecipient_new(
+        AIBinder_DeathRecipient_onBinderDied onBinderDied);
+
+/**
+ * To be set before linking. Called exactly once for each call of `AIBinder_linkToDeath()` that had
+ * an object and a recipient: after the notice, when the link is taken back, when the recipient is
+ * deleted, or before a failed call returns. For an object whose last reference went while it was
+ * linked, that is when the recipient links again or is deleted. The place to free the cookie.
+ */
+void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
+                                           AIBinder_DeathRecipient_onBinderUnlinked onUnlinked);
+
+/** Takes all links back. A notice that is under way may still come. Does nothing for null. */
+void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient);
+
+/**
+ * Has the recipient told when the object's process is gone, as long as somebody holds the object:
+ * its last strong reference unlinks in silence. The pool must have threads.
+ *
+ * @return `STATUS_DEAD_OBJECT` when the process is known to be gone, `STATUS_INVALID_OPERATION` for
+ *         an object of this process, `STATUS_UNEXPECTED_NULL` for null.
+ */
+binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
+                                     void* cookie);
+
+/**
+ * Takes the latest link with this cookie back. `STATUS_NAME_NOT_FOUND` when there is none, and
+ * `STATUS_DEAD_OBJECT` when its notice is under way.
+ */
+binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
+                                       void* cookie);
+
 bool AIBinder_isRemote(const AIBinder* binder);
 bool AIBinder_isAlive(const AIBinder* binder);
 

@@ -2,11 +2,26 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 #include <utils/RefBase.h>
 
 #include <string>
 
+namespace android::hidl::base::V1_0 {
+struct IBase;
+}
+
 namespace android::hardware {
+
+/** Is told of the death of processes; see `IBase::linkToDeath()`. */
+struct hidl_death_recipient : public virtual RefBase {
+    /**
+     * The process of `who`, which may be gone already, has ended. `cookie` is what was linked with.
+     * Called on a thread of the pool, with no lock held.
+     */
+    virtual void serviceDied(uint64_t cookie,
+                             const ::android::wp<::android::hidl::base::V1_0::IBase>& who) = 0;
+};
 
 /** Text of a HIDL call. Owns its bytes; a null pointer makes it empty. */
 class hidl_string {

@@ -5,6 +5,7 @@
 #include <utils/Errors.h>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -36,6 +37,16 @@ class Domain {
 
     /** The object of this process, a proxy of another's, or null. Waits for nothing. */
     std::shared_ptr<Object> lookup(const std::string& name);
+
+    /**
+     * Calls `listener` each time that a process offers `name`, and once with true when one does
+     * already; on threads of the pool, with no lock held, until the process ends. False when the
+     * system refused.
+     */
+    bool notify(const std::string& name, std::function<void(bool preexisting)> listener);
+
+    /** As `lookup()`, but waits that long for the service to come. */
+    std::shared_ptr<Object> waitFor(const std::string& name, int timeoutMs);
 
     /**
      * Sets how many threads serve calls. With `callerWillJoin` the thread that calls

@@ -28,7 +28,15 @@ class Object {
     virtual void* local() { return nullptr; }
 };
 
-/** Proxy of an object in another process; its end gives the object back. */
+/** What wants to know that the process of an object is gone. Its owner keeps it. */
+class DeathLink {
+  public:
+    virtual ~DeathLink() = default;
+    /** Called at most once, by a thread of the domain's pool and with no lock held. */
+    virtual void onDeath() = 0;
+};
+
+/** Proxy of an object in another process; its end gives the object back and unlinks in silence. */
 class Remote : public Object {
   public:
     /**
@@ -39,6 +47,11 @@ class Remote : public Object {
 
     /** False once the process of the object is known to be gone. */
     virtual bool isAlive() = 0;
+
+    /** Asks for a notice, and keeps `link` weakly. `DEAD_OBJECT` when the process is known to be gone. */
+    virtual android::status_t linkToDeath(const std::shared_ptr<DeathLink>& link) = 0;
+    /** False when `link` is not known, or when its notice is under way. */
+    virtual bool unlinkToDeath(const std::shared_ptr<DeathLink>& link) = 0;
 
     android::status_t deliver(uint32_t code, Message&& request, Message& reply) final {
         return call(code, request, reply);

@@ -10,9 +10,15 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace transport {
 class Object;
+class Remote;
+}  // namespace transport
+
+namespace android::hidl::manager::V1_0 {
+struct IServiceNotification;
 }
 
 namespace android::hidl::base::V1_0 {
@@ -25,6 +31,17 @@ struct IBase : virtual public ::android::RefBase {
     /** True for a proxy. */
     virtual bool isRemote() const { return false; }
     virtual ::android::hardware::Return<void> ping() { return ::android::hardware::Void(); }
+
+    /**
+     * Has `recipient` told once that the process of this object is gone, and starts the pool for
+     * that. The proxy holds the recipient weakly; its own end unlinks in silence. False when the
+     * process is known to be gone. An object of this process accepts and never calls.
+     */
+    virtual ::android::hardware::Return<bool> linkToDeath(
+            const sp<::android::hardware::hidl_death_recipient>& recipient, uint64_t cookie);
+    /** Takes the latest link of `recipient` back; false when there is none, or it has been told. */
+    virtual ::android::hardware::Return<bool> unlinkToDeath(
+            const sp<::android::hardware::hidl_death_recipient>& recipient);
 
     /** Full name of the most derived interface. */
     virtual const char* _hidl_descriptor() const = 0;
@@ -44,6 +61,24 @@ struct IBase : virtual public ::android::RefBase {
 
 namespace android::hardware::details {
 
+/** The death links that were made over one proxy; their end unlinks them. */
+class DeathLinks {
+  public:
+    DeathLinks();
+    ~DeathLinks();
+
+    /** See `IBase`; `who` is the proxy of `remote`. */
+    bool link(hidl::base::V1_0::IBase* who, transport::Remote& remote,
+              const sp<hidl_death_recipient>& recipient, uint64_t cookie);
+    bool unlink(transport::Remote& remote, const sp<hidl_death_recipient>& recipient);
+
+  private:
+    class Link;
+
+    std::mutex mLock;  // guards what follows
+    std::vector<std::shared_ptr<Link>> mLinks;
+};
+
 /** Code of `IBase::ping()`, the same for every interface. */
 inline constexpr uint32_t kPingTransaction = 256921159;
 
@@ -53,6 +88,10 @@ status_t registerService(const sp<hidl::base::V1_0::IBase>& service, const std::
 /** Null when no process offers the instance; starts nothing and waits for nothing. */
 std::shared_ptr<::transport::Object> findService(const char* descriptor,
                                                  const std::string& instance);
+
+/** See `IServiceManager::registerForNotifications()` of the platform; starts the pool. */
+bool registerForNotifications(const char* descriptor, const std::string& instance,
+                              const sp<hidl::manager::V1_0::IServiceNotification>& notification);
 
 /** The object of this process behind `object` if it implements `descriptor`, else null. */
 hidl::base::V1_0::IBase* localInterface(::transport::Object& object, const char* descriptor);

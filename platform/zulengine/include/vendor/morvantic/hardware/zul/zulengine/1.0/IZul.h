@@ -2,6 +2,7 @@
 #pragma once
 
 #include <android/hidl/base/1.0/IBase.h>
+#include <android/hidl/manager/1.0/IServiceNotification.h>
 #include <hidl/HidlSupport.h>
 #include <hidl/Status.h>
 #include <stdint.h>
@@ -30,6 +31,15 @@ struct IZul : public ::android::hidl::base::V1_0::IBase {
      */
     static ::android::sp<IZul> getService(const std::string& serviceName = "default",
                                           bool getStub = false);
+
+    /**
+     * Has `notification`, which is kept, told of each process that offers the instance, and at once
+     * when one does already.
+     */
+    static bool registerForNotifications(
+            const std::string& serviceName,
+            const ::android::sp<::android::hidl::manager::V1_0::IServiceNotification>&
+                    notification);
 
     /** Offers this object for the life of the process; `ALREADY_EXISTS` when somebody does. */
     __attribute__((warn_unused_result)) ::android::status_t registerAsService(
