@@ -50,7 +50,7 @@ DaemonRun::~DaemonRun() {
     mCallbacks.clear();
     mDaemon.reset();
     // The layer learns of the end on a thread of its own.
-    while (mAll.dropDead() > 0) {
+    while (mAll.size() > 0) {
     }
 }
 

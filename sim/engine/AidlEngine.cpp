@@ -25,15 +25,23 @@ class AidlSink final : public EventSink {
         const ScopedAStatus result = callWith(*mCallback, event);
         return {result.isOk(), result.isOk() ? "" : result.getDescription()};
     }
-    bool isAlive() override { return AIBinder_isAlive(mCallback->asBinder().get()); }
 
   private:
     const std::shared_ptr<IZulClientCallback> mCallback;
 };
 
+/** Cookie of a death link: which callback goes with the client. */
+struct Registration {
+    CallbackList& callbacks;
+    const uint64_t key;
+};
+
 class AidlEngine final : public BnZul {
   public:
-    explicit AidlEngine(EngineCore& core) : mCore(core) {}
+    explicit AidlEngine(EngineCore& core) : mCore(core) {
+        AIBinder_DeathRecipient_setOnUnlinked(
+                mDeath.get(), [](void* cookie) { delete static_cast<Registration*>(cookie); });
+    }
 
     ScopedAStatus getThreadNumber(int32_t* number) override {
         *number = mCore.getThreadNumber();
@@ -41,14 +49,23 @@ class AidlEngine final : public BnZul {
     }
     ScopedAStatus registerClientCallback(
             const std::shared_ptr<IZulClientCallback>& callback) override {
-        if (callback != nullptr) {
-            mCore.registerCallback(std::make_shared<AidlSink>(callback));
+        if (callback == nullptr) {
+            return ScopedAStatus::ok();
+        }
+        const uint64_t key = mCore.registerCallback(std::make_shared<AidlSink>(callback));
+        if (AIBinder_linkToDeath(callback->asBinder().get(), mDeath.get(),
+                                 new Registration{mCore.callbacks(), key}) != STATUS_OK) {
+            mCore.callbacks().remove(key);
         }
         return ScopedAStatus::ok();
     }
 
   private:
     EngineCore& mCore;
+    const ndk::ScopedAIBinder_DeathRecipient mDeath{AIBinder_DeathRecipient_new([](void* cookie) {
+        const auto* gone = static_cast<const Registration*>(cookie);
+        gone->callbacks.remove(gone->key);
+    })};
 };
 
 }  // namespace

@@ -3,52 +3,45 @@
 
 #include <stdio.h>
 
-#include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace sim {
 
-void CallbackList::add(std::shared_ptr<EventSink> sink) {
+uint64_t CallbackList::add(std::shared_ptr<EventSink> sink) {
     std::lock_guard lock(mLock);
-    mSinks.push_back(std::move(sink));
-    ++mRegistrations;
+    const uint64_t key = mNextKey++;
+    mSinks.emplace(key, std::move(sink));
     // Under the lock: who reads the line finds the callback, who waited for it finds the line.
     printf("engine: callback registered, %zu in the list\n", mSinks.size());
     mAdded.notify_all();
+    return key;
+}
+
+void CallbackList::remove(uint64_t key) {
+    // Ends after the lock is released: an end tells the other process.
+    decltype(mSinks)::node_type removed;
+    std::lock_guard lock(mLock);
+    removed = mSinks.extract(key);
+    if (!removed.empty()) printf("engine: client gone, %zu in the list\n", mSinks.size());
 }
 
 CallbackList::Sinks CallbackList::all() const {
     std::lock_guard lock(mLock);
-    return mSinks;
+    Sinks sinks;
+    for (const auto& [key, sink] : mSinks)
+        sinks.push_back(sink);
+    return sinks;
 }
 
-size_t CallbackList::dropDead() {
-    const Sinks sinks = all();
-    Sinks dead;
-    std::copy_if(sinks.begin(), sinks.end(), std::back_inserter(dead),
-                 [](const auto& sink) { return !sink->isAlive(); });
-
+size_t CallbackList::size() const {
     std::lock_guard lock(mLock);
-    std::erase_if(mSinks, [&](const auto& sink) {
-        return std::find(dead.begin(), dead.end(), sink) != dead.end();
-    });
     return mSinks.size();
 }
 
 size_t CallbackList::waitFor(size_t wanted, std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
     std::unique_lock lock(mLock);
-    for (;;) {
-        const size_t seen = mRegistrations;
-        lock.unlock();
-        const size_t alive = dropDead();
-        lock.lock();
-        if (alive >= wanted ||
-            !mAdded.wait_until(lock, deadline, [&] { return mRegistrations != seen; })) {
-            return alive;
-        }
-    }
+    mAdded.wait_for(lock, limit, [&] { return mSinks.size() >= wanted; });
+    return mSinks.size();
 }
 
 }  // namespace sim

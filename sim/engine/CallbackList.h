@@ -3,6 +3,8 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -23,25 +25,23 @@ class CallbackList {
     CallbackList(const CallbackList&) = delete;
     CallbackList& operator=(const CallbackList&) = delete;
 
-    /** Appends a callback and prints a line about it. */
-    void add(std::shared_ptr<EventSink> sink);
+    /** Appends a callback and prints a line about it. Returns the key for `remove()`. */
+    uint64_t add(std::shared_ptr<EventSink> sink);
 
-    /** All callbacks, including any whose client has ended since the last dropDead(). */
+    /** Forgets a callback, whose client has ended, and prints a line about it. */
+    void remove(uint64_t key);
+
     Sinks all() const;
+    size_t size() const;
 
-    /** Forgets the callbacks whose client has ended and returns how many are left. */
-    size_t dropDead();
-
-    /**
-     * Waits until the list holds `wanted` live callbacks or the time is up; returns their number.
-     */
+    /** Waits until the list holds `wanted` callbacks or the time is up; returns their number. */
     size_t waitFor(size_t wanted, std::chrono::milliseconds limit);
 
   private:
-    mutable std::mutex mLock;
+    mutable std::mutex mLock;  // guards what follows
     std::condition_variable mAdded;
-    size_t mRegistrations = 0;
-    Sinks mSinks;
+    uint64_t mNextKey = 0;
+    std::map<uint64_t, std::shared_ptr<EventSink>> mSinks;
 };
 
 }  // namespace sim

@@ -89,29 +89,23 @@ void ControlServer::serveClient(int client) {
     ControlReply done;
     done.number = request.command == Command::WAIT
                           ? mCallbacks.waitFor(request.callbacks, kWaitLimit)
-                          : mCallbacks.dropDead();
+                          : mCallbacks.size();
     sendFrame(client, encode(done));
 }
 
 void ControlServer::fire(int client, const ControlRequest& request) {
-    // The dead stay in the list until here, so that an event for one is told as failed.
     const CallbackList::Sinks sinks = mCallbacks.all();
     if (!sinks.empty()) {
-        bool failed = false;
         runSeries(sinks, request.event, request.count, request.parallel,
-                  [client, &failed](const EventResult& result) {
+                  [client](const EventResult& result) {
                       ControlReply reply;
                       reply.kind = ReplyKind::EVENT;
                       reply.number = result.number;
                       reply.answered = result.delivery.answered;
                       reply.micros = result.took.count();
                       reply.status = result.delivery.status;
-                      failed = failed || !reply.answered;
                       return sendFrame(client, encode(reply));
                   });
-        if (failed) {
-            mCallbacks.dropDead();
-        }
     }
     ControlReply done;
     done.number = sinks.size();

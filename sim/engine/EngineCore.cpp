@@ -15,11 +15,11 @@ int32_t EngineCore::getThreadNumber() const {
     return mThreadNumber;
 }
 
-void EngineCore::registerCallback(std::shared_ptr<EventSink> sink) {
+uint64_t EngineCore::registerCallback(std::shared_ptr<EventSink> sink) {
     if (mDieIn == DieIn::REGISTER) {
         kill(getpid(), SIGKILL);
     }
-    mCallbacks.add(std::move(sink));
+    return mCallbacks.add(std::move(sink));
 }
 
 std::string describePublishing(const std::string& name, int32_t error, int32_t taken) {

@@ -18,7 +18,8 @@ class EngineCore {
     EngineCore(int32_t threadNumber, DieIn dieIn) : mThreadNumber(threadNumber), mDieIn(dieIn) {}
 
     int32_t getThreadNumber() const;
-    void registerCallback(std::shared_ptr<EventSink> sink);
+    /** Returns the callback's key in the list. */
+    uint64_t registerCallback(std::shared_ptr<EventSink> sink);
     CallbackList& callbacks() { return mCallbacks; }
 
   private:

@@ -37,9 +37,6 @@ class EventSink {
 
     /** Calls the client and returns when it has answered, which takes as long as its capture. */
     virtual Delivery deliver(const Event& event) = 0;
-
-    /** False once the client's process has ended. May call the client, so hold no lock. */
-    virtual bool isAlive() = 0;
 };
 
 }  // namespace sim

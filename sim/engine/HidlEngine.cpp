@@ -3,8 +3,6 @@
 #include <vendor/morvantic/hardware/zul/zulengine/1.0/IZul.h>
 #include <vendor/morvantic/hardware/zul/zulengine/1.0/IZulClientCallback.h>
 
-#include <atomic>
-
 #include "sim/engine/CallWith.h"
 #include "sim/engine/EngineCore.h"
 
@@ -12,8 +10,11 @@ namespace sim {
 namespace {
 
 using ::android::sp;
+using ::android::wp;
+using ::android::hardware::hidl_death_recipient;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
+using ::android::hidl::base::V1_0::IBase;
 using ::vendor::morvantic::hardware::zul::zulengine::V1_0::IZul;
 using ::vendor::morvantic::hardware::zul::zulengine::V1_0::IZulClientCallback;
 
@@ -24,22 +25,29 @@ class HidlSink final : public EventSink {
     explicit HidlSink(const sp<IZulClientCallback>& callback) : mCallback(callback) {}
 
     Delivery deliver(const Event& event) override {
-        ++mInFlight;
         const Return<void> result = callWith(*mCallback, event);
-        --mInFlight;
         return {result.isOk(), result.isOk() ? "" : result.description()};
     }
-    // A client at work may have no thread left for a ping, and its answer tells of its end anyway.
-    bool isAlive() override { return mInFlight > 0 || !mCallback->ping().isDeadObject(); }
 
   private:
     const sp<IZulClientCallback> mCallback;
-    std::atomic<int> mInFlight{0};
+};
+
+/** Forgets the callbacks of clients that end; the cookie is a callback's key. */
+class ClientDeath final : public hidl_death_recipient {
+  public:
+    explicit ClientDeath(CallbackList& callbacks) : mCallbacks(callbacks) {}
+
+    void serviceDied(uint64_t cookie, const wp<IBase>&) override { mCallbacks.remove(cookie); }
+
+  private:
+    CallbackList& mCallbacks;
 };
 
 class HidlEngine final : public IZul {
   public:
-    explicit HidlEngine(EngineCore& core) : mCore(core) {}
+    explicit HidlEngine(EngineCore& core)
+          : mCore(core), mDeath(new ClientDeath(core.callbacks())) {}
 
     Return<void> reserved1() override { return Void(); }
     Return<void> reserved2() override { return Void(); }
@@ -47,14 +55,19 @@ class HidlEngine final : public IZul {
     Return<void> reserved4() override { return Void(); }
     Return<int32_t> getThreadNumber() override { return mCore.getThreadNumber(); }
     Return<void> registerClientCallback(const sp<IZulClientCallback>& callback) override {
-        if (callback != nullptr) {
-            mCore.registerCallback(std::make_shared<HidlSink>(callback));
+        if (callback == nullptr) {
+            return Void();
+        }
+        const uint64_t key = mCore.registerCallback(std::make_shared<HidlSink>(callback));
+        if (!callback->linkToDeath(mDeath, key).withDefault(false)) {
+            mCore.callbacks().remove(key);
         }
         return Void();
     }
 
   private:
     EngineCore& mCore;
+    const sp<ClientDeath> mDeath;
 };
 
 }  // namespace
