@@ -18,6 +18,9 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <sstream>
 #include <utility>
 
@@ -507,6 +510,67 @@ TEST(NoticeTest, AidlDeathIsToldOnceAndEveryLinkIsUnlinkedOnce) {
     EXPECT_THAT(ours.take(), UnorderedElementsAre("dropped unlinked", "late unlinked"));
     EXPECT_EQ(AIBinder_unlinkToDeath(binder.get(), recipient.get(), &dies), STATUS_NAME_NOT_FOUND);
     EXPECT_EQ(AIBinder_DeathRecipient_new(nullptr), nullptr);
+}
+
+// --- Waiting for a service ----------------------------------------------------------------------
+
+/** The file that declares services, for as long as this lives. */
+class Manifest {
+  public:
+    explicit Manifest(const std::string& text) {
+        std::ofstream("/vendor/etc/vintf/manifest/engine.xml") << text;
+    }
+    ~Manifest() { std::filesystem::remove("/vendor/etc/vintf/manifest/engine.xml"); }
+    Manifest(const Manifest&) = delete;
+    Manifest& operator=(const Manifest&) = delete;
+
+    static std::string ofDevice(const std::string& mode) {
+        std::ifstream file("/src/device/manifest_engine_" + mode + ".xml");
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+};
+
+TEST(LookUpTest, OnlyADeclaredServiceIsWaitedFor) {
+    const std::string hidlName = std::string(hidl_zul::IZul::descriptor) + "/default";
+    const struct {
+        const char* mode;
+        std::string name;
+        std::function<bool()> find;
+    } faces[] = {
+            {"hidl", hidlName, [] { return hidl_zul::IZul::getService() != nullptr; }},
+            {"aidl", kAidlName,
+             [] {
+                 return ndk::SpAIBinder(AServiceManager_waitForService(kAidlName.c_str())).get() !=
+                        nullptr;
+             }},
+    };
+    for (const auto& face : faces) {
+        SCOPED_TRACE(face.mode);
+        const std::string declared = Manifest::ofDevice(face.mode);
+        EXPECT_FALSE(face.find()) << "not declared";
+        for (const auto& [what, by] : {std::pair{"zulengine<", "zulmotor<"},
+                                       {"IZul<", "IZulClientCallback<"},
+                                       {"default<", "other<"},
+                                       {"format=\"", "format=\"x"},
+                                       {"<hal ", "<!-- <hal "}}) {
+            std::string other = declared;
+            other.replace(other.find(what), strlen(what), by);
+            const Manifest manifest(other);
+            EXPECT_FALSE(face.find()) << by;
+        }
+        const Manifest manifest(declared);
+        std::unique_ptr<Peer> peer;
+        std::thread engine([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2300));
+            peer = std::make_unique<Peer>(std::string(face.mode) + "_engine", "default");
+        });
+        testing::internal::CaptureStderr();
+        EXPECT_TRUE(face.find());
+        const std::string log = testing::internal::GetCapturedStderr();
+        engine.join();
+        const std::string warning = "[^\n]* W [^\n]*Waited one second for " + face.name + "\n";
+        EXPECT_THAT(log, testing::MatchesRegex(warning + warning));
+    }
 }
 
 // --- What ends the process ----------------------------------------------------------------------

@@ -92,6 +92,11 @@ start_engine() {
     wait_for 20 grep -qsx 'engine: ready' "$ENGINE_LOG" || fail "the engine does not come up"
 }
 
+# declare_engine MODE: from now on a look-up of the engine waits for it.
+declare_engine() {
+    cp "/src/device/manifest_engine_$1.xml" /vendor/etc/vintf/manifest/
+}
+
 # start_daemon MODE [TAG...]: starts the daemon of a debug build that knows these tags.
 start_daemon() {
     local mode=$1 tag

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
+#include <binder/Binder.h>
 #include <binder/IPCThreadState.h>
 #include <binder/IServiceManager.h>
 #include <binder/ProcessState.h>
+#include <transport/Domain.h>
 
 #include "Internal.h"
 
@@ -29,7 +31,9 @@ AIBinder* AServiceManager_checkService(const char* instance) {
 }
 
 AIBinder* AServiceManager_waitForService(const char* instance) {
-    return AServiceManager_checkService(instance);
+    if (instance == nullptr) return nullptr;
+    return AIBinder_fromPlatformBinder(android::fromTransport(
+            transport::Domain::binder().waitIfDeclared(instance, "ServiceManager")));
 }
 
 bool ABinderProcess_setThreadPoolMaxThreadCount(uint32_t numThreads) {

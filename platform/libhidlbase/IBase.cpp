@@ -53,7 +53,8 @@ status_t registerService(const sp<IBase>& service, const std::string& instance) 
 }
 
 std::shared_ptr<Object> findService(const char* descriptor, const std::string& instance) {
-    return Domain::hwbinder().lookup(serviceName(descriptor, instance));
+    return Domain::hwbinder().waitIfDeclared(serviceName(descriptor, instance),
+                                             "HidlServiceManagement");
 }
 
 IBase* localInterface(Object& object, const char* descriptor) {

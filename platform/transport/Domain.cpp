@@ -16,6 +16,7 @@
 
 #include "Fork.h"
 #include "Log.h"
+#include "Manifest.h"
 #include "Rendezvous.h"
 #include "Session.h"
 #include "ThreadPool.h"
@@ -23,6 +24,8 @@
 namespace transport {
 
 namespace {
+
+constexpr std::chrono::seconds kWarningPeriod(1);
 
 /** The process that has used the layer, or 0. A fork handler would cost each child two page faults. */
 pid_t gOwner = 0;
@@ -171,17 +174,22 @@ bool Domain::notify(const std::string& name, std::function<void(bool preexisting
     return true;
 }
 
-std::shared_ptr<Object> Domain::waitFor(const std::string& name, int timeoutMs) {
-    using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    Arrivals arrivals;
+std::shared_ptr<Object> Domain::waitIfDeclared(const std::string& name, const char* logTag) {
     std::shared_ptr<Object> found = lookup(name);
-    while (found == nullptr && Clock::now() < deadline) {
-        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    if (found != nullptr || !isDeclared(name)) return found;
+    // From here on no arrival is missed: what came before the watch is found by the next look-up.
+    Arrivals arrivals;
+    auto warning = std::chrono::steady_clock::now() + kWarningPeriod;
+    while ((found = lookup(name)) == nullptr) {
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(
+                warning - std::chrono::steady_clock::now());
         pollfd readable{arrivals.descriptor(), POLLIN, 0};
-        poll(&readable, 1, static_cast<int>(rest.count()));
-        arrivals.take();
-        found = lookup(name);
+        if (rest.count() > 0 && poll(&readable, 1, static_cast<int>(rest.count())) != 0) {
+            arrivals.take();
+            continue;
+        }
+        __android_log_print(ANDROID_LOG_WARN, logTag, "Waited one second for %s", name.c_str());
+        warning += kWarningPeriod;
     }
     return found;
 }

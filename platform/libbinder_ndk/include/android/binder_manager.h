@@ -16,7 +16,7 @@ __attribute__((warn_unused_result)) binder_exception_t AServiceManager_addServic
 __attribute__((warn_unused_result)) AIBinder* AServiceManager_checkService(const char* instance);
 
 /**
- * The same as `AServiceManager_checkService()`: nothing here starts a service because somebody asks
- * for it, so whoever wants to wait asks again.
+ * Gives a reference to the caller. Waits for a service that the device's manifest declares, however
+ * long that takes, with a warning each second; any other gives null at once when nobody offers it.
  */
 __attribute__((warn_unused_result)) AIBinder* AServiceManager_waitForService(const char* instance);

@@ -45,8 +45,11 @@ class Domain {
      */
     bool notify(const std::string& name, std::function<void(bool preexisting)> listener);
 
-    /** As `lookup()`, but waits that long for the service to come. */
-    std::shared_ptr<Object> waitFor(const std::string& name, int timeoutMs);
+    /**
+     * As `lookup()`, but a service that the device's manifest declares is waited for, however long
+     * that takes, with a warning of `logTag` each second.
+     */
+    std::shared_ptr<Object> waitIfDeclared(const std::string& name, const char* logTag);
 
     /**
      * Sets how many threads serve calls. With `callerWillJoin` the thread that calls

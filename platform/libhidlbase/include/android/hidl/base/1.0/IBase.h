@@ -85,7 +85,7 @@ inline constexpr uint32_t kPingTransaction = 256921159;
 /** Offers `service` to all processes; see `Domain::publish()` for the failures. */
 status_t registerService(const sp<hidl::base::V1_0::IBase>& service, const std::string& instance);
 
-/** Null when no process offers the instance; starts nothing and waits for nothing. */
+/** Waits for a declared instance; any other gives null when no process offers it. */
 std::shared_ptr<::transport::Object> findService(const char* descriptor,
                                                  const std::string& instance);
 

@@ -25,9 +25,9 @@ struct IZul : public ::android::hidl::base::V1_0::IBase {
             const ::android::sp<IZulClientCallback>& callback) = 0;
 
     /**
-     * Null when nobody offers the instance: nothing here starts a service because somebody asks for
-     * it, so whoever wants to wait asks again. There is no implementation to load into the caller's
-     * process either, so `getStub` gives null.
+     * Waits for an instance that the device's manifest declares, however long that takes; any other
+     * gives null at once when nobody offers it. There is no implementation to load into the caller's
+     * process, so `getStub` gives null.
      */
     static ::android::sp<IZul> getService(const std::string& serviceName = "default",
                                           bool getStub = false);
