@@ -56,7 +56,7 @@ assert_refused() {
 
 # Every line of the daemon's own log tag, as "PRIORITY TEXT".
 daemon_lines() {
-    sed -nE 's/^[0-9-]+ [0-9:.]+ +[0-9]+ +[0-9]+ ([A-Z]) ZUL_DEBUG: ?/\1 /p' "$DAEMON_LOG"
+    zul_log_lines <"$DAEMON_LOG" | cut -d ' ' -f 3-
 }
 
 # count_log PRIORITY TEXT: how often exactly this line was written.

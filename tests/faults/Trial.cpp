@@ -4,12 +4,14 @@
 #include <cutils/properties.h>
 #include <time.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
 
 #include "service/Text.h"
+#include "tests/support/LogLine.h"
 
 namespace zul::test {
 
@@ -172,14 +174,13 @@ std::string Trial::checkFiles() const {
 }
 
 std::string Trial::checkLog() const {
-    static const std::regex trouble("\\S+ \\S+ \\S+ \\S+ [WEF] \\S+ (.*)");
     static const std::regex missing("file (\\S+) isn't exist!");
     std::istringstream lines(mDevice.log().substr(mLogStart));
     for (std::string line; std::getline(lines, line);) {
-        std::smatch told;
-        if (!std::regex_match(line, told, trouble)) continue;
+        const auto told = parseLogLine(line);
+        if (!told || !std::strchr("WEF", told->priority)) continue;
         // An archive that was pruned while it was not listed is chosen once more.
-        const std::string text = told[1];
+        const std::string& text = told->text;
         std::smatch archive;
         const bool chosenAgain = mKind.setting.prunesStore() &&
                                  std::regex_match(text, archive, missing) &&
