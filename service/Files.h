@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <utility>
 
 namespace zul {
 
@@ -17,14 +18,20 @@ class ScopedFd {
     ~ScopedFd() {
         if (mFd >= 0) close(mFd);
     }
-    ScopedFd(const ScopedFd&) = delete;
-    ScopedFd& operator=(const ScopedFd&) = delete;
+    ScopedFd(ScopedFd&& other) noexcept : mFd(other.release()) {}
+    ScopedFd& operator=(ScopedFd&& other) noexcept {
+        const ScopedFd old(mFd);
+        mFd = other.release();
+        return *this;
+    }
 
     bool ok() const { return mFd >= 0; }
     int get() const { return mFd; }
+    /** Gives the descriptor away. */
+    int release() { return std::exchange(mFd, -1); }
 
   private:
-    const int mFd;
+    int mFd;
 };
 
 struct FileCloser {

@@ -7,6 +7,7 @@
 #include <time.h>
 
 #include "service/Files.h"
+#include "service/Location.h"
 #include "service/Log.h"
 #include "service/Paths.h"
 #include "service/ZulService.h"
@@ -24,13 +25,16 @@ constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
 constexpr size_t kShortestArchive = 6;
 constexpr mode_t kFolderMode = 0777;
 
-/** mkdir, but a folder that another capture made a moment earlier will do. */
-bool ensureFolder(const std::string& path) {
-    if (pathExists(path.c_str()) || mkdir(path.c_str(), kFolderMode) == 0) return true;
-    const int error = errno;
-    const bool madeByOther = error == EEXIST && pathExists(path.c_str());
-    errno = error;
-    return madeByOther;
+/** Makes the folder `name` with exactly this mode; errno tells why not, EEXIST where there is one. */
+bool makeFolder(const Location& place) {
+    return place.folder.ok() && mkdirat(place.folder.get(), place.name.c_str(), kFolderMode) == 0;
+}
+
+/** remove(3): a file, a link itself, or an empty folder. */
+bool removeName(const Location& place) {
+    const int folder = place.folder.get();
+    const char* name = place.name.c_str();
+    return unlinkat(folder, name, 0) == 0 || unlinkat(folder, name, AT_REMOVEDIR) == 0;
 }
 
 void logFolderName(int fileNum, const char* folderName) {
@@ -42,16 +46,16 @@ void logFolderName(int fileNum, const char* folderName) {
  * Makes the capture folder, empty also where one of that name was left over; a failure is logged.
  */
 bool makeCaptureFolder(const char* path) {
+    const Location place = locate(path);
     // Without a look before: the name is nearly always free.
-    if (mkdir(path, kFolderMode) == 0) return true;
-    const char* reason = strerror(errno);
-    if (!pathExists(path)) {
-        LOGE("FolderOperation LOG folder create %s failed(%s)", path, reason);
+    if (makeFolder(place)) return true;
+    if (!place.folder.ok() || errno != EEXIST) {
+        LOGE("FolderOperation LOG folder create %s failed(%s)", path, strerror(errno));
         return false;
     }
     std::string leftover = path;
     ZulService::deleteOldDir(leftover);
-    return mkdir(path, kFolderMode) == 0;
+    return makeFolder(place);
 }
 
 /**
@@ -70,7 +74,8 @@ bool nameFolder(const std::string& tag, const tm& now, int fileNum, char* folder
         LOGE("tag too long for a capture folder: %s", tag.c_str());
         return false;
     }
-    if (ensureFolder(parent)) {
+    // Nearly always there from earlier captures.
+    if (makeFolder(locate(parent)) || errno == EEXIST) {
         snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
         return true;
     }
@@ -141,9 +146,14 @@ void ZulService::pruneArchives(const char* sceneType, std::vector<std::string>& 
 
 void ZulService::removeArchive(const std::string& archive) {
     if (mDebugLog) LOGD("createZulPath:erase %s", archive.c_str());
-    const bool removed = remove(archive.c_str()) == 0;
+    const Location place = locate(archive);
+    const bool removed = place.folder.ok() && removeName(place);
     mCompressFileCount.fetch_sub(1);
     if (removed || archive.size() < kShortestArchive) return;
+    if (!place.folder.ok()) {
+        LOGE("not removed, no folder without links: %s", archive.c_str());
+        return;
+    }
 
     // The collector did not get as far as the archive: what it left is the folder.
     std::string folder = archive.substr(0, archive.size() - kArchiveSuffixLength);

@@ -4,15 +4,14 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 
 #include "service/Files.h"
+#include "service/Location.h"
 #include "service/Log.h"
 #include "service/Paths.h"
 #include "service/Text.h"
@@ -43,7 +42,11 @@ bool isRegularFile(DIR* folder, const dirent& entry) {
 
 /** Makes a root of the store where it is missing. */
 bool ensureRoot(const char* root) {
-    if (pathExists(root) || mkdir(root, 0777) == 0) return true;
+    const Location place = locate(root);
+    if (place.folder.ok() &&
+        (mkdirat(place.folder.get(), place.name.c_str(), 0777) == 0 || errno == EEXIST)) {
+        return true;
+    }
     LOGE("FolderOperation main folder create %s failed(%s)", root, strerror(errno));
     return false;
 }
@@ -58,26 +61,23 @@ bool readHistoryLine(int64_t number, char (&line)[kLineSize]) {
     return true;
 }
 
-/** The folder without links, with a "/" at the end; empty when there is none. */
-std::string realFolder(const std::string& path) {
-    char real[PATH_MAX] = {};
-    if (realpath(path.c_str(), real) == nullptr) return "";
-    return std::string(real) + "/";
+/** The names in a path, one after the other. */
+std::vector<std::string> namesOf(const std::string& path) {
+    std::vector<std::string> names = split(path, "/");
+    std::erase_if(names, [](const std::string& name) { return name.empty() || name == "."; });
+    return names;
 }
 
 /**
- * History lines come from a file that anyone can write: only what really lies in the store may be
- * removed. The last name is not followed, as the removal does not follow it either.
+ * History lines come from a file that anyone can write: only what lies in the store may be removed,
+ * and not a root itself. The removal follows no links, so the text of the path tells.
  */
 bool liesInStore(const std::string& path) {
-    const size_t nameStart = path.rfind('/') + 1;
-    const std::string name = path.substr(nameStart);
-    // That is the folder itself, which may be a root.
-    if (name.empty() || name == ".") return false;
-    const std::string folder = realFolder(path.substr(0, nameStart));
+    const std::vector<std::string> names = namesOf(path);
     for (const char* root : {kOutputRoot, kStuckLogoRoot}) {
-        const std::string realRoot = realFolder(root);
-        if (!realRoot.empty() && folder.starts_with(realRoot)) return true;
+        const std::vector<std::string> above = namesOf(root);
+        if (names.size() > above.size() && std::equal(above.begin(), above.end(), names.begin()))
+            return path.front() == '/';
     }
     return false;
 }
@@ -111,8 +111,10 @@ void ZulService::handleMorvfsDataFile() {
 }
 
 void ZulService::countArchives(const char* root, bool logNames) {
-    const ScopedFolder folder(opendir(root));
+    ScopedFd opened = openFolder(root);
+    const ScopedFolder folder(opened.ok() ? fdopendir(opened.get()) : nullptr);
     if (folder == nullptr) return;
+    opened.release();
     while (const dirent* entry = readdir(folder.get())) {
         if (!isRegularFile(folder.get(), *entry)) continue;
         if (logNames) LOGD("dnam=%s", entry->d_name);

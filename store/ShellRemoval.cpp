@@ -9,8 +9,10 @@
 
 #include <algorithm>
 
+#include "service/Location.h"
 #include "service/Log.h"
-#include "service/ZulService.h"
+#include "service/Text.h"
+#include "store/ExclusiveHold.h"
 
 namespace zul {
 
@@ -20,23 +22,45 @@ namespace {
 bool isPlain(char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte >= 0x80 || (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-           (byte >= '0' && byte <= '9') || (byte != 0 && strchr("/._-+:,@%=", byte) != nullptr);
+           (byte >= '0' && byte <= '9') || (byte != 0 && strchr("/._-+:,@%=#~!^", byte) != nullptr);
 }
 
 bool isPlainPath(const std::string& path) {
     if (path.empty() || path[0] != '/') return false;
     if (!std::all_of(path.begin(), path.end(), isPlain)) return false;
-    const std::vector<std::string> names = ZulService::supersplit(path, "/");
+    const std::vector<std::string> names = split(path, "/");
     const auto goesUp = [](const std::string& name) { return name == ".."; };
     const auto isName = [](const std::string& name) { return !name.empty() && name != "."; };
     return std::none_of(names.begin(), names.end(), goesUp) &&
            std::any_of(names.begin(), names.end(), isName);
 }
 
-/** The child's part: becomes the shell or ends. Shares the parent's memory until then. */
-[[noreturn]] void becomeShell(const char* command) {
-    execl("/system/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
-    LOGE("execl on command '%s' failed\n", command);
+/** One removal; the texts are ready before the child is made. */
+struct Removal {
+    std::string command;
+    /** The command for the log, which names the path itself. */
+    std::string told;
+    /** Through which the command reaches the path; -1 for none. */
+    int folder;
+};
+
+Removal makeRemoval(const Location& place, const std::string& path, const char* commandEnd) {
+    const std::string plain = " rm -rf " + path + commandEnd;
+    if (!place.othersCanWrite) return {plain, plain, -1};
+    const int folder = place.folder.get();
+    return {" rm -rf /proc/self/fd/" + std::to_string(folder) + "/" + place.name + commandEnd,
+            plain, folder};
+}
+
+/**
+ * The child's part: becomes the shell or ends. Shares the parent's memory until then, but has a table
+ * of descriptors of its own, so that no other child inherits the folder.
+ */
+[[noreturn]] void becomeShell(const Removal& removal) {
+    if (removal.folder < 0 || fcntl(removal.folder, F_SETFD, 0) == 0) {
+        execl("/system/bin/sh", "sh", "-c", removal.command.c_str(), static_cast<char*>(nullptr));
+    }
+    LOGE("execl on command '%s' failed\n", removal.told.c_str());
     _exit(127);
 }
 
@@ -47,14 +71,25 @@ bool removeWithShell(const std::string& path, const char* commandEnd) {
         LOGE("not removed, no plain path: %s", path.c_str());
         return false;
     }
-    const std::string command = " rm -rf " + path + commandEnd;
+    const Location place = locate(path);
+    if (!place.folder.ok()) {
+        LOGE("not removed, no folder without links: %s", path.c_str());
+        return false;
+    }
+    const ExclusiveHold hold(place);
+    if (!hold.ok()) {
+        if (!removeTree(place.folder.get(), place.name.c_str()))
+            LOGE("not removed, in use by others: %s", path.c_str());
+        return false;
+    }
+    const Removal removal = makeRemoval(place, path, commandEnd);
 
     const pid_t child = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (child < 0) {
         LOGE("*** vfork fail\n");
         return false;
     }
-    if (child == 0) becomeShell(command.c_str());
+    if (child == 0) becomeShell(removal);
 
     int status = 0;
     pid_t waited;

@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: Apache-2.0
+
+/**
+ * Another user, who may write into the store as everybody may, exchanges folders for links while the
+ * daemon makes and removes what is in there. Nothing outside of the store may go or come by that.
+ * Needs a box with real user ids. The argument is the number of tries for each case.
+ */
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/inotify.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <random>
+
+#include "tests/support/ServiceTest.h"
+
+namespace zul::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+int gTries = 200;
+constexpr uid_t kOther = 1000;
+constexpr char kTag[] = "0xffff0101";
+constexpr char kLogoTag[] = "0xffffff06";
+constexpr char kVictim[] = "/data/victim";
+constexpr char kLink[] = "/data/ZUL/link";
+/** Of the folder that every try makes or removes; the clock stands still. */
+const std::string kName = "0xffff0101_2025_03_04_05_06_07_7";
+const std::string kLogoName = "0xffffff06_2025_03_04_05_06_07_7";
+const std::string kType = "/data/ZUL/0xffff";
+
+struct RaceCase {
+    const char* name;
+    /** What the other user exchanges for a link to the victim, again and again. */
+    std::string target;
+    /** Where that link waits. */
+    std::string link;
+    /** Made by the daemon, and by the other user, before each try. */
+    std::function<void()> prepare;
+    std::function<void()> prepareOther;
+    std::function<void(ZulService&)> act;
+};
+
+/** What the two processes tell each other. */
+struct Shared {
+    std::atomic<bool> ready = false;
+    std::atomic<bool> done = false;
+    std::atomic<int> exchanged = 0;
+};
+
+void makeFolders(const std::string& path) {
+    fs::create_directories(path);
+    fs::permissions(path, fs::perms::all);
+}
+
+/** A folder with something in it, which everybody may change. */
+void makeLeftover(const std::string& path) {
+    makeFolders(path);
+    makeFolders(path + "/inner");
+    close(open((path + "/inner/file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+}
+
+void makeCapture(ZulService& service, const char* tag) {
+    char folder[ZulService::kPathSize] = {};
+    service.createZulPath(tag, 7, folder);
+}
+
+/** As another user: exchanges until told to stop, half of the times just after something moved. */
+[[noreturn]] void attack(const RaceCase& race, Shared& shared, unsigned number) {
+    if (setresgid(kOther, kOther, kOther) != 0 || setresuid(kOther, kOther, kOther) != 0) _exit(1);
+    if (race.prepareOther) race.prepareOther();
+    if (symlink(kVictim, race.link.c_str()) != 0) _exit(2);
+    const int events = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    for (const std::string& path : {std::string("/data/ZUL/zul_history"), race.target,
+                                    fs::path(race.target).parent_path().string()}) {
+        inotify_add_watch(events, path.c_str(), IN_ALL_EVENTS);
+    }
+    shared.ready = true;
+    std::minstd_rand random(number);
+    while (!shared.done) {
+        char buffer[4096];
+        const bool moved = read(events, buffer, sizeof(buffer)) > 0;
+        if (number % 2 == 0 && !moved) continue;
+        for (unsigned spin = random() % 20000; spin > 0 && !shared.done; spin--)
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (syscall(SYS_renameat2, AT_FDCWD, race.target.c_str(), AT_FDCWD, race.link.c_str(),
+                    2 /* RENAME_EXCHANGE */) == 0) {
+            shared.exchanged++;
+        }
+    }
+    _exit(0);
+}
+
+std::string describeVictim() {
+    std::string all;
+    for (const auto& entry : fs::recursive_directory_iterator(kVictim))
+        all += entry.path().string() + "\n";
+    return all;
+}
+
+class RaceTest : public TableTest<RaceCase> {
+  protected:
+    RaceTest()
+          : mShared(static_cast<Shared*>(mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                              MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
+        umask(0);
+        // Whatever name somebody is led to, something stands there.
+        for (const std::string& name : {kName, kName + ".zul", kLogoName, std::string("secret"),
+                                        std::string("inner"), std::string("file")}) {
+            fs::create_directories(std::string(kVictim) + "/" + name + "/inner");
+        }
+        for (const std::string folder : {kVictim, "/data"})
+            fs::permissions(folder, fs::perms(0755));
+    }
+
+    void prepare() {
+        for (const char* folder : {"/data/ZUL", "/morvfs"}) {
+            for (const auto& entry : fs::directory_iterator(folder))
+                fs::remove_all(entry);
+            fs::permissions(folder, fs::perms::all);
+        }
+        makeFolders(kType);
+        makeFolders("/morvfs/stuck_logo");
+        ZulService::mTagTable.clear();
+        admit(kTag);
+        admit(kLogoTag);
+        GetParam().prepare();
+    }
+
+    int tryOnce(unsigned number) {
+        prepare();
+        new (mShared) Shared();
+        const pid_t other = fork();
+        if (other == 0) attack(GetParam(), *mShared, number);
+        while (!mShared->ready && waitpid(other, nullptr, WNOHANG) == 0) {
+        }
+        EXPECT_TRUE(mShared->ready) << "the other user could not begin";
+        GetParam().act(*mService);
+        mShared->done = true;
+        waitpid(other, nullptr, 0);
+        mLog.take();
+        return mShared->exchanged;
+    }
+
+  private:
+    Shared* const mShared;
+};
+
+TEST_P(RaceTest, HarmsNobodyElse) {
+    const std::string before = describeVictim();
+    int exchanged = 0;
+    for (int i = 0; i < gTries; i++) {
+        exchanged += tryOnce(static_cast<unsigned>(i));
+        ASSERT_EQ(describeVictim(), before) << "in try " << i;
+    }
+    printf("%d tries, %d exchanges, nothing lost\n", gTries, exchanged);
+    EXPECT_GE(exchanged, gTries / 2) << "the other user came too late";
+}
+
+void listPruned() {
+    std::vector<std::string>& archives = ZulService::mTagTable.at(kTag);
+    for (int i = 0; i < 19; i++) {
+        archives.push_back(kType + "/" + std::to_string(i) + ".zul");
+        makeFolders(archives.back());
+    }
+    archives.insert(archives.begin() + 1, kType + "/" + kName + ".zul");
+    // No file and no empty folder: what goes is the folder that it was to come from.
+    makeLeftover(archives[1]);
+    makeLeftover(kType + "/" + kName);
+}
+
+void recordSecret() {
+    const int file = open("/data/ZUL/zul_history", O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    dprintf(file, "x|y|/data/ZUL/a/secret|z\n");
+    close(file);
+    ZulService::mCompressFileCount = ZulService::mCompressFileLimit;
+}
+
+void makeSecret() {
+    umask(0);
+    makeLeftover("/data/ZUL/a/secret");
+    fs::permissions("/data/ZUL/a", fs::perms::all);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Store, RaceTest,
+        testing::Values(
+                RaceCase{"WholeStore", "/data/ZUL/a", kLink, recordSecret, makeSecret,
+                         [](ZulService&) { ZulService::cleanOldFile(); }},
+                RaceCase{"WholeStoreLastName", "/data/ZUL/a/secret", "/data/ZUL/a/link",
+                         recordSecret, makeSecret, [](ZulService&) { ZulService::cleanOldFile(); }},
+                RaceCase{"PrunedTag", kType, kLink, listPruned, nullptr,
+                         [](ZulService& service) { makeCapture(service, kTag); }},
+                RaceCase{"PrunedTagLastName", kType + "/" + kName, kType + "/link", listPruned,
+                         nullptr, [](ZulService& service) { makeCapture(service, kTag); }},
+                RaceCase{"Leftover", kType, kLink, [] { makeLeftover(kType + "/" + kName); },
+                         nullptr, [](ZulService& service) { makeCapture(service, kTag); }},
+                RaceCase{"LeftoverLastName", kType + "/" + kName, kType + "/link",
+                         [] { makeLeftover(kType + "/" + kName); }, nullptr,
+                         [](ZulService& service) { makeCapture(service, kTag); }},
+                RaceCase{"LeftoverInside", kType + "/" + kName + "/inner",
+                         kType + "/" + kName + "/link", [] { makeLeftover(kType + "/" + kName); },
+                         nullptr, [](ZulService& service) { makeCapture(service, kTag); }},
+                RaceCase{"TypeFolder", kType, kLink, [] {}, nullptr,
+                         [](ZulService& service) { makeCapture(service, kTag); }},
+                RaceCase{"StuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
+                         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr,
+                         [](ZulService& service) {
+                             ZulService::getCompressFileCount();
+                             makeCapture(service, kLogoTag);
+                         }},
+                RaceCase{"Configuration", "/data/ZUL/config.new", kLink, [] {},
+                         [] { makeLeftover("/data/ZUL/config.new"); },
+                         [](ZulService&) ZUL_NO_THREAD_SAFETY_ANALYSIS {
+                             ZulService::writeConfig("/data/ZUL/config", "tag:a,enable:1");
+                         }}),
+        caseName<RaceCase>);
+
+/** Runs as the other user. */
+void asOther(const std::function<void()>& act) {
+    const pid_t other = fork();
+    if (other == 0) {
+        umask(0);
+        if (setresgid(kOther, kOther, kOther) != 0 || setresuid(kOther, kOther, kOther) != 0)
+            _exit(1);
+        act();
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+using OtherUserTest = ServiceTest;
+
+TEST_F(OtherUserTest, WhatOthersMadeGoesWithoutTheShell) {
+    fs::permissions("/data/ZUL", fs::perms::all);
+    const std::string folder = "/data/ZUL/folder";
+    const auto removeIt = [&folder] {
+        std::string path = folder;
+        ZulService::removeFilePath(path.data());
+    };
+    // The folder itself; one that holds it; one in it. Only the last one leaves the shell anything.
+    asOther([&] { makeLeftover(folder); });
+    removeIt();
+    EXPECT_FALSE(exists(folder));
+    EXPECT_THAT(mLog.take(), testing::ElementsAre("D child normal exit...."));
+
+    makeFolders(folder);
+    asOther([&] { makeLeftover(folder + "/theirs"); });
+    removeIt();
+    EXPECT_FALSE(exists(folder));
+    EXPECT_THAT(mLog.take(), testing::ElementsAre("D child normal exit...."));
+
+    asOther([] { makeFolders("/data/ZUL/theirs"); });
+    makeLeftover("/data/ZUL/theirs/ours");
+    std::string path = "/data/ZUL/theirs/ours";
+    ZulService::removeFilePath(path.data());
+    EXPECT_FALSE(exists(path));
+    EXPECT_THAT(mLog.take(), testing::IsEmpty());
+}
+
+TEST_F(OtherUserTest, WhatOthersHoldIsToldAndStays) {
+    fs::permissions("/data/ZUL", fs::perms::all);
+    asOther([] {
+        makeLeftover("/data/ZUL/folder");
+        fs::permissions("/data/ZUL/folder", fs::perms(0755));
+    });
+    std::string path = "/data/ZUL/folder";
+    ZulService::removeFilePath(path.data());
+    EXPECT_TRUE(exists(path + "/inner"));
+    EXPECT_THAT(mLog.take(), testing::ElementsAre("E not removed, in use by others: " + path));
+    asOther([] { fs::remove_all("/data/ZUL/folder"); });
+}
+
+}  // namespace
+}  // namespace zul::test
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    if (argc > 1) zul::test::gTries = atoi(argv[1]);
+    return RUN_ALL_TESTS();
+}
