@@ -11,6 +11,8 @@ readonly DAEMON_LOG=/tmp/daemon.log
 readonly HISTORY=/data/ZUL/zul_history
 readonly RECORD=/data/ZUL/collector_record
 ENGINE_PID='' DAEMON_PID=''
+# A command that starts the daemon in its own way, with its arguments.
+DAEMON_WRAPPER=()
 
 # Ends the test with everything that helps to see why.
 fail() {
@@ -109,7 +111,7 @@ start_daemon() {
         mkdir -p /data/ZUL
         for tag in "$@"; do echo "$tag|"; done >/data/ZUL/ZUL_TAG.txt
     fi
-    zuld >>"$DAEMON_LOG" 2>&1 </dev/null &
+    "${DAEMON_WRAPPER[@]}" zuld >>"$DAEMON_LOG" 2>&1 </dev/null &
     DAEMON_PID=$!
 }
 
