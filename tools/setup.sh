@@ -9,6 +9,13 @@ die() {
     exit 2
 }
 
+# Ends the script when it could not write into build/, as after a run by another user.
+check_build_folder() {
+    local path
+    path=$(find build ! -user "$EUID" ! -writable -print -quit 2>/dev/null) || true
+    [[ -z $path ]] || die "$path belongs to $(stat -c %U "$path"): remove build/ as that user or as root"
+}
+
 # Installs the packages of tools/packages.txt that are missing: those for "demo", which all need, and those
 # for $1. Run it in the project's folder.
 install_packages() {
