@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace zulctl::test {
+
+/** What one call of the program came to. */
+struct Result {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+/** Runs the program in this process. */
+Result call(const std::vector<std::string>& arguments);
+
+/** A copy of a device's /data and /morvfs in a folder of its own, empty at first. */
+class ZulctlTest : public testing::Test {
+  protected:
+    ZulctlTest();
+    ~ZulctlTest() override;
+
+    /** Runs the program with --root on the copy of /data. */
+    Result onCopy(std::vector<std::string> arguments) const;
+
+    /** Where a path of the device is in the copy. */
+    std::string at(const std::string& path) const { return mRoot + path; }
+    /** Makes a file of the device with all folders above it. */
+    void write(const std::string& path, const std::string& text = "") const;
+    void makeFolder(const std::string& path) const;
+    bool exists(const std::string& path) const;
+
+    const std::string mRoot;
+};
+
+}  // namespace zulctl::test

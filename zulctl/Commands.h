@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "zulctl/Command.h"
+
+namespace zulctl {
+
+// Each is defined in a file of its name.
+
+}  // namespace zulctl

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/Session.h"
+
+namespace zulctl {
+
+const Store* Session::store() {
+    if (!mTriedStore) {
+        mTriedStore = true;
+        std::string reason;
+        mStore = Store::open(mOptions.root, reason);
+        if (mStore == nullptr) problem(reason);
+    }
+    return mStore.get();
+}
+
+void Session::problem(std::string_view text) {
+    mHadProblem = true;
+    say(text);
+}
+
+void Session::remark(std::string_view text) {
+    say(text);
+}
+
+Status Session::wrongCall(std::string_view text) {
+    say(std::string(mCommand).append(": ").append(text));
+    return Status::WRONG_CALL;
+}
+
+void Session::say(std::string_view text) {
+    fprintf(mErr, "zulctl: %s\n", printable(text).c_str());
+}
+
+}  // namespace zulctl

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/Store.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "service/Paths.h"
+#include "service/Text.h"
+
+namespace zulctl {
+
+namespace {
+
+/** Where a copy may have what a device has in /data/ZUL and in /morvfs/stuck_logo. */
+struct Layout {
+    const char* outputRoot;
+    const char* stuckLogoRoots[3];
+};
+
+constexpr Layout kLayouts[] = {
+        {"data/ZUL", {"morvfs/stuck_logo"}},
+        {"ZUL", {"../morvfs/stuck_logo", "morvfs/stuck_logo"}},
+        {".", {"../morvfs/stuck_logo", "../../morvfs/stuck_logo", "morvfs/stuck_logo"}},
+};
+
+/** openFolderAt for a path of several names. */
+int openPathAt(int parent, const std::string& path) {
+    int folder = fcntl(parent, F_DUPFD_CLOEXEC, 0);
+    for (const std::string& name : zul::split(path, "/")) {
+        if (folder < 0) break;
+        const int next = openFolderAt(folder, name.c_str());
+        const int error = errno;
+        close(folder);
+        errno = error;
+        folder = next;
+    }
+    return folder;
+}
+
+/** A folder that is any other folder is told from a copy of /data/ZUL by what a store has. */
+bool looksLikeOutputRoot(int folder) {
+    for (const char* name : {"zul_history", "ZUL_TAG.txt", "config", "0xffff", "0xffffff"}) {
+        struct stat status = {};
+        if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+int openFolderAt(int parent, const char* name) {
+    return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+int openRegularAt(int parent, const char* name) {
+    // O_NONBLOCK: a FIFO of that name would wait for a writer.
+    const int fd = openat(parent, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return -1;
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) return fd;
+    close(fd);
+    errno = EINVAL;
+    return -1;
+}
+
+std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& reason) {
+    if (!root) {
+        const int outputRoot = openFolderAt(AT_FDCWD, zul::kOutputRoot);
+        if (outputRoot < 0) {
+            reason = std::string(zul::kOutputRoot) + ": " + strerror(errno);
+            return nullptr;
+        }
+        const int stuckLogoRoot = openFolderAt(AT_FDCWD, zul::kStuckLogoRoot);
+        return std::unique_ptr<Store>(new Store(false, outputRoot, stuckLogoRoot));
+    }
+
+    const zul::ScopedFd base(::open(root->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!base.ok()) {
+        reason = *root + ": " + strerror(errno);
+        return nullptr;
+    }
+    for (const Layout& layout : kLayouts) {
+        const int outputRoot = openPathAt(base.get(), layout.outputRoot);
+        if (outputRoot < 0) continue;
+        if (strcmp(layout.outputRoot, ".") == 0 && !looksLikeOutputRoot(outputRoot)) {
+            close(outputRoot);
+            continue;
+        }
+        int stuckLogoRoot = -1;
+        for (const char* path : layout.stuckLogoRoots) {
+            if (path != nullptr && stuckLogoRoot < 0) stuckLogoRoot = openPathAt(base.get(), path);
+        }
+        return std::unique_ptr<Store>(new Store(true, outputRoot, stuckLogoRoot));
+    }
+    reason = *root + ": no copy of /data or of /data/ZUL";
+    return nullptr;
+}
+
+zul::ScopedFd Store::openFile(const char* name) const {
+    return zul::ScopedFd(openRegularAt(mOutputRoot.get(), name));
+}
+
+}  // namespace zulctl

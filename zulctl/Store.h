@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "service/Files.h"
+
+namespace zulctl {
+
+/**
+ * The folders of a store, of this device or of a copy. Everything in it may have been put there by anyone:
+ * it is reached from these descriptors alone, no link is followed, and only regular files are read.
+ */
+class Store {
+  public:
+    /**
+     * Opens the store of this device, or the copy in `root`: of /data, of /data/ZUL, or of what holds
+     * both data and morvfs; morvfs may lie beside it. Null, and a reason, when there is none.
+     */
+    static std::unique_ptr<Store> open(const std::optional<std::string>& root, std::string& reason);
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+
+    bool isCopy() const { return mIsCopy; }
+    /** Descriptor of /data/ZUL. */
+    int outputRoot() const { return mOutputRoot.get(); }
+    /** Descriptor of /morvfs/stuck_logo; -1 where there is none. */
+    int stuckLogoRoot() const { return mStuckLogoRoot.get(); }
+
+    /** Opens a regular file of /data/ZUL for reading; otherwise -1 inside, and errno tells why. */
+    zul::ScopedFd openFile(const char* name) const;
+
+  private:
+    Store(bool isCopy, int outputRoot, int stuckLogoRoot)
+          : mIsCopy(isCopy), mOutputRoot(outputRoot), mStuckLogoRoot(stuckLogoRoot) {}
+
+    const bool mIsCopy;
+    const zul::ScopedFd mOutputRoot;
+    const zul::ScopedFd mStuckLogoRoot;
+};
+
+/** Opens the folder `name` of `parent` for listing, if it is no link; otherwise -1, and errno. */
+int openFolderAt(int parent, const char* name);
+
+/** Opens `name` of `parent` for reading, if it is a regular file; otherwise -1, and errno. */
+int openRegularAt(int parent, const char* name);
+
+}  // namespace zulctl
