@@ -197,7 +197,7 @@ TEST_P(EveryRequestTest, HandsTheCopyOfAVendorDatabaseOn) {
     writeFile("/data/ZUL/db.fatal.08.EE.dbg", "");
     request(GetParam(), "0xffff0109", kVendorList);
     EXPECT_EQ(argument(3), "/a;/data/ZUL/db.fatal.08.EE.dbg");
-    EXPECT_EQ(FakeTime::sleeps, 1);
+    EXPECT_EQ(FakeTime::slept, 1u);
 }
 
 TEST_P(EveryRequestTest, UpdatesTheConfigurationInPlaceOfACapture) {
@@ -213,7 +213,7 @@ TEST_P(EveryRequestTest, UpdatesTheConfigurationInPlaceOfACapture) {
 TEST_F(CaptureRequestTest, LegalTagIsAskedForAfterTheVendorCopyAndMustBeExact) {
     writeFile("/data/ZUL/db.fatal.08.EE.dbg", "");
     request(kZul, "0xffff0109", kVendorList);
-    EXPECT_EQ(FakeTime::sleeps, 1);
+    EXPECT_EQ(FakeTime::slept, 1u);
     EXPECT_EQ(mLog.take().back(), "D Illegal ZUL TAG 0xffff0109,break");
     admit("0xffffffff1");
     request(kZul, "0xffffffff1", "tag:NEW,enable:1");

@@ -10,7 +10,6 @@
 #include <set>
 #include <thread>
 
-#include "tests/support/FakeFork.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -139,7 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
         caseName<MissingCase>);
 
 TEST_F(CollectorTest, RequestEndsWhereNoChildCanBeStarted) {
-    const FailingFork none;
+    FakeSystem::onFork = [] { return false; };
     mService->startZul(kTag, 0, 0, "");
     const std::string folder = mService->mDumpPath;
     EXPECT_THAT(mLog.takeAboveDebug(), ElementsAre("E *** fork fail\n"));

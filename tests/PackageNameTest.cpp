@@ -57,11 +57,11 @@ TEST_F(PackageNameTest, MissingServiceLeavesTheNameEmpty) {
             {
                 mLog.release();
                 const bool empty = nameOf(1).empty();
-                fprintf(stderr, "[%s after %d sleeps]", empty ? "nothing" : "a name",
-                        FakeTime::sleeps.load());
+                fprintf(stderr, "[%s after %u seconds]", empty ? "nothing" : "a name",
+                        FakeTime::slept.load());
                 _exit(0);
             },
-            testing::ExitedWithCode(0), "nothing after 5 sleeps");
+            testing::ExitedWithCode(0), "nothing after 5 seconds");
     std::filesystem::rename("/dev/socket.away", "/dev/socket");
 }
 

@@ -3,14 +3,52 @@
 #include <aidl/vendor/morvantic/hardware/zul/zulengine/BnZul.h>
 #include <android/binder_manager.h>
 #include <cutils/properties.h>
+#include <signal.h>
 #include <vendor/morvantic/hardware/zul/zulengine/1.0/IZul.h>
 
-#include <set>
+#include <optional>
 
 #include "service/BinderMode.h"
+#include "service/Log.h"
 #include "tests/support/ServiceTest.h"
 
+/** The daemon's entry point. */
+int daemonMain(int argc, char** argv);
+
 namespace zul::test {
+
+// What the start asks of the platform becomes a line among those of the log.
+extern "C" {
+
+// ABinderProcess_setThreadPoolMaxThreadCount(uint32_t)
+bool __wrap__Z42ABinderProcess_setThreadPoolMaxThreadCountj(uint32_t threads) {
+    LOGI("aidl pool %u", threads);
+    return true;
+}
+void __wrap__Z30ABinderProcess_startThreadPoolv() {
+    LOGI("start");
+}
+void __wrap__Z29ABinderProcess_joinThreadPoolv() {
+    LOGI("aidl join");
+}
+// android::hardware::configureRpcThreadpool(size_t, bool)
+void __wrap__ZN7android8hardware22configureRpcThreadpoolEmb(size_t threads, bool callerWillJoin) {
+    LOGI("hidl pool %zu%s", threads, callerWillJoin ? " and this thread" : "");
+}
+// android::hardware::joinRpcThreadpool()
+void __wrap__ZN7android8hardware17joinRpcThreadpoolEv() {
+    LOGI("hidl join");
+}
+// ZulService::zulRegisterCallback()
+int __real__ZN3zul10ZulService19zulRegisterCallbackEv();
+int __wrap__ZN3zul10ZulService19zulRegisterCallbackEv() {
+    const int result = __real__ZN3zul10ZulService19zulRegisterCallbackEv();
+    LOGI("result %d after %u seconds", result, FakeTime::slept.load());
+    return result;
+}
+
+}  // extern "C"
+
 namespace {
 
 using android::hardware::Return;
@@ -26,12 +64,14 @@ struct EngineCase {
     bool aidl;
     /** The failed look-ups before it is there; -1 for an engine that never comes. */
     int late;
-    int32_t threads;
-    bool answersThreads;
-    bool takesCallbacks;
+    /** The thread number; without one the query fails. */
+    std::optional<int32_t> threads;
+    /** Whether the queries succeed; over AIDL the number is there in either case. */
+    bool succeeds;
     bool debugLog;
     int result;
     int registered;
+    /** What the log tells of the engine. */
     const char* log;
 };
 
@@ -44,12 +84,13 @@ class HidlEngine : public ::vendor::morvantic::hardware::zul::zulengine::V1_0::I
     Return<void> reserved3() override { return Void(); }
     Return<void> reserved4() override { return Void(); }
     Return<int32_t> getThreadNumber() override {
-        if (mAnswers.answersThreads) return mAnswers.threads;
+        if (mAnswers.threads) return *mAnswers.threads;
         return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED, "gone");
     }
     Return<void> registerClientCallback(const android::sp<HidlCallback>& callback) override {
+        LOGI("callback %zu", mCallbacks.size());
         mCallbacks.push_back(callback);
-        if (mAnswers.takesCallbacks) return Void();
+        if (mAnswers.succeeds) return Void();
         return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED, "gone");
     }
 
@@ -62,15 +103,18 @@ class AidlEngine : public ::aidl::vendor::morvantic::hardware::zul::zulengine::B
     explicit AidlEngine(const EngineCase& answers) : mAnswers(answers) {}
 
     ndk::ScopedAStatus getThreadNumber(int32_t* number) override {
-        if (!mAnswers.answersThreads) return ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
-        *number = mAnswers.threads;
-        return ndk::ScopedAStatus::ok();
+        if (mAnswers.threads) *number = *mAnswers.threads;
+        return status();
     }
     ndk::ScopedAStatus registerClientCallback(
             const std::shared_ptr<AidlCallback>& callback) override {
+        LOGI("callback %zu", mCallbacks.size());
         mCallbacks.push_back(callback);
-        if (mAnswers.takesCallbacks) return ndk::ScopedAStatus::ok();
-        return ndk::ScopedAStatus::fromExceptionCode(EX_ILLEGAL_STATE);
+        return status();
+    }
+    ndk::ScopedAStatus status() const {
+        return mAnswers.succeeds ? ndk::ScopedAStatus::ok()
+                                 : ndk::ScopedAStatus::fromExceptionCode(EX_ILLEGAL_STATE);
     }
 
     const EngineCase& mAnswers;
@@ -89,18 +133,17 @@ TEST_F(BinderModeTest, OnlyTheExactWordMeansAidl) {
     EXPECT_TRUE(readAidlMode());
 }
 
-/** A name is offered for the life of a process, so each case registers in a process of its own. */
-class RegistrationTest : public ServiceTest, public testing::WithParamInterface<EngineCase> {
+/** A name is offered for the life of a process, so each case starts in a process of its own. */
+class StartTest : public ServiceTest, public testing::WithParamInterface<EngineCase> {
   protected:
-    /** Registers and prints what is to be seen: result, sleeps, distinct adapters. */
-    void registerAndTell(const EngineCase& c) {
-        mLog.release();
+    /** Starts the daemon in this process, and prints what it asked of the platform and logged. */
+    [[noreturn]] void startAndTell(const EngineCase& c) {
         property_set("hwservicemanager.disabled", c.aidl ? "true" : "True");
-        ZulService::mDebugLog = c.debugLog;
+        property_set("debug.zul.dump", c.debugLog ? "1" : "0");
         const android::sp<HidlEngine> hidl = new HidlEngine(c);
         const auto aidl = ndk::SharedRefBase::make<AidlEngine>(c);
         const auto offer = [&c, hidl, aidl] {
-            if (FakeTime::sleeps != c.late) return;
+            if (static_cast<int>(FakeTime::slept) != c.late) return;
             const std::string name = std::string(AidlEngine::descriptor) + "/default";
             const bool offered = c.aidl ? AServiceManager_addService(aidl->asBinder().get(),
                                                                      name.c_str()) == EX_NONE
@@ -109,57 +152,84 @@ class RegistrationTest : public ServiceTest, public testing::WithParamInterface<
         };
         FakeTime::onSleep = offer;
         offer();
+        const size_t own = FakeSystem::services();
 
-        const int result = ZulService::zulRegisterCallback();
-        const std::set<const void*> distinct = [&] {
-            std::set<const void*> all;
-            for (const auto& callback : hidl->mCallbacks)
-                all.insert(callback.get());
-            for (const auto& callback : aidl->mCallbacks)
-                all.insert(callback.get());
-            return all;
-        }();
-        fprintf(stderr, "result %d after %d sleeps, %zu registered\n", result,
-                FakeTime::sleeps.load(), distinct.size());
-        _exit(0);
+        const int status = daemonMain(0, nullptr);
+        const size_t made = FakeSystem::services() - own;
+        hidl->mCallbacks.clear();
+        aidl->mCallbacks.clear();
+        LOGI("%zu services, %zu without the engine", made, FakeSystem::services() - own);
+        if (signal(SIGPIPE, SIG_DFL) != SIG_IGN) LOGI("a broken pipe ends the daemon");
+        const std::vector<std::string> lines = mLog.take();
+        mLog.release();
+        for (const std::string& line : lines)
+            fprintf(stderr, "%s\n", line.c_str());
+        _exit(status);
     }
 };
 
-TEST_P(RegistrationTest, FindsTheEngineAndRegistersAsItAsks) {
+TEST_P(StartTest, FindsTheEngineAndRegistersAsItAsks) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const EngineCase& c = GetParam();
-    const std::string line = c.log[0] == '\0' ? "" : "[^\n]*" + std::string(c.log) + "\n";
-    const std::string told = "result " + std::to_string(c.result) + " after " +
-                             std::to_string(c.late < 0 ? 10 : c.late) + " sleeps, " +
-                             std::to_string(c.registered) + " registered\n";
-    EXPECT_EXIT(registerAndTell(c), testing::ExitedWithCode(0), "^" + line + told + "$");
+    const std::string mode = c.aidl ? "aidl" : "hidl";
+    const auto pool = [&](int threads, const char* join) {
+        const std::string line = "I " + mode + " pool " + std::to_string(threads);
+        return line + (c.aidl ? "\nI start\n" : std::string(join) + "\n");
+    };
+    std::string expected = "D ZUL  main start.\nD ZUL main start thread from " + mode + ".\n";
+    expected += pool(1, "");
+    if (c.debugLog) expected += "D mCompressFileCount=0\n";
+    expected += c.log;
+    if (c.result == 0) expected += pool(c.threads.value_or(0) + 1, " and this thread");
+    for (int i = 0; i < c.registered; i++)
+        expected += "I callback " + std::to_string(i) + "\n";
+    expected += "I result " + std::to_string(c.result) + " after " +
+                std::to_string(c.late < 0 ? 10 : c.late) + " seconds\nI " + mode +
+                " join\nE thread pool join returned, no more events are served\nI " +
+                std::to_string(c.registered) + " services, 0 without the engine\n";
+    EXPECT_EXIT(startAndTell(c), testing::ExitedWithCode(0), testing::Eq(expected));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-        Engines, RegistrationTest,
+        Engines, StartTest,
         testing::Values(
-                EngineCase{"HidlThere", false, 0, 3, true, true, true, 0, 3,
-                           " D ZUL_DEBUG: hwbinder thread number=3"},
-                EngineCase{"HidlLate", false, 4, 1, true, true, false, 0, 1, ""},
-                EngineCase{"HidlAtTheLastLookUp", false, 10, 1, true, true, false, 0, 1, ""},
-                EngineCase{"HidlNever", false, -1, 1, true, true, false, -1, 0,
-                           " E ZUL_DEBUG: service is still nullptr after 10 attempts, return -1"},
-                EngineCase{"HidlNone", false, 0, 0, true, true, true, 0, 0,
-                           " D ZUL_DEBUG: hwbinder thread number=0"},
-                EngineCase{"HidlNegative", false, 0, -1, true, true, true, 0, 0,
-                           " D ZUL_DEBUG: hwbinder thread number=-1"},
-                EngineCase{"HidlGivesNoNumber", false, 0, 3, false, true, true, -1, 0,
-                           " E ZUL_DEBUG: engine gave no thread number: [^\n]*"},
-                EngineCase{"HidlTakesNone", false, 0, 2, true, false, false, 0, 2, ""},
-                EngineCase{"AidlThere", true, 0, 3, true, true, true, 0, 3,
-                           " D ZUL_DEBUG: aidlbinder thread number=3"},
-                EngineCase{"AidlLate", true, 9, 2, true, true, false, 0, 2, ""},
-                EngineCase{"AidlNever", true, -1, 1, true, true, true, -1, 0, ""},
-                EngineCase{"AidlNegative", true, 0, -1, true, true, true, 0, 0,
-                           " D ZUL_DEBUG: aidlbinder thread number=-1"},
-                EngineCase{"AidlGivesNoNumber", true, 0, 3, false, true, true, 0, 0,
-                           " D ZUL_DEBUG: aidlbinder thread number=0"},
-                EngineCase{"AidlTakesNone", true, 0, 2, true, false, false, 0, 2, ""}),
+                EngineCase{"HidlThere", false, 0, 3, true, true, 0, 3,
+                           "D hwbinder thread number=3\n"},
+                EngineCase{"HidlLate", false, 4, 1, true, false, 0, 1, ""},
+                EngineCase{"HidlAtTheLastLookUp", false, 10, 1, true, false, 0, 1, ""},
+                EngineCase{"HidlNever", false, -1, 1, true, true, -1, 0,
+                           "E service is still nullptr after 10 attempts, return -1\n"},
+                EngineCase{"HidlNone", false, 0, 0, true, true, 0, 0,
+                           "D hwbinder thread number=0\n"},
+                EngineCase{"HidlNegative", false, 0, -1, true, true, 0, 0,
+                           "D hwbinder thread number=-1\n"},
+                EngineCase{
+                        "HidlGivesNoNumber",
+                        false,
+                        0,
+                        {},
+                        true,
+                        true,
+                        -1,
+                        0,
+                        "E engine gave no thread number: Status(EX_TRANSACTION_FAILED): error 0\n"},
+                EngineCase{"HidlTakesNone", false, 0, 2, false, false, 0, 2, ""},
+                EngineCase{"AidlThere", true, 0, 3, true, true, 0, 3,
+                           "D aidlbinder thread number=3\n"},
+                EngineCase{"AidlLate", true, 9, 2, true, false, 0, 2, ""},
+                EngineCase{"AidlNever", true, -1, 1, true, true, -1, 0, ""},
+                EngineCase{"AidlNegative", true, 0, -1, true, true, 0, 0,
+                           "D aidlbinder thread number=-1\n"},
+                EngineCase{"AidlGivesNoNumber",
+                           true,
+                           0,
+                           {},
+                           false,
+                           true,
+                           0,
+                           0,
+                           "D aidlbinder thread number=0\n"},
+                EngineCase{"AidlFailsButCounts", true, 0, 2, false, false, 0, 2, ""}),
         caseName<EngineCase>);
 
 }  // namespace

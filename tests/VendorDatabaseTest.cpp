@@ -68,7 +68,7 @@ TEST_P(VndFileExistTest, TakesRequestsBackAndOpensCopies) {
     std::string text = GetParam().list;
     EXPECT_EQ(ZulService::vndFileExist(text), GetParam().found);
     EXPECT_EQ(text, GetParam().list);
-    EXPECT_EQ(FakeTime::sleeps, 1);
+    EXPECT_EQ(FakeTime::slept, 1u);
     EXPECT_EQ(requests(), GetParam().requested);
     std::vector<std::string> lines;
     if (!GetParam().missing.empty()) {

@@ -7,12 +7,12 @@
 namespace zul::test {
 
 std::atomic<time_t> FakeTime::now{kStart};
-std::atomic<int> FakeTime::sleeps{0};
+std::atomic<unsigned> FakeTime::slept{0};
 std::function<void()> FakeTime::onSleep;
 
 void FakeTime::reset() {
     now = kStart;
-    sleeps = 0;
+    slept = 0;
     onSleep = nullptr;
     setenv("TZ", "EAST-3", 1);
     tzset();
@@ -20,8 +20,8 @@ void FakeTime::reset() {
 
 }  // namespace zul::test
 
-extern "C" unsigned int sleep(unsigned int /* seconds */) {
-    zul::test::FakeTime::sleeps++;
+extern "C" unsigned int sleep(unsigned int seconds) {
+    zul::test::FakeTime::slept += seconds;
     if (zul::test::FakeTime::onSleep) zul::test::FakeTime::onSleep();
     return 0;
 }

@@ -9,14 +9,15 @@
 namespace zul::test {
 
 /**
- * The time that the whole test program sees: sleep() returns at once and is counted, time() stands still.
+ * The time that the whole test program sees: sleep() returns at once, time() stands still.
  */
 struct FakeTime {
     /** 2025-03-04 05:06:07 in the zone three hours east that the tests run in. */
     static constexpr time_t kStart = 1741053967;
 
     static std::atomic<time_t> now;
-    static std::atomic<int> sleeps;
+    /** The seconds that were slept. */
+    static std::atomic<unsigned> slept;
     /** Called by every sleep. */
     static std::function<void()> onSleep;
 

@@ -59,13 +59,16 @@ ServiceTest::ServiceTest() {
     // Unloaded, so that the next look-up reads the table of its test.
     if (ZulService::mTagLibrary != nullptr) dlclose(ZulService::mTagLibrary);
     ZulService::mTagLibrary = nullptr;
+    FakeSystem::reset();
     FakeTime::reset();
+    umask(022);
 }
 
 ServiceTest::~ServiceTest() {
     std::error_code error;
     fs::copy_file("/zul/system_ext/etc/zulid_config.csv", kTagTable,
                   fs::copy_options::overwrite_existing, error);
+    FakeSystem::reset();
     FakeTime::reset();
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "service/ZulService.h"
+#include "tests/support/FakeSystem.h"
 #include "tests/support/FakeTime.h"
 #include "tests/support/LogCapture.h"
 
