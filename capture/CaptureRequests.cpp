@@ -47,6 +47,8 @@ constexpr char kTraceProbe[] = "/sys/kernel/debug/tracing/instances/perf/trace_m
 constexpr std::string_view kSpecialScene = "0xffff100";
 /** The trace instances of the types '1' to '6'. */
 constexpr const char* kTraceInstances[] = {"perf", "power", "stab", "com", "com", "cam"};
+constexpr char kFirstType = '1';
+constexpr char kLastType = kFirstType + static_cast<int>(std::size(kTraceInstances)) - 1;
 constexpr char kStabilityType = '3';
 /** FLAG_ZUL_COPY_BUFFER: a stability scene also runs the collector. */
 constexpr int64_t kCopyBufferFlag = int64_t{1} << 62;
@@ -99,7 +101,8 @@ void ZulService::runRequest(Request request) {
     if (request.variation.describedByTag && !describeByTag(request)) return;
     if (!fetchVendorDatabases(request)) return;
     chooseTraceRoot(request);
-    if (!admitOrUpdateConfig(request)) return;
+    if (!request.variation.describedByTag) logRequest(request);
+    if (admit(request) != Admission::TO_CAPTURE) return;
     if (!applyRemoteConfig(request)) return;
     if (isSpecialScene(request)) {
         runSpecialScene(request);
@@ -159,21 +162,23 @@ bool ZulService::fetchVendorDatabases(Request& request) {
 
 void ZulService::chooseTraceRoot(Request& request) {
     request.traceRoot = openTraceFile(kTraceProbe).ok() ? kTraceRoot : kFallbackTraceRoot;
-    if (request.variation.describedByTag) return;
+}
+
+void ZulService::logRequest(const Request& request) {
     LOGD("sceneType===%s,sceneType.length()=%d,mFlag=0x%llx", request.sceneType.c_str(),
          static_cast<int>(request.sceneType.size()), static_cast<unsigned long long>(request.flag));
 }
 
-bool ZulService::admitOrUpdateConfig(Request& request) {
+ZulService::Admission ZulService::admit(Request& request) {
     const ScopedServiceLock lock(mServiceLock);
     if (mTagTable.find(request.sceneType) == mTagTable.end()) {
         LOGD("Illegal ZUL TAG %s,break", request.sceneType.c_str());
-        return false;
+        return Admission::REFUSED;
     }
-    if (request.sceneType != kConfigUpdate) return true;
+    if (request.sceneType != kConfigUpdate) return Admission::TO_CAPTURE;
     writeConfig(kConfigFile, request.extraInfo);
     parseRemoteConfig(request.extraInfo);
-    return false;
+    return Admission::CONFIG_UPDATED;
 }
 
 std::optional<ZulService::zul_struct> ZulService::findRemoteConfig(const std::string& sceneType) {
@@ -206,13 +211,12 @@ bool ZulService::isSpecialScene(const Request& request) {
 
 void ZulService::runSpecialScene(const Request& request) {
     const char type = request.sceneType.back();
-    // Wraps around for what is below '1'.
-    const size_t index = static_cast<unsigned char>(type) - size_t{'1'};
-    if (index >= std::size(kTraceInstances)) {
+    if (type < kFirstType || type > kLastType) {
         LOGE("unknow special scene type:%c", type);
         return;
     }
-    const std::string marker = request.traceRoot + kTraceInstances[index] + "/trace_marker";
+    const std::string marker =
+            request.traceRoot + kTraceInstances[type - kFirstType] + "/trace_marker";
     {
         const ScopedFd file = openTraceFile(marker.c_str());
         // The kernel takes what fits its buffer.

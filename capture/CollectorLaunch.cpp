@@ -28,7 +28,7 @@ constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
 }  // namespace
 
 void ZulService::startWork() {
-    if (mDebugLog) LOGD("startWork....");
+    LOG_DUMP("startWork....");
 
     char flag[64] = {};
     snprintf(flag, sizeof(flag), "%lld", static_cast<long long>(mFlag));

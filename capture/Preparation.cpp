@@ -9,36 +9,41 @@
 namespace zul {
 
 void ZulService::prepare(std::string sceneType, long flag, int pid, std::string extraInfo) {
+    takeRequest(sceneType, flag, extraInfo);
     mPid = pid;
-    prepareCapture(sceneType, flag, extraInfo, false);
+    const int32_t index = takeIndex();
+    LOG_DUMP("prepare.....sceneType=%s,flag=0x%llx,pid=%d, mCompressFileCount=%d, extraInfo=%s",
+             sceneType.c_str(), static_cast<unsigned long long>(flag), pid,
+             mCompressFileCount.load(), extraInfo.c_str());
+    makeCapture(sceneType, index);
 }
 
 void ZulService::multiPidPrepare(std::string sceneType, long flag, std::string multiPid,
                                  std::string extraInfo) {
+    takeRequest(sceneType, flag, extraInfo);
     mMultiPid = multiPid;
-    prepareCapture(sceneType, flag, extraInfo, true);
+    const int32_t index = takeIndex();
+    LOG_DUMP(
+            "multiPidPrepare.....sceneType=%s,flag=0x%llx,mMultiPid=%s, mCompressFileCount=%d, "
+            "extraInfo=%s",
+            sceneType.c_str(), static_cast<unsigned long long>(flag), multiPid.c_str(),
+            mCompressFileCount.load(), extraInfo.c_str());
+    makeCapture(sceneType, index);
 }
 
-void ZulService::prepareCapture(const std::string& sceneType, int64_t flag,
-                                const std::string& extraInfo, bool severalProcesses) {
+void ZulService::takeRequest(const std::string& sceneType, int64_t flag,
+                             const std::string& extraInfo) {
     mDumpPath = sceneType;
     mFlag = flag;
     mExtraInfo = extraInfo;
+}
 
+int32_t ZulService::takeIndex() {
+    return mCompressFileCount.fetch_add(1, std::memory_order_acq_rel);
+}
+
+void ZulService::makeCapture(const std::string& sceneType, int32_t index) {
     char folder[kPathSize] = {};
-    const int32_t index = mCompressFileCount.fetch_add(1, std::memory_order_acq_rel);
-    if (mDebugLog) {
-        const auto mask = static_cast<unsigned long long>(flag);
-        const int32_t count = mCompressFileCount.load();
-        if (severalProcesses) {
-            LOGD("multiPidPrepare.....sceneType=%s,flag=0x%llx,mMultiPid=%s, "
-                 "mCompressFileCount=%d, extraInfo=%s",
-                 sceneType.c_str(), mask, mMultiPid.c_str(), count, extraInfo.c_str());
-        } else {
-            LOGD("prepare.....sceneType=%s,flag=0x%llx,pid=%d, mCompressFileCount=%d, extraInfo=%s",
-                 sceneType.c_str(), mask, mPid, count, extraInfo.c_str());
-        }
-    }
     if (!createZulPath(sceneType.c_str(), index, folder)) {
         LOGE("createZulPath failure...");
         mCompressFileCount.fetch_sub(1, std::memory_order_acq_rel);

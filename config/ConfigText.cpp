@@ -22,8 +22,8 @@ const ConfigKeyword* applyConfigItem(const std::string& item, ConfigEntry& entry
     for (const ConfigKeyword& keyword : kConfigKeywords) {
         if (!contains(item, keyword.text)) continue;
         std::string value = split(item, ":").back();
-        if (keyword.field != nullptr) {
-            entry.*keyword.field = std::move(value);
+        if (const auto* text = std::get_if<std::string ConfigEntry::*>(&keyword.field)) {
+            entry.** text = std::move(value);
         } else {
             entry.flag = parseConfigFlag(value.c_str());
         }

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "config/TagIndex.h"
@@ -31,18 +32,19 @@ struct ConfigKeyword {
     /** Looked for anywhere in the item, its value included. */
     const char* text;
     const char* fieldName;
-    /** Null for the flag, the only number. */
-    std::string ConfigEntry::*field;
+    /** The daemon's log line, for the field's new value. */
+    const char* logFormat;
+    std::variant<std::string ConfigEntry::*, int64_t ConfigEntry::*> field;
 };
 
 /** The first that occurs in an item wins. */
 inline constexpr ConfigKeyword kConfigKeywords[] = {
-        {"tag", "tag", &ConfigEntry::tag},
-        {"enable", "enable", &ConfigEntry::enable},
-        {"pkgname", "pkgname", &ConfigEntry::pkgname},
-        {"flag", "flag", nullptr},
-        {"cmd", "cmds", &ConfigEntry::cmds},
-        {"path", "paths", &ConfigEntry::paths},
+        {"tag", "tag", "remoteConfig.tag = %s \n", &ConfigEntry::tag},
+        {"enable", "enable", "remoteConfig.enable = %s \n", &ConfigEntry::enable},
+        {"pkgname", "pkgname", "remoteConfig.pkgname = %s \n", &ConfigEntry::pkgname},
+        {"flag", "flag", "remoteConfig.flag = %lld \n", &ConfigEntry::flag},
+        {"cmd", "cmds", "remoteConfig.cmds = %s \n", &ConfigEntry::cmds},
+        {"path", "paths", "remoteConfig.paths = %s \n", &ConfigEntry::paths},
 };
 
 /** The records of a configuration text, and the items of a record. */

@@ -3,6 +3,8 @@
 
 #include <stdint.h>
 
+#include <iterator>
+
 namespace zul {
 
 /** One name of a flag vocabulary and the bits of the collection mask that it stands for. */
@@ -55,6 +57,7 @@ inline constexpr FlagEntry kFlags[] = {
         {"EXCEPTION_TYPE_JE", 0x1203},
         {"EXCEPTION_TYPE_KE", 0x200},
 };
+static_assert(std::size(kFlags) == 40);
 
 /** What a capture of a user tag may collect. The same bits mean other data here. */
 inline constexpr FlagEntry kUserFlags[] = {
@@ -87,5 +90,6 @@ inline constexpr FlagEntry kUserFlags[] = {
         {"FLAG_ZUL_USER_BINDER_CALLS_STATS", 0x8000000},
         {"FLAG_ZUL_USER_LOOPER_STATS", 0x10000000},
 };
+static_assert(std::size(kUserFlags) == 28);
 
 }  // namespace zul

@@ -19,5 +19,6 @@ struct RowData {
     std::string eventType;
     std::string eventSubType;
 };
+static_assert(sizeof(RowData) == 6 * sizeof(std::string));
 
 }  // namespace zul

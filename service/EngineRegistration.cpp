@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <vendor/morvantic/hardware/zul/zulengine/1.0/IZul.h>
 
+#include <algorithm>
+
 #include "callbacks/ZulAidlCallBack.h"
 #include "callbacks/ZulCallBack.h"
 #include "service/BinderMode.h"
@@ -21,6 +23,14 @@ using AidlEngine = ::aidl::vendor::morvantic::hardware::zul::zulengine::IZul;
 using HidlEngine = ::vendor::morvantic::hardware::zul::zulengine::V1_0::IZul;
 
 constexpr int kLookupAttempts = 11;
+
+/**
+ * The threads for `count` callbacks and one more. A pool is never asked for none: the platform ends a
+ * process that asks for fewer than it has.
+ */
+int64_t poolSize(int32_t count) {
+    return std::max<int64_t>(int64_t{count} + 1, 1);
+}
 
 /**
  * Calls `lookup` until it finds the engine, a second apart; null when the last attempt failed too.
@@ -45,8 +55,8 @@ int registerOverAidl() {
 
     int32_t count = 0;
     engine->getThreadNumber(&count);
-    if (ZulService::mDebugLog) LOGD("aidlbinder thread number=%d", count);
-    ABinderProcess_setThreadPoolMaxThreadCount(static_cast<uint32_t>(count) + 1);
+    LOG_DUMP("aidlbinder thread number=%d", count);
+    ABinderProcess_setThreadPoolMaxThreadCount(static_cast<uint32_t>(poolSize(count)));
     ABinderProcess_startThreadPool();
 
     for (int32_t i = 0; i < count; i++) {
@@ -70,8 +80,8 @@ int registerOverHidl() {
         return -1;
     }
     const int32_t count = threadNumber;
-    if (ZulService::mDebugLog) LOGD("hwbinder thread number=%d", count);
-    android::hardware::configureRpcThreadpool(static_cast<size_t>(int64_t{count} + 1),
+    LOG_DUMP("hwbinder thread number=%d", count);
+    android::hardware::configureRpcThreadpool(static_cast<size_t>(poolSize(count)),
                                               true /* callerWillJoin */);
 
     for (int32_t i = 0; i < count; i++) {

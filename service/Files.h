@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <memory>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace zul {
@@ -47,10 +49,10 @@ using ScopedFolder = std::unique_ptr<DIR, FolderCloser>;
 /**
  * Opens `path` for reading; null when that fails. The output root is writable for everybody: a FIFO
  * put there under one of our names must not block us, hence O_NONBLOCK, which regular files do not
- * know.
+ * know. `flags` are added to those.
  */
-inline ScopedFile openToRead(const char* path) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+inline ScopedFile openToRead(const char* path, int flags = 0) {
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags);
     if (fd < 0) return nullptr;
     ScopedFile file(fdopen(fd, "r"));
     if (file == nullptr) close(fd);
@@ -61,6 +63,19 @@ inline ScopedFile openToRead(const char* path) {
 inline ScopedFd openTraceFile(const char* path) {
     return ScopedFd(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
 }
+
+/** How far replaceFile came; the file is as it was in all cases but the first. */
+enum class Replacement { DONE, CANNOT_OPEN, CANNOT_WRITE };
+
+/**
+ * Replaces the file `path`, or makes it, with exactly this mode, and syncs it. A reader, also one
+ * after a crash, sees the old content or the new one, never a part. A link at `path` is replaced and
+ * not followed. A crash may leave the file beside it that the content was written to.
+ */
+Replacement replaceFile(const std::string& path, const std::string& content, mode_t mode);
+
+/** `name` is one that replaceFile writes to when it replaces a file called `replaced`. */
+bool isLeftOf(std::string_view replaced, std::string_view name);
 
 inline bool pathExists(const char* path) {
     return access(path, F_OK) == 0;

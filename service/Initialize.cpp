@@ -6,11 +6,13 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <utility>
 
 #include "config/TagFile.h"
 #include "service/Files.h"
+#include "service/Log.h"
 #include "service/Paths.h"
 #include "service/Text.h"
 #include "service/ZulService.h"
@@ -21,21 +23,28 @@ namespace {
 
 constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
 constexpr int kManyProcessors = 5;
-/** Far above any real tag file, and above what one engine call can bring as a configuration. */
+/** Far above any real tag file. */
 constexpr off_t kMostBytes = 4 << 20;
 
-/**
- * The lines of the file at `path` without their line ends; none when it cannot be read. Anyone can
- * put anything there: only a regular file of at most kMostBytes counts.
- */
+/** Only the daemon can have written there: what it stored is read again, however long it is. */
+bool isOurOwn(const struct stat& status) {
+    return status.st_uid == geteuid() && (status.st_mode & 0777) == 0600;
+}
+
+/** Anyone can put anything there: only a regular file of a bounded size counts. */
+bool isToBeRead(FILE* file, const char* path) {
+    struct stat status = {};
+    if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    if (status.st_size <= kMostBytes || isOurOwn(status)) return true;
+    LOGW("%s is not read, it has %lld bytes", path, static_cast<long long>(status.st_size));
+    return false;
+}
+
+/** The lines of the file at `path` without their line ends; none when it cannot be read. */
 std::vector<std::string> readLines(const char* path) {
     std::vector<std::string> lines;
     const ScopedFile file = openToRead(path);
-    struct stat status = {};
-    if (file == nullptr || fstat(fileno(file.get()), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size > kMostBytes) {
-        return lines;
-    }
+    if (file == nullptr || !isToBeRead(file.get(), path)) return lines;
 
     char* line = nullptr;
     size_t capacity = 0;

@@ -15,3 +15,8 @@ inline constexpr char kLogTag[] = "ZUL_DEBUG";
 #define LOGI(...) __android_log_print(ANDROID_LOG_INFO, ::zul::kLogTag, __VA_ARGS__)
 #define LOGW(...) __android_log_print(ANDROID_LOG_WARN, ::zul::kLogTag, __VA_ARGS__)
 #define LOGE(...) __android_log_print(ANDROID_LOG_ERROR, ::zul::kLogTag, __VA_ARGS__)
+/** A debug line that is written only while ZulService::mDebugLog is set. */
+#define LOG_DUMP(...)                                        \
+    do {                                                     \
+        if (::zul::ZulService::mDebugLog) LOGD(__VA_ARGS__); \
+    } while (false)

@@ -111,9 +111,9 @@ class ZulService : public android::RefBase {
     /**
      * Replaces the file `path` by `content`, readable and writable for its owner alone. A reader,
      * also one after a crash, sees the old content or the new one, never a part. Logs when `path`
-     * cannot be written. Callers take turns: they hold mServiceLock.
+     * cannot be written.
      */
-    static void writeConfig(std::string path, std::string content);
+    static void writeConfig(std::string path, std::string content) ZUL_REQUIRES(mServiceLock);
     /**
      * The pieces of `s` between occurrences of `separator`, which must not be empty. Empty pieces
      * count, but a separator at the very end adds none.
@@ -210,6 +210,8 @@ class ZulService : public android::RefBase {
 
   private:
     struct Request;
+    /** What the legal tags make of a request; only one that is to be captured goes on. */
+    enum class Admission { REFUSED, CONFIG_UPDATED, TO_CAPTURE };
 
     // service/
     static void admitUserTags() ZUL_EXCLUDES(mServiceLock);
@@ -223,22 +225,21 @@ class ZulService : public android::RefBase {
     bool describeByTag(Request& request) ZUL_EXCLUDES(mServiceLock);
     static bool fetchVendorDatabases(Request& request);
     static void chooseTraceRoot(Request& request);
-    static bool admitOrUpdateConfig(Request& request) ZUL_EXCLUDES(mServiceLock);
+    static void logRequest(const Request& request);
+    /** Tests the tag and, under the same lock, applies a new configuration. */
+    static Admission admit(Request& request) ZUL_EXCLUDES(mServiceLock);
     static bool applyRemoteConfig(Request& request) ZUL_EXCLUDES(mServiceLock);
     static std::optional<zul_struct> findRemoteConfig(const std::string& sceneType)
             ZUL_EXCLUDES(mServiceLock);
     static bool isSpecialScene(const Request& request);
     void runSpecialScene(const Request& request);
     void runCapture(const Request& request) ZUL_EXCLUDES(mServiceLock);
-    void prepareCapture(const std::string& sceneType, int64_t flag, const std::string& extraInfo,
-                        bool severalProcesses) ZUL_EXCLUDES(mServiceLock);
+    void takeRequest(const std::string& sceneType, int64_t flag, const std::string& extraInfo);
+    /** Counts one archive more; what the count was before is the capture's index. */
+    static int32_t takeIndex();
+    void makeCapture(const std::string& sceneType, int32_t index) ZUL_EXCLUDES(mServiceLock);
 
     // store/
-    /**
-     * Start-up: ends the history's last line where it has no end. A daemon that is killed may leave
-     * such a line, as the kernel then ends a write between two pages.
-     */
-    static void endTornRecord();
     static bool pruneTag(const char* sceneType) ZUL_EXCLUDES(mServiceLock);
     static void dropVanishedArchives(std::vector<std::string>& archives) ZUL_REQUIRES(mServiceLock);
     static void pruneArchives(const char* sceneType, std::vector<std::string>& archives)

@@ -6,10 +6,13 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <mutex>
+
 #include "service/Files.h"
 #include "service/Log.h"
 #include "service/Paths.h"
 #include "service/ZulService.h"
+#include "store/HistoryLog.h"
 #include "store/HistoryRecord.h"
 #include "store/LocalTime.h"
 
@@ -17,14 +20,29 @@ namespace zul {
 
 namespace {
 
-/** A lock for writing on the whole file, however it grows. */
-struct flock wholeFile() {
-    struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_pid = getpid();
-    return lock;
-}
+/** One line at a time in this process: a lock on the file orders other processes only. */
+std::mutex gHistoryLock;
+
+/** Locks the whole history for writing, however it grows, against other processes that do the same. */
+class RecordLock {
+  public:
+    explicit RecordLock(int fd) : mFd(fd) {
+        mLock.l_type = F_WRLCK;
+        mLock.l_whence = SEEK_SET;
+        mLock.l_pid = getpid();
+        if (fcntl(mFd, F_SETLKW, &mLock) != 0) LOGW("fcntl F_SETLKW %s failure:", kHistoryFile);
+    }
+    ~RecordLock() {
+        mLock.l_type = F_UNLCK;
+        if (fcntl(mFd, F_SETLK, &mLock) != 0) LOGW("fcntl F_SETLK %s failure:", kHistoryFile);
+    }
+    RecordLock(const RecordLock&) = delete;
+    RecordLock& operator=(const RecordLock&) = delete;
+
+  private:
+    const int mFd;
+    struct flock mLock = {};
+};
 
 /** The record of one capture; empty when it would be too long. */
 std::string makeRecord(const char* sceneType, const char* folderName) {
@@ -35,7 +53,7 @@ std::string makeRecord(const char* sceneType, const char* folderName) {
     return formatRecord({sceneType, when, archive, build});
 }
 
-/** Takes back what a full disk let through of a line, unless somebody has written behind it since. */
+/** Takes back what a full disk let through of a line, unless another process has written behind it. */
 void takeBack(int fd, ssize_t written) {
     const off_t end = lseek(fd, 0, SEEK_CUR);
     struct stat status = {};
@@ -51,7 +69,7 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
         LOGE("history record too long for archive %s.zul", folderName);
         return;
     }
-    if (mDebugLog) LOGD("recordZulHistory:allContent===%s", record.c_str());
+    LOG_DUMP("recordZulHistory:allContent===%s", record.c_str());
 
     // O_NONBLOCK and O_NOFOLLOW: anyone may put a FIFO or a link there.
     const ScopedFd file(open(kHistoryFile,
@@ -62,23 +80,25 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
         return;
     }
 
-    // Orders writers in other processes; our own threads are kept apart by the single write.
-    struct flock lock = wholeFile();
-    if (fcntl(file.get(), F_SETLKW, &lock) != 0) LOGW("fcntl F_SETLKW %s failure:", kHistoryFile);
-    const std::string line = record + "\n";
-    const ssize_t written = write(file.get(), line.data(), line.size());
-    if (written > 0 && static_cast<size_t>(written) < line.size()) takeBack(file.get(), written);
-    if (mDebugLog) LOGD("write content to file!");
-    lock.l_type = F_UNLCK;
-    if (fcntl(file.get(), F_SETLK, &lock) != 0) LOGW("fcntl F_SETLK %s failure:", kHistoryFile);
+    {
+        const std::lock_guard<std::mutex> lock(gHistoryLock);
+        const RecordLock recordLock(file.get());
+        const std::string line = record + "\n";
+        const ssize_t written = write(file.get(), line.data(), line.size());
+        if (written > 0 && static_cast<size_t>(written) < line.size())
+            takeBack(file.get(), written);
+        LOG_DUMP("write content to file!");
+    }
     fsync(file.get());
 }
 
-void ZulService::endTornRecord() {
+void endTornRecord() {
     const ScopedFd file(
             open(kHistoryFile, O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file.ok()) return;
+    const RecordLock lock(file.get());
     struct stat status = {};
-    if (!file.ok() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
     char last = '\n';
     if (pread(file.get(), &last, 1, status.st_size - 1) != 1 || last == '\n') return;
     // Without it the next line is glued to the torn one, and nothing else is lost.

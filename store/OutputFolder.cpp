@@ -38,8 +38,7 @@ bool removeName(const Location& place) {
 }
 
 void logFolderName(int fileNum, const char* folderName) {
-    if (!ZulService::mDebugLog) return;
-    LOGD("getZulBasePath:fileNum=%d,folderName=%s", fileNum, folderName);
+    LOG_DUMP("getZulBasePath:fileNum=%d,folderName=%s", fileNum, folderName);
 }
 
 /**
@@ -59,13 +58,11 @@ bool makeCaptureFolder(const char* path) {
 }
 
 /**
- * Writes the capture folder's path into `folderName` and makes the type folder above it. False:
- * nothing can be made, and all lines are written. A tag that makes no name leaves `folderName` empty
- * and gives true: making that folder then fails and is logged.
+ * Writes the capture folder's path into `folderName`; a tag that makes no name leaves that empty, and
+ * making the folder then fails and is logged. False, and logged, when the path is too long.
  */
 bool nameFolder(const std::string& tag, const tm& now, int fileNum, char* folderName) {
-    const std::string parent = typeFolder(tag, ZulService::mUserMode);
-    if (parent.empty()) {
+    if (typeFolder(tag, ZulService::mUserMode).empty()) {
         LOGE("getZulBasePath sceneType info error!!");
         return true;
     }
@@ -74,13 +71,20 @@ bool nameFolder(const std::string& tag, const tm& now, int fileNum, char* folder
         LOGE("tag too long for a capture folder: %s", tag.c_str());
         return false;
     }
+    snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
+    return true;
+}
+
+/**
+ * Makes the type folder of a tag that has a name. When that fails it stands in `folderName` instead,
+ * and all lines about it and the capture folder are written.
+ */
+bool makeTypeFolder(const std::string& tag, int fileNum, char* folderName) {
+    const std::string folder = typeFolder(tag, ZulService::mUserMode);
     // Nearly always there from earlier captures.
-    if (makeFolder(locate(parent)) || errno == EEXIST) {
-        snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
-        return true;
-    }
+    if (folder.empty() || makeFolder(locate(folder)) || errno == EEXIST) return true;
     const char* reason = strerror(errno);
-    snprintf(folderName, ZulService::kPathSize, "%s", parent.c_str());
+    snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
     LOGE("FolderOperation sceneType LOG folder create %s failed(%s)", folderName, reason);
     logFolderName(fileNum, folderName);
     LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, reason);
@@ -100,6 +104,7 @@ bool ZulService::createZulPath(const char* sceneType, int fileNum, char* folderN
     captureTime.copy(mCaptureTime.get(), captureTime.size());
 
     if (!nameFolder(sceneType, now, fileNum, folderName)) return false;
+    if (!makeTypeFolder(sceneType, fileNum, folderName)) return false;
     logFolderName(fileNum, folderName);
     if (!makeCaptureFolder(folderName)) return false;
 
@@ -121,12 +126,16 @@ bool ZulService::pruneTag(const char* sceneType) {
 }
 
 void ZulService::dropVanishedArchives(std::vector<std::string>& archives) {
-    std::erase_if(archives, [](const std::string& archive) {
-        if (pathExists(archive.c_str())) return false;
-        if (mDebugLog) LOGD("file %s isn't exist!,erase it from vector", archive.c_str());
+    std::vector<std::string> kept;
+    for (std::string& archive : archives) {
+        if (pathExists(archive.c_str())) {
+            kept.push_back(std::move(archive));
+            continue;
+        }
+        LOG_DUMP("file %s isn't exist!,erase it from vector", archive.c_str());
         mCompressFileCount.fetch_sub(1);
-        return true;
-    });
+    }
+    archives = std::move(kept);
 }
 
 void ZulService::pruneArchives(const char* sceneType, std::vector<std::string>& archives) {
@@ -137,7 +146,7 @@ void ZulService::pruneArchives(const char* sceneType, std::vector<std::string>& 
     // The entry behind the last one is looked at too, and stays.
     const size_t end = prune.first + prune.count;
     for (size_t i = 0; i < archives.size() && i <= end; i++) {
-        if (mDebugLog) LOGD("current file path is %s", archives[i].c_str());
+        LOG_DUMP("current file path is %s", archives[i].c_str());
         if (i >= prune.first && i < end) removeArchive(archives[i]);
     }
     const auto first = archives.begin() + static_cast<ptrdiff_t>(prune.first);
@@ -145,7 +154,7 @@ void ZulService::pruneArchives(const char* sceneType, std::vector<std::string>& 
 }
 
 void ZulService::removeArchive(const std::string& archive) {
-    if (mDebugLog) LOGD("createZulPath:erase %s", archive.c_str());
+    LOG_DUMP("createZulPath:erase %s", archive.c_str());
     const Location place = locate(archive);
     const bool removed = place.folder.ok() && removeName(place);
     mCompressFileCount.fetch_sub(1);

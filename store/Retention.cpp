@@ -16,6 +16,7 @@
 #include "service/Paths.h"
 #include "service/Text.h"
 #include "service/ZulService.h"
+#include "store/HistoryLog.h"
 #include "store/HistoryRecord.h"
 #include "store/ShellRemoval.h"
 
@@ -30,6 +31,9 @@ constexpr int32_t kLargestLimit = 400;
  * An archive in the top level of a root is named by its tag, and this much of the name tells it.
  */
 constexpr size_t kTagLength = 10;
+/** Its file in the output root. */
+constexpr std::string_view kConfigName =
+        std::string_view(kConfigFile).substr(sizeof(kOutputRoot) - 1);
 /** A history line is read in pieces of this size, and each piece counts as a line. */
 constexpr size_t kLineSize = 256;
 
@@ -53,7 +57,7 @@ bool ensureRoot(const char* root) {
 
 /** The line of that number, counted from 1, of the history file; false when there is none. */
 bool readHistoryLine(int64_t number, char (&line)[kLineSize]) {
-    const ScopedFile file = openToRead(kHistoryFile);
+    const ScopedFile file = openToRead(kHistoryFile, O_NOFOLLOW);
     if (file == nullptr || number < 1) return false;
     for (int64_t i = 0; i < number; i++) {
         if (fgets(line, sizeof(line), file.get()) == nullptr) return false;
@@ -98,7 +102,7 @@ int ZulService::getCompressFileCount() {
     if (ensureRoot(kOutputRoot)) handleZulDataFile();
     if (ensureRoot(kStuckLogoRoot)) handleMorvfsDataFile();
     const int32_t count = mCompressFileCount.load();
-    if (mDebugLog) LOGD("mCompressFileCount=%d", count);
+    LOG_DUMP("mCompressFileCount=%d", count);
     return count;
 }
 
@@ -120,6 +124,8 @@ void ZulService::countArchives(const char* root, bool logNames) {
         if (logNames) LOGD("dnam=%s", entry->d_name);
 
         const std::string_view name = entry->d_name;
+        // Of an update that did not get to its end.
+        if (isLeftOf(kConfigName, name)) unlinkat(dirfd(folder.get()), entry->d_name, 0);
         const std::string tag(name.substr(0, kTagLength));
         const ScopedServiceLock lock(mServiceLock);
         const auto archives = mTagTable.find(tag);
@@ -139,7 +145,7 @@ void ZulService::cleanOldFile() {
     }
 
     std::string archive(parseRecord(line).archive);
-    if (mDebugLog) LOGD("remove old file:filename=%s", archive.c_str());
+    LOG_DUMP("remove old file:filename=%s", archive.c_str());
     if (!pathExists(archive.c_str())) {
         LOGE("file %s isn't exist!", archive.c_str());
         return;

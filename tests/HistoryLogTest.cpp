@@ -2,14 +2,20 @@
 
 #include <cutils/properties.h>
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
+#include <functional>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "tests/support/ServiceTest.h"
 
@@ -119,6 +125,49 @@ TEST_F(HistoryLogTest, WritersInThreadsAndProcessesNeverInterleave) {
         EXPECT_EQ(std::count(name.begin(), name.end() - 4, name[0]), name.size() - 4) << line;
     }
     EXPECT_EQ(count, kProcesses * kThreads * kRecords);
+}
+
+/** Called once, in the place of the next ftruncate() before it does its work. */
+std::function<void()> gBeforeCut;
+
+}  // namespace
+}  // namespace zul::test
+
+extern "C" int ftruncate(int fd, off_t size) noexcept {
+    if (const auto before = std::exchange(zul::test::gBeforeCut, nullptr)) before();
+    return static_cast<int>(syscall(SYS_ftruncate, fd, size));
+}
+
+namespace zul::test {
+namespace {
+
+TEST_F(HistoryLogTest, TakingHalfALineBackLeavesALineThatCameMeanwhile) {
+    const std::string old(1 << 20, 'x');
+    writeFile(kHistory, old + "\n");
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited;
+    getrlimit(RLIMIT_FSIZE, &unlimited);
+    std::thread other;
+    std::atomic<bool> recorded = false;
+    gBeforeCut = [&] {
+        setrlimit(RLIMIT_FSIZE, &unlimited);
+        other = std::thread([&recorded] {
+            record("0xffff0102", "/data/ZUL/0xffff/b_1");
+            recorded = true;
+        });
+        // Time enough, if nothing kept it waiting.
+        for (int i = 0; i < 100 && !recorded; i++)
+            usleep(1000);
+    };
+    const rlimit tight{old.size() + 11, unlimited.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+    record("0xffff0101", "/data/ZUL/0xffff/a_1");
+    ASSERT_TRUE(other.joinable());
+    other.join();
+    signal(SIGXFSZ, SIG_DFL);
+    EXPECT_EQ(
+            readFile(kHistory).substr(old.size()),
+            "\n0xffff0102|2025-03-04 05:06:07|/data/ZUL/0xffff/b_1.zul|system_version_is_empty\n");
 }
 
 TEST_F(HistoryLogTest, StartEndsTheLineThatAKillTore) {

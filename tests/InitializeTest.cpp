@@ -93,6 +93,22 @@ TEST_F(InitializeTest, OddFilesAreAsGoodAsNone) {
     EXPECT_THAT(tags(), ElementsAre());
 }
 
+TEST_F(InitializeTest, OnlyWhatTheDaemonStoredMayBeLarge) {
+    property_set("ro.build.type", "eng");
+    const std::string large = std::string(5 << 20, 'x') + "|tag:A,enable:1";
+    writeFile("/data/ZUL/ZUL_TAG.txt", large);
+    writeFile("/data/ZUL/config", large);
+    ZulService::Initialize();
+    EXPECT_THAT(tags(), ElementsAre());
+    EXPECT_THAT(mLog.take(),
+                ElementsAre("W /data/ZUL/ZUL_TAG.txt is not read, it has 5242895 bytes",
+                            "W /data/ZUL/config is not read, it has 5242895 bytes"));
+
+    ZulService::writeConfig("/data/ZUL/config", large);
+    ZulService::Initialize();
+    EXPECT_TRUE(ZulService::mTagTable.contains("A"));
+}
+
 TEST_F(InitializeTest, StoredConfigurationIsOneTextAndAppliesInBothModes) {
     writeFile("/data/ZUL/config", "tag:SCENE,ena\nble:1|tag:0xffffff\n05,enable:0\n");
     for (const char* buildType : {"userdebug", "user"}) {

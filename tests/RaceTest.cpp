@@ -218,8 +218,11 @@ INSTANTIATE_TEST_SUITE_P(
                              ZulService::getCompressFileCount();
                              makeCapture(service, kLogoTag);
                          }},
-                RaceCase{"Configuration", "/data/ZUL/config.new", kLink, [] {},
-                         [] { makeLeftover("/data/ZUL/config.new"); },
+                RaceCase{"Configuration", "/data/ZUL/config", kLink, [] {},
+                         [] {
+                             makeLeftover("/data/ZUL/config");
+                             makeLeftover("/data/ZUL/config.new");
+                         },
                          [](ZulService&) ZUL_NO_THREAD_SAFETY_ANALYSIS {
                              ZulService::writeConfig("/data/ZUL/config", "tag:a,enable:1");
                          }}),

@@ -72,12 +72,17 @@ TEST_F(RetentionTest, StartUpCountsTaggedFilesOfTheTwoRoots) {
     (void)!symlink(data.c_str(), "/data/ZUL/0xffffff0a_3.zul");
     std::filesystem::create_directory("/data/ZUL/0xffff");
     writeFile("/data/ZUL/0xffff/0xffffff0a_4.zul", "");
+    // Of an update that was cut off, and what only looks like that.
+    writeFile("/data/ZUL/config.new.7.1", "");
+    writeFile("/data/ZUL/config.newer", "");
     writeFile("/morvfs/stuck_logo/0xffffff0a_5.zul", "");
     ZulService::mDebugLog = false;
 
     EXPECT_EQ(ZulService::getCompressFileCount(), 3);
 
     EXPECT_EQ(ZulService::mCompressFileCount, 3);
+    EXPECT_FALSE(exists("/data/ZUL/config.new.7.1"));
+    EXPECT_TRUE(exists("/data/ZUL/config.newer"));
     EXPECT_THAT(archives("0xffffff0a"), ElementsAre(data, "/morvfs/stuck_logo/0xffffff0a_5.zul"));
     EXPECT_THAT(archives("short"), ElementsAre("/data/ZUL/short"));
     // Not bound to the debug switch.
