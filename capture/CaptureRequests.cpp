@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "capture/SceneTypes.h"
 #include "config/ConfigText.h"
 #include "service/Files.h"
 #include "service/Log.h"
@@ -38,13 +39,8 @@ constexpr Variation kSimpMultiPidZul = {"startSimpMultiPidZul", true,  false, fa
 constexpr Variation kMultiPidZul =     {"startMultiPidZul",     false, false, false, true};
 // clang-format on
 
-constexpr char kConfigUpdate[] = "0xffffffff";
-constexpr char kVendorDatabases[] = "/data/vendor/aee_exp/";
-
 constexpr char kTraceProbe[] = "/sys/kernel/debug/tracing/instances/perf/trace_marker";
 
-/** A special trace scene is this text and one type digit. */
-constexpr std::string_view kSpecialScene = "0xffff100";
 /** The trace instances of the types '1' to '6'. */
 constexpr const char* kTraceInstances[] = {"perf", "power", "stab", "com", "com", "cam"};
 constexpr char kFirstType = '1';
@@ -205,8 +201,7 @@ bool ZulService::applyRemoteConfig(Request& request) {
 }
 
 bool ZulService::isSpecialScene(const Request& request) {
-    return !mUserMode && contains(request.sceneType, kSpecialScene) &&
-           request.sceneType.size() == kSpecialScene.size() + 1 && !request.extraInfo.empty();
+    return !mUserMode && isSpecialSceneType(request.sceneType) && !request.extraInfo.empty();
 }
 
 void ZulService::runSpecialScene(const Request& request) {

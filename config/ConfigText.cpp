@@ -18,21 +18,26 @@ std::vector<std::string> configItems(const std::string& record) {
     return split(record, ",");
 }
 
+std::string configItemValue(const std::string& item) {
+    const std::vector<std::string> pieces = split(item, ":");
+    return pieces.empty() ? "" : pieces.back();
+}
+
 const ConfigKeyword* applyConfigItem(const std::string& item, ConfigEntry& entry) {
     for (const ConfigKeyword& keyword : kConfigKeywords) {
         if (!contains(item, keyword.text)) continue;
-        std::string value = split(item, ":").back();
+        std::string value = configItemValue(item);
         if (const auto* text = std::get_if<std::string ConfigEntry::*>(&keyword.field)) {
             entry.** text = std::move(value);
         } else {
-            entry.flag = parseConfigFlag(value.c_str());
+            entry.flag = parseConfigNumber(value.c_str()).value;
         }
         return &keyword;
     }
     return nullptr;
 }
 
-int64_t parseConfigFlag(const char* text) {
+ConfigNumber parseConfigNumber(const char* text) {
     // Not left to strtoll's own base 0: newer C libraries read "0b" as binary there.
     const char* digits = text + strspn(text, " \t\n\v\f\r");
     if (*digits == '+' || *digits == '-') digits++;
@@ -40,8 +45,10 @@ int64_t parseConfigFlag(const char* text) {
     if (digits[0] == '0') base = digits[1] == 'x' || digits[1] == 'X' ? 16 : 8;
 
     errno = 0;
-    const long long value = strtoll(text, nullptr, base);
-    return errno == ERANGE ? 0 : value;
+    char* end = nullptr;
+    const long long value = strtoll(text, &end, base);
+    const bool fits = errno != ERANGE;
+    return {fits ? value : 0, static_cast<size_t>(end - text), fits, base};
 }
 
 ConfigMerge::ConfigMerge(std::vector<ConfigEntry>& list) : mList(list) {

@@ -51,14 +51,24 @@ inline constexpr ConfigKeyword kConfigKeywords[] = {
 std::vector<std::string> configRecords(const std::string& text);
 std::vector<std::string> configItems(const std::string& record);
 
+/** What follows the last ":" that is not the item's end, or all of the item. */
+std::string configItemValue(const std::string& item);
+
 /** Sets the field of `entry` that `item` is about; the keyword that decided, or null for none. */
 const ConfigKeyword* applyConfigItem(const std::string& item, ConfigEntry& entry);
 
-/**
- * The number at the start of `text`, in the base that its prefix tells; 0 when there is none or it
- * does not fit.
- */
-int64_t parseConfigFlag(const char* text);
+/** A number as a configuration has it. */
+struct ConfigNumber {
+    /** 0 when there is none or it does not fit. */
+    int64_t value = 0;
+    /** How much of the text was read; 0 when there is no number at its start. */
+    size_t length = 0;
+    bool fits = true;
+    int base = 10;
+};
+
+/** The number at the start of `text`, in the base that its prefix tells. */
+ConfigNumber parseConfigNumber(const char* text);
 
 /** Merges entries into a list that outlives it and that nobody else changes meanwhile. */
 class ConfigMerge {

@@ -6,15 +6,10 @@
 
 namespace zul {
 
-namespace {
-
-/** Flag names are written with blanks and line breaks around the separators. */
 std::string withoutBlanks(std::string name) {
     std::erase_if(name, [](char c) { return c == ' ' || c == '\n'; });
     return name;
 }
-
-}  // namespace
 
 bool hasUserFlags(std::string_view sceneType) {
     return contains(sceneType, "0xffffff");

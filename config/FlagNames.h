@@ -26,6 +26,9 @@ FlagTable makeFlagTable(const FlagEntry (&entries)[N]) {
 /** True for a scene type whose flag names are those of kUserFlags. */
 bool hasUserFlags(std::string_view sceneType);
 
+/** A flag name as the vocabularies have it: without the blanks and line breaks that it is written with. */
+std::string withoutBlanks(std::string name);
+
 /** The mask that names joined by "|" stand for; unknown ones, blanks and line breaks add nothing. */
 int64_t maskOfNames(const std::string& flagNames, const FlagTable& vocabulary);
 

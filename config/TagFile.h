@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <stddef.h>
+
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace zul {
+
+/** Far above any real tag file: a start reads a larger file only where the daemon has stored it itself. */
+inline constexpr size_t kMostStartFileBytes = 4 << 20;
 
 /** The tag that a line of the tag file makes legal; nothing when the line has no "|". */
 std::optional<std::string> tagOfLine(const std::string& line);

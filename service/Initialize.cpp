@@ -23,8 +23,6 @@ namespace {
 
 constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
 constexpr int kManyProcessors = 5;
-/** Far above any real tag file. */
-constexpr off_t kMostBytes = 4 << 20;
 
 /** Only the daemon can have written there: what it stored is read again, however long it is. */
 bool isOurOwn(const struct stat& status) {
@@ -35,7 +33,7 @@ bool isOurOwn(const struct stat& status) {
 bool isToBeRead(FILE* file, const char* path) {
     struct stat status = {};
     if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    if (status.st_size <= kMostBytes || isOurOwn(status)) return true;
+    if (status.st_size <= static_cast<off_t>(kMostStartFileBytes) || isOurOwn(status)) return true;
     LOGW("%s is not read, it has %lld bytes", path, static_cast<long long>(status.st_size));
     return false;
 }

@@ -16,7 +16,10 @@ constexpr Option kGlobalOptions[] = {
         {'h', "help", nullptr, "show this"},
 };
 
-constexpr std::array<const Command*, 0> kCommands = {};
+constexpr std::array<const Command*, 2> kCommands = {
+        &kEventsCommand,
+        &kMaskCommand,
+};
 
 }  // namespace
 

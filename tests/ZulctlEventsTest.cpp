@@ -1,0 +1,495 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/Events.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/support/LogText.h"
+#include "tests/support/ZulctlTest.h"
+
+namespace zulctl::test {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+/**
+ * A log of lines "PROCESS/THREAD PRIORITY MESSAGE", 10 ms apart, which begins at 05:06:07 and has
+ * its headers as the desktop's layer writes them.
+ */
+std::string makeLog(const std::vector<std::string>& lines) {
+    std::string text;
+    int time = 0;
+    for (const std::string& line : lines) {
+        const size_t slash = line.find('/');
+        const size_t blank = line.find(' ');
+        char clock[32];
+        snprintf(clock, sizeof(clock), "03-04 05:06:%02d.%03d ", 7 + time / 1000, time % 1000);
+        text += clock + line.substr(0, slash) + " " + line.substr(slash + 1, blank - slash - 1) +
+                line.substr(blank, 3) + "ZUL_DEBUG: " + line.substr(blank + 3) + "\n";
+        time += 10;
+    }
+    return text;
+}
+
+std::vector<Event> eventsOf(const std::string& log, bool keepLines = false) {
+    const TextFile file(log);
+    LogFile lines(file.fd(), kNewest);
+    Events events(keepLines);
+    std::vector<Event> all;
+    LogLine line;
+    while (lines.next(line)) {
+        for (Event& event : events.add(line))
+            all.push_back(std::move(event));
+    }
+    for (Event& event : events.finish())
+        all.push_back(std::move(event));
+    return all;
+}
+
+/** TAG OUTCOME, and behind a colon REASON (DETAIL). */
+std::string describe(const Event& event) {
+    std::string text = event.tag + " " + outcomeName(event.outcome);
+    if (event.reason[0] != '\0') text += std::string(": ") + event.reason;
+    if (!event.detail.empty()) text += " (" + event.detail + ")";
+    return text;
+}
+
+std::vector<std::string> describeAll(const std::vector<Event>& events) {
+    std::vector<std::string> all;
+    std::transform(events.begin(), events.end(), std::back_inserter(all), describe);
+    return all;
+}
+
+using Lines = std::vector<std::string>;
+
+Lines operator+(Lines first, const Lines& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+/** What the engine describes, up to the point where it is let through. */
+Lines begin(const std::string& thread, const std::string& tag = "0xffff01") {
+    return {thread + " D sceneType===" + tag + ",sceneType.length()=" + std::to_string(tag.size()) +
+            ",mFlag=0x2c1"};
+}
+
+Lines prepare(const std::string& thread, const std::string& tag = "0xffff01") {
+    return {thread + " D prepare.....sceneType=" + tag +
+                    ",flag=0x2c3,pid=77, mCompressFileCount=1, extraInfo=a text",
+            thread + " D getZulBasePath:fileNum=0,folderName=/data/ZUL/0xffff/" + tag + "_1"};
+}
+
+Lines record(const std::string& thread, const std::string& tag = "0xffff01") {
+    return {thread + " D recordZulHistory:allContent===" + tag +
+                    "|2026-03-04 05:06:07|/data/ZUL/0xffff/" + tag + "_1.zul|build",
+            thread + " D write content to file!"};
+}
+
+Lines collect(const std::string& thread, const std::string& child) {
+    return {thread + " D startWork....", child + " D sceneFlag===707, mPid===77"};
+}
+
+Lines end(const std::string& thread) {
+    return {thread + " D zuldump child normal exit..."};
+}
+
+Lines capture(const std::string& thread, const std::string& tag = "0xffff01") {
+    return begin(thread, tag) + prepare(thread, tag) + record(thread, tag) +
+           collect(thread, "9/9") + end(thread);
+}
+
+Lines lookUp(const std::string& thread) {
+    return {thread + " D getZulInfoByTag tagId===0xffff01"};
+}
+
+Lines describedByTag(const std::string& thread, const std::string& text) {
+    return lookUp(thread) + Lines{thread + " D sceneType===0xffff01,sceneType.length()=8",
+                                  thread + " I startSimpZul flag = FLAG_ZUL_LOG",
+                                  thread + " I log flagstr = FLAG_ZUL_LOG",
+                                  thread + " I getZulInfo flagvalue = 0x200",
+                                  thread +
+                                          " I startSimpZul sceneType===0xffff01, flag = 0x200; "
+                                          "mZulCmd = c; extraInfo = " +
+                                          text + "; mEventType = t; mEventSubType = s"};
+}
+
+const Lines kStart = {"5/5 D ZUL  main start.", "5/5 D mCompressFileCount=0"};
+
+struct OutcomeCase {
+    const char* name;
+    Lines log;
+    std::vector<std::string> events;
+};
+
+class OutcomeTest : public testing::TestWithParam<OutcomeCase> {};
+
+TEST_P(OutcomeTest, IsToldWithItsReason) {
+    EXPECT_EQ(describeAll(eventsOf(makeLog(GetParam().log))), GetParam().events);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Ends, OutcomeTest,
+        testing::Values(
+                OutcomeCase{"Captured", kStart + capture("5/6"), {"0xffff01 captured"}},
+                OutcomeCase{"DescribedByTag",
+                            describedByTag("5/6", "") + prepare("5/6") + collect("5/6", "9/9") +
+                                    end("5/6"),
+                            {"0xffff01 captured"}},
+                OutcomeCase{
+                        "LibraryMissing",
+                        lookUp("5/6") + Lines{"5/6 E libzulid_config dlopen fail",
+                                              "5/6 D startSimpZul Illegal ZUL TAG 0xffff01,break"},
+                        {"0xffff01 refused: no tag library"}},
+                OutcomeCase{"FunctionMissing",
+                            lookUp("5/6") +
+                                    Lines{"5/6 D getZulInfoByTag Error: Failed to find function",
+                                          "5/6 D startSimpZul Illegal ZUL TAG 0xffff01,break"},
+                            {"0xffff01 refused: tag library without getRowByKey"}},
+                OutcomeCase{
+                        "UnknownToLibrary",
+                        lookUp("5/6") +
+                                Lines{"5/6 D getZulInfoByTag getRowByKey fail",
+                                      "5/6 D startSimpMultiPidZul Illegal ZUL TAG 0xffff01,break"},
+                        {"0xffff01 refused: unknown to the tag library"}},
+                OutcomeCase{"VendorDatabaseOfTheEngine",
+                            Lines{"5/6 E Unable to open filePath: /data/ZUL/db ",
+                                  "5/6 E /data/vendor/aee_exp/db copy to /data/ZUL/db failed."} +
+                                    capture("5/6"),
+                            {" refused: vendor database not copied (/data/ZUL/db)",
+                             "0xffff01 captured"}},
+                OutcomeCase{
+                        "VendorDatabaseOfNoKnownName",
+                        capture("5/6") +
+                                Lines{"5/6 E /data/vendor/aee_exp/x copy to /data/vendor/aee_exp/x "
+                                      "failed."},
+                        {"0xffff01 captured",
+                         " refused: vendor database not copied (/data/vendor/aee_exp/x)"}},
+                OutcomeCase{
+                        "VendorDatabaseOfTheTag",
+                        describedByTag("5/6", "/data/vendor/aee_exp/db") +
+                                Lines{"5/6 E Unable to open filePath: /data/ZUL/db ",
+                                      "5/6 E /data/vendor/aee_exp/db copy to /data/ZUL/db failed."},
+                        {"0xffff01 refused: vendor database not copied (/data/ZUL/db)"}},
+                OutcomeCase{"VendorDatabaseOfTheNextEvent",
+                            describedByTag("5/6", "a text") +
+                                    Lines{"5/6 E Unable to open filePath: /data/ZUL/db "},
+                            {"0xffff01 passed: no debug lines tell more",
+                             " under-way: vendor database not copied (/data/ZUL/db)"}},
+                OutcomeCase{"NoLegalTag",
+                            begin("5/6") + Lines{"5/6 D Illegal ZUL TAG 0xffff01,break"},
+                            {"0xffff01 refused: no legal tag"}},
+                OutcomeCase{
+                        "OtherPackage",
+                        begin("5/6") + Lines{"5/6 D remoteConfig activity->transact error:-1,x",
+                                             "5/6 D remoteConfig packageName is not com.x ,return"},
+                        {"0xffff01 refused: other package (com.x)"}},
+                OutcomeCase{"UnknownScene",
+                            begin("5/6", "0xffff1007") + Lines{"5/6 E unknow special scene type:7"},
+                            {"0xffff1007 refused: unknown trace scene (7)"}},
+                OutcomeCase{"Updated",
+                            begin("5/6", "0xffffffff") +
+                                    Lines{"5/6 D remoteConfig.tag = a ",
+                                          "5/6 D remoteConfig.flag = 4 "} +
+                                    begin("5/6"),
+                            {"0xffffffff updated", "0xffff01 passed: no debug lines tell more"}},
+                OutcomeCase{"UpdatedAndNotStored",
+                            begin("5/6", "0xffffffff") +
+                                    Lines{"5/6 E writeConfig: open file(/data/ZUL/config) fail"},
+                            {"0xffffffff updated: until the next start: not stored"}},
+                OutcomeCase{"UpdateRefused",
+                            begin("5/6", "0xffffffff") +
+                                    Lines{"5/6 D Illegal ZUL TAG 0xffffffff,break"},
+                            {"0xffffffff refused: no legal tag"}},
+                OutcomeCase{"ConfigurationAtStart",
+                            Lines{"5/5 D ZUL  main start.", "5/5 D remoteConfig.tag = a "},
+                            {}},
+                OutcomeCase{"Marked", kStart + begin("5/6", "0xffff1001"), {"0xffff1001 marked"}},
+                OutcomeCase{
+                        "MarkedWithACollector",
+                        kStart + begin("5/6", "0xffff1003") + collect("5/6", "9/9") + end("5/6"),
+                        {"0xffff1003 marked"}},
+                OutcomeCase{"SceneThatIsCaptured",
+                            kStart + capture("5/6", "0xffff1001"),
+                            {"0xffff1001 captured"}},
+                OutcomeCase{
+                        "NoScene", kStart + begin("5/6", "0xffff10011"), {"0xffff10011 under-way"}},
+                OutcomeCase{
+                        "NoFolder",
+                        begin("5/6") + prepare("5/6") +
+                                Lines{"5/6 E FolderOperation LOG folder create /data/ZUL/0xffff/x "
+                                      "failed(No space left on device)",
+                                      "5/6 E createZulPath failure..."} +
+                                collect("5/6", "9/9") + end("5/6"),
+                        {"0xffff01 no-folder: folder cannot be made (No space left on device)"}},
+                OutcomeCase{"NoFolderAndNoWord",
+                            begin("5/6") + Lines{"5/6 E createZulPath failure..."} + begin("5/6"),
+                            {"0xffff01 no-folder: no folder",
+                             "0xffff01 passed: no debug lines tell more"}},
+                OutcomeCase{"ShortTag",
+                            begin("5/6", "a") + Lines{"5/6 E getZulBasePath sceneType info error!!",
+                                                      "5/6 E createZulPath failure..."},
+                            {"a no-folder: tag makes no folder name"}},
+                OutcomeCase{
+                        "LongTag",
+                        begin("5/6") + Lines{"5/6 E tag too long for a capture folder: 0xffff01",
+                                             "5/6 E createZulPath failure..."},
+                        {"0xffff01 no-folder: tag too long"}},
+                OutcomeCase{"NoProcess",
+                            begin("5/6") + prepare("5/6") +
+                                    Lines{"5/6 D startWork....", "5/6 E *** fork fail"} +
+                                    begin("5/6"),
+                            {"0xffff01 no-collector: no process for the collector",
+                             "0xffff01 under-way"}},
+                OutcomeCase{"NotExecuted",
+                            begin("5/6") + prepare("5/6") + collect("5/6", "9/9") +
+                                    Lines{"9/9 E ret==-1,excel errno=2"} + end("5/6"),
+                            {"0xffff01 no-collector: collector cannot be executed (No such file or "
+                             "directory)"}},
+                OutcomeCase{"NotExecutedWithoutDebugLines",
+                            begin("5/6") + Lines{"9/9 E ret==-1,excel errno=13"},
+                            {"0xffff01 no-collector: collector cannot be executed (Permission "
+                             "denied)"}},
+                OutcomeCase{"NotExecutedAndNobodyKnowsWhose",
+                            begin("5/6") + begin("5/7") + Lines{"9/9 E ret==-1,excel errno=13"},
+                            {"0xffff01 passed: no debug lines tell more",
+                             "0xffff01 passed: no debug lines tell more"}},
+                OutcomeCase{
+                        "Killed",
+                        begin("5/6") + prepare("5/6") + collect("5/6", "9/9") + capture("5/6"),
+                        {"0xffff01 killed: collector did not end by itself", "0xffff01 captured"}},
+                OutcomeCase{"UnderWay",
+                            begin("5/6") + prepare("5/6") + collect("5/6", "9/9"),
+                            {"0xffff01 under-way"}},
+                OutcomeCase{"Interrupted",
+                            begin("5/6") + prepare("5/6") + Lines{"8/8 D ZUL  main start."} +
+                                    capture("8/9"),
+                            {"0xffff01 captured", "0xffff01 interrupted: daemon started anew"}},
+                OutcomeCase{"InterruptedBySameProcess",
+                            begin("5/6") + prepare("5/6") + kStart,
+                            {"0xffff01 interrupted: daemon started anew"}},
+                OutcomeCase{"StartOfAnotherThatIsNone",
+                            begin("5/6") + Lines{"8/8 D ZUL  main start."} + prepare("5/6") +
+                                    collect("5/6", "9/9"),
+                            {"0xffff01 under-way"}},
+                OutcomeCase{"LinesMissing",
+                            kStart + begin("5/6") + capture("5/6"),
+                            {"0xffff01 unknown: lines are missing", "0xffff01 captured"}},
+                OutcomeCase{"LookUpAlone",
+                            lookUp("5/6") + begin("5/6", "0xffff02"),
+                            {"0xffff01 unknown: lines are missing",
+                             "0xffff02 passed: no debug lines tell more"}},
+                OutcomeCase{"BeginningMissing",
+                            prepare("5/6") + collect("5/6", "9/9") + end("5/6"),
+                            {"0xffff01 captured"}},
+                OutcomeCase{"AllButTheEndMissing", end("5/6") + Lines{"5/6 D startWork...."}, {}},
+                OutcomeCase{"RefusalAlone",
+                            Lines{"5/6 D Illegal ZUL TAG a,break"},
+                            {"a refused: no legal tag"}},
+                OutcomeCase{
+                        "RefusalOfAnother",
+                        begin("5/6") + Lines{"5/6 D Illegal ZUL TAG a,break"},
+                        {"0xffff01 passed: no debug lines tell more", "a refused: no legal tag"}},
+                OutcomeCase{"PreparedTwice",
+                            begin("5/6") + prepare("5/6") + prepare("5/6"),
+                            {"0xffff01 unknown: lines are missing", "0xffff01 under-way"}},
+                OutcomeCase{"TagOverTwoLines",
+                            begin("5/6", "a\nb") + Lines{"5/6 D Illegal ZUL TAG a\nb,"
+                                                         "break"},
+                            {"a\nb refused: no legal tag"}},
+                OutcomeCase{"EmptyTag",
+                            begin("5/6", "") + Lines{"5/6 D Illegal ZUL TAG ,break"},
+                            {" refused: no legal tag"}},
+                OutcomeCase{"OtherThreadsLinesAreNotItsOwn",
+                            begin("5/6") + prepare("5/6") + collect("5/6", "9/9") + end("5/7") +
+                                    end("4/6"),
+                            {"0xffff01 under-way"}}),
+        [](const auto& info) { return info.param.name; });
+
+TEST(EventsTest, TellsTimesAndWhatItWasAbout) {
+    const auto events = eventsOf(makeLog(capture("5/6")));
+    ASSERT_THAT(events, SizeIs(1));
+    const Event& event = events[0];
+    EXPECT_EQ(formatLogTime(event.start), "2026-03-04 05:06:07.000");
+    EXPECT_TRUE(event.whole);
+    EXPECT_EQ(event.preparationStart - event.start, 10);
+    EXPECT_EQ(event.historyStart - event.start, 30);
+    EXPECT_EQ(event.collectorStart - event.start, 50);
+    EXPECT_EQ(event.end - event.start, 70);
+    EXPECT_EQ(event.daemon, 5);
+    EXPECT_EQ(event.thread, 6);
+    EXPECT_EQ(event.collector, 9);
+    EXPECT_EQ(event.mask, "2c3");
+    EXPECT_EQ(event.processes, "77");
+    EXPECT_EQ(event.text, "a text");
+    EXPECT_EQ(event.folder, "/data/ZUL/0xffff/0xffff01_1");
+    EXPECT_EQ(event.archive, "/data/ZUL/0xffff/0xffff01_1.zul");
+    EXPECT_THAT(event.lines, IsEmpty());
+}
+
+TEST(EventsTest, TellsWhatIsMissing) {
+    // No history line, no first line, and later no folder.
+    const auto events = eventsOf(makeLog(prepare("5/6") + collect("5/6", "9/9") + end("5/6") +
+                                         prepare("5/6") + Lines{"5/6 E createZulPath failure..."}));
+    ASSERT_THAT(events, SizeIs(2));
+    EXPECT_FALSE(events[0].whole);
+    EXPECT_EQ(events[0].historyStart, Event::kNoTime);
+    EXPECT_EQ(events[0].archive, "/data/ZUL/0xffff/0xffff01_1.zul");
+    EXPECT_EQ(events[1].folder + events[1].archive, "");
+    EXPECT_EQ(events[1].collectorStart, Event::kNoTime);
+}
+
+TEST(EventsTest, CollectorsAreToldApartByMaskAndProcess) {
+    const Lines others = {"5/8 D startWork....", "11/11 D sceneFlag===1, mPid===77",
+                          "12/12 D sceneFlag===707, mPid===3"};
+    const Lines second = {
+            "5/7 D prepare.....sceneType=b,flag=0x8000000000000000,pid=3, "
+            "mCompressFileCount=1, extraInfo=",
+            "5/7 D startWork...."};
+    const auto events = eventsOf(
+            makeLog(begin("5/6") + prepare("5/6") + Lines{"5/6 D startWork...."} + second + others +
+                    Lines{"9/9 D sceneFlag===-9223372036854775808, mPid===3",
+                          "10/10 D sceneFlag===707, mPid===77", "9/9 E ret==-1,excel errno=7"} +
+                    end("5/6") + end("5/7")));
+    ASSERT_THAT(events, SizeIs(2));
+    EXPECT_EQ(events[0].collector, 10);
+    EXPECT_EQ(events[1].collector, 9);
+    EXPECT_EQ(describe(events[1]),
+              "b no-collector: collector cannot be executed (Argument list too long)");
+}
+
+TEST(EventsTest, SeveralAtOnce) {
+    Lines log = kStart;
+    const Lines one = capture("5/6", "a");
+    const Lines two = capture("5/7", "b");
+    for (size_t i = 0; i < one.size(); i++)
+        log = log + Lines{two[i], one[i]};
+    EXPECT_THAT(describeAll(eventsOf(makeLog(log))), ElementsAre("b captured", "a captured"));
+}
+
+TEST(EventsTest, KeepsTheLinesOfTheEventAndItsCollector) {
+    const Lines other = {"5/7 D dnam=x"};
+    const Lines lines = begin("5/6") + prepare("5/6") + collect("5/6", "9/9") + end("5/6");
+    const std::string log = makeLog(other + lines + other);
+    const auto events = eventsOf(log, true);
+    ASSERT_THAT(events, SizeIs(1));
+    std::string kept;
+    for (const std::string& line : events[0].lines)
+        kept += line + "\n";
+    const size_t first = makeLog(other).size();
+    EXPECT_EQ(kept, log.substr(first, log.size() - 2 * first));
+
+    Lines many = begin("5/6");
+    many.resize(Events::kMostLines + 10, "5/6 D current file path is x");
+    EXPECT_THAT(eventsOf(makeLog(many), true).at(0).lines, SizeIs(Events::kMostLines));
+}
+
+TEST(EventsTest, MemoryIsBoundedByWhatIsUnderWay) {
+    Lines log;
+    const size_t threads = 2 * Events::kMostOpen;
+    for (size_t i = 1; i <= threads; i++)
+        log.push_back(begin("5/" + std::to_string(i))[0]);
+    const TextFile file(makeLog(log));
+    LogFile lines(file.fd(), kNewest);
+    Events events;
+    LogLine line;
+    size_t given = 0;
+    while (lines.next(line))
+        given += events.add(line).size();
+    EXPECT_GE(given, threads - Events::kMostOpen);
+    const std::vector<Event> rest = events.finish();
+    EXPECT_EQ(given + rest.size(), threads);
+    // Those that spoke last are still there.
+    EXPECT_TRUE(std::any_of(rest.begin(), rest.end(), [threads](const Event& event) {
+        return event.thread == static_cast<int32_t>(threads);
+    }));
+}
+
+Result callEvents(const std::string& log, std::vector<std::string> arguments) {
+    const TextFile file(log);
+    arguments.insert(arguments.begin(),
+                     {"--log=/proc/self/fd/" + std::to_string(file.fd()), "events"});
+    return call(arguments);
+}
+
+const Lines kStory = capture("5/6") + begin("5/6", "a\x1b[2J") +
+                     Lines{"5/6 D Illegal ZUL TAG a\x1b[2J,break"} + begin("5/7", "b\xff") +
+                     Lines{"5/7 D remoteConfig packageName is not com.x ,return"};
+
+TEST(EventsCommandTest, ShowsOneALineAndATotal) {
+    const Result result = callEvents(makeLog(kStory), {});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    const std::string day = result.out.substr(result.out.find('\n') + 1, 5);
+    EXPECT_EQ(
+            result.out.substr(result.out.find('\n') + 1),
+            day + "03-04 05:06:07    0.070s  captured      0xffff01    77       0xffff01_1.zul\n" +
+                    day +
+                    "03-04 05:06:07    0.010s  refused       a\\x1b[2J             no legal tag\n" +
+                    day +
+                    "03-04 05:06:07    0.010s  refused       b\\xff                other package: "
+                    "com.x\n"
+                    "3 events: 1 captured, 2 refused (1 no legal tag, 1 other package)\n");
+}
+
+TEST(EventsCommandTest, ChoosesByTagAndByOutcome) {
+    const auto lines = [](const Result& result) {
+        return std::count(result.out.begin(), result.out.end(), '\n');
+    };
+    const std::string log = makeLog(kStory);
+    EXPECT_EQ(lines(callEvents(log, {"--no-legend"})), 3);
+    EXPECT_EQ(lines(callEvents(log, {"--no-legend", "--dropped"})), 2);
+    EXPECT_EQ(lines(callEvents(log, {"--no-legend", "0xffff01"})), 1);
+    EXPECT_EQ(callEvents(log, {"--no-legend", "0xffff01"}).status, 0);
+    const Result none = callEvents(log, {"0xffff01", "--dropped"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_THAT(none.out, HasSubstr("\n0 events\n"));
+}
+
+TEST(EventsCommandTest, WritesOneObjectALine) {
+    const Result result = callEvents(makeLog(kStory), {"--json"});
+    EXPECT_THAT(result.out,
+                MatchesRegex(R"(\{"v":1,"time":"[0-9]{4}-03-04 05:06:07\.000","tag":"0xffff01",)"
+                             R"("outcome":"captured","dropped":false,"reason":"","detail":"",)"
+                             R"("mask":"0x2c3","processes":"77","text":"a text",)"
+                             R"("archive":"/data/ZUL/0xffff/0xffff01_1\.zul","took_ms":70,)"
+                             R"("preparation_ms":20,"history_ms":20,"collector_ms":20,)"
+                             R"("daemon":5,"thread":6\})"
+                             "\n"
+                             R"(\{.*"tag":"a\\u001b\[2J".*"took_ms":10,"preparation_ms":null.*\})"
+                             "\n"
+                             R"(\{.*"tag_hex":"62ff".*"detail":"com\.x".*\})"
+                             "\n"));
+}
+
+TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
+    const Result torn = callEvents(makeLog(kStory) + "03-0 x ZUL_DEBUG: y\n", {"--no-legend"});
+    EXPECT_EQ(torn.status, 3);
+    EXPECT_EQ(torn.err, "zulctl: torn lines in the log: 1\n");
+    EXPECT_THAT(torn.out, HasSubstr("captured"));
+    EXPECT_EQ(call({"events"}).status, 2);
+    const Result missing = call({"--log=/nowhere", "events"});
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_THAT(missing.err, HasSubstr("/nowhere: No such file"));
+    EXPECT_EQ(call({"--log=/tmp", "events"}).status, 3);
+}
+
+TEST(EventsTest, DroppedAreThoseOfWhichNothingWasKept) {
+    std::string dropped;
+    for (int i = 0; i <= static_cast<int>(Outcome::INTERRUPTED); i++) {
+        if (isDropped(static_cast<Outcome>(i)))
+            dropped += std::string(outcomeName(static_cast<Outcome>(i))) + " ";
+    }
+    EXPECT_EQ(dropped, "refused no-folder no-collector killed interrupted ");
+}
+
+}  // namespace
+
+}  // namespace zulctl::test

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/LogEvents.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "service/Files.h"
+#include "zulctl/Session.h"
+#include "zulctl/WallTime.h"
+
+namespace zulctl {
+
+namespace {
+
+constexpr int64_t kMillisecondsPerSecond = 1000;
+
+/** A time that the log's first line is not behind: a log that is still written to is newer. */
+LogTime newestOf(int fd) {
+    struct stat status = {};
+    const bool isFile = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+    const WallTime newest = isFile ? wallTime(status.st_mtime) : wallTimeNow();
+    return newest * kMillisecondsPerSecond;
+}
+
+}  // namespace
+
+bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take) {
+    const std::optional<std::string>& name = session.options().log;
+    if (!name) return false;
+    const bool standardInput = *name == "-";
+    const zul::ScopedFd opened(standardInput ? -1 : open(name->c_str(), O_RDONLY | O_CLOEXEC));
+    const int fd = standardInput ? STDIN_FILENO : opened.get();
+    if (fd < 0) {
+        session.problem(*name + ": " + strerror(errno));
+        return false;
+    }
+
+    LogFile log(fd, newestOf(fd));
+    Events events(keepLines);
+    const auto takeAll = [&take](std::vector<Event> ended) {
+        for (Event& event : ended)
+            take(event);
+    };
+    LogLine line;
+    while (log.next(line))
+        takeAll(events.add(line));
+    takeAll(events.finish());
+
+    if (log.error() != 0) session.problem(*name + ": " + strerror(log.error()));
+    if (log.unreadable() != 0) {
+        session.problem("torn lines in the log: " + std::to_string(log.unreadable()));
+    }
+    return true;
+}
+
+std::string formatTook(const Event& event) {
+    if (!event.whole) return "";
+    char text[32];
+    snprintf(text, sizeof(text), "%.3fs",
+             static_cast<double>(event.end - event.start) / kMillisecondsPerSecond);
+    return text;
+}
+
+}  // namespace zulctl

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+
+#include "zulctl/Events.h"
+
+namespace zulctl {
+
+class Session;
+
+/**
+ * Gives each event of the log that --log names to `take`, in the order in which they end; with their
+ * lines where asked for. What cannot be read is told as a problem. False when there is no log at all.
+ */
+bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take);
+
+/** How long an event took; nothing where the log does not tell it. */
+std::string formatTook(const Event& event);
+
+}  // namespace zulctl
