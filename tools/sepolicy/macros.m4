@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # The platform's policy macros and permission sets as far as the daemon's policy uses them, in their
-# smallest form. `target_build_variant' is user or userdebug.
+# smallest form. `target_build_variant' is user or userdebug, `platform_release' a number.
 define(`r_file_perms', `{ getattr open read ioctl lock map watch }')
 define(`w_file_perms', `{ open append write lock map }')
 define(`rx_file_perms', `{ r_file_perms execute execute_no_trans }')
@@ -9,6 +9,10 @@ define(`rw_file_perms', `{ r_file_perms w_file_perms }')
 define(`create_file_perms', `{ create rename setattr unlink rw_file_perms }')
 define(`r_dir_perms', `{ open getattr read search ioctl lock watch }')
 define(`create_dir_perms', `{ r_dir_perms create reparent rename rmdir setattr add_name remove_name write }')
+
+define(`r_dir_file', `
+allow $1 $2:dir r_dir_perms;
+allow $1 $2:{ file lnk_file } r_file_perms;')
 
 define(`userdebug_or_eng', `ifelse(target_build_variant, `user', , `$1')')
 
@@ -35,7 +39,9 @@ allow servicemanager $1:process getattr;')
 define(`hwbinder_use', `
 allow $1 hwservicemanager:binder { call transfer };
 allow hwservicemanager $1:binder { call transfer };
-get_prop($1, hwservicemanager_prop)')
+allow hwservicemanager $1:dir search;
+allow hwservicemanager $1:file { read open map };
+allow hwservicemanager $1:process getattr;')
 
 define(`hal_attribute', `attribute hal_$1; attribute hal_$1_client; attribute hal_$1_server;')
 define(`hal_client_domain', `typeattribute $1 halclientdomain; typeattribute $1 $2_client;')
