@@ -3,13 +3,12 @@
 #include <dlfcn.h>
 
 #include "service/Log.h"
+#include "service/Paths.h"
 #include "service/ZulService.h"
 
 namespace zul {
 
 namespace {
-
-constexpr char kTagLibrary[] = "/system_ext/lib64/libzulid_config.so";
 
 /** Exported by the tag library under the name "getRowByKey"; the row stays the library's. */
 using GetRowByKey = const RowData* (*)(const std::string& tagId);

@@ -12,6 +12,8 @@ inline constexpr char kConfigFile[] = "/data/ZUL/config";
 /** What a capture folder's path and its archive's path differ by. */
 inline constexpr char kArchiveSuffix[] = ".zul";
 
+inline constexpr char kTagLibrary[] = "/system_ext/lib64/libzulid_config.so";
+
 /** The kernel's trace instances; newer kernels have them under the second root alone. */
 inline constexpr char kTraceRoot[] = "/sys/kernel/debug/tracing/instances/";
 inline constexpr char kFallbackTraceRoot[] = "/sys/kernel/tracing/instances/";

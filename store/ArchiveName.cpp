@@ -10,9 +10,6 @@ namespace zul {
 
 namespace {
 
-constexpr size_t kUserPrefixLength = 8;
-constexpr size_t kPrefixLength = 6;
-
 constexpr std::string_view kTimePattern = "0000_00_00_00_00_00";
 
 bool isDigit(char c) {
@@ -49,7 +46,7 @@ std::optional<int> parseRemainder(std::string_view text) {
 }  // namespace
 
 size_t typePrefixLength(std::string_view tag, bool userMode) {
-    return userMode && contains(tag, "0xffffff") ? kUserPrefixLength : kPrefixLength;
+    return userMode && contains(tag, "0xffffff") ? kUserTypePrefixLength : kTypePrefixLength;
 }
 
 bool isStuckLogo(std::string_view tag) {
@@ -77,7 +74,7 @@ std::optional<ArchiveName> parseArchiveName(std::string_view name) {
     const size_t timeStart = numberStart - kTimePattern.size();
     const std::string_view tag = name.substr(0, timeStart - 1);
     const std::string_view time = name.substr(timeStart, kTimePattern.size());
-    if (name[timeStart - 1] != '_' || !isTime(time) || !makesName(tag, kPrefixLength)) {
+    if (name[timeStart - 1] != '_' || !isTime(time) || !makesName(tag, kTypePrefixLength)) {
         return std::nullopt;
     }
     return ArchiveName{tag, time, *number};

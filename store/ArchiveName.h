@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <stddef.h>
 #include <time.h>
 
 #include <optional>
@@ -9,7 +10,11 @@
 
 namespace zul {
 
-/** How much of a tag names its type folder. */
+/** How much of a tag names its type folder, and of a user tag in user mode. */
+inline constexpr size_t kTypePrefixLength = 6;
+inline constexpr size_t kUserTypePrefixLength = 8;
+
+/** How much of `tag` names its type folder. */
 size_t typePrefixLength(std::string_view tag, bool userMode);
 
 /** Captures of these tags lie in a root of their own. */

@@ -2,8 +2,6 @@
 
 #include "zulctl/Commands.h"
 
-#include <array>
-
 namespace zulctl {
 
 namespace {
@@ -16,7 +14,8 @@ constexpr Option kGlobalOptions[] = {
         {'h', "help", nullptr, "show this"},
 };
 
-constexpr std::array<const Command*, 2> kCommands = {
+constexpr const Command* kCommands[] = {
+        &kListCommand,
         &kEventsCommand,
         &kMaskCommand,
 };
@@ -28,7 +27,7 @@ std::span<const Command* const> commands() {
 }
 
 const Command* defaultCommand() {
-    return kCommands.empty() ? nullptr : kCommands.front();
+    return &kListCommand;
 }
 
 std::span<const Option> globalOptions() {

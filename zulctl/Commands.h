@@ -7,6 +7,7 @@ namespace zulctl {
 
 // Each is defined in a file of its name.
 extern const Command kEventsCommand;
+extern const Command kListCommand;
 extern const Command kMaskCommand;
 
 }  // namespace zulctl

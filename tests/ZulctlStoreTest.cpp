@@ -1,0 +1,291 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <map>
+
+#include "tests/support/ZulctlTest.h"
+
+namespace zulctl::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr char kType[] = "/data/ZUL/0xffff/";
+
+/** 0xffff0101_2025_03_04_05_06_07_N for that tag and time of one day, as HH:MM:SS. */
+std::string nameOf(const std::string& tag, std::string time, int number = 0) {
+    for (char& c : time)
+        if (c == ':') c = '_';
+    return tag + "_2025_03_04_" + time + "_" + std::to_string(number);
+}
+
+std::string lineOf(const std::string& tag, const std::string& time, const std::string& archive) {
+    return tag + "|2025-03-04 " + time + "|" + archive + "|BUILD\n";
+}
+
+class ListTest : public ZulctlTest {
+  protected:
+    /** A capture with a line of the history; its archive is made as well, unless it is missing. */
+    void capture(const std::string& tag, const std::string& time, bool missing = false) {
+        const std::string archive = kType + nameOf(tag, time) + ".zul";
+        mHistory += lineOf(tag, time, archive);
+        if (!missing) write(archive, "12345");
+    }
+
+    Result list(std::vector<std::string> arguments = {}) {
+        write("/data/ZUL/zul_history", mHistory);
+        arguments.insert(arguments.begin(), "list");
+        return onCopy(arguments);
+    }
+
+    /** "TIME STATE" of each line, from what --json prints. */
+    std::vector<std::string> states(std::vector<std::string> arguments = {}) {
+        arguments.emplace_back("--json");
+        mResult = list(arguments);
+        std::vector<std::string> result;
+        std::string rest = mResult.out;
+        for (size_t end; (end = rest.find('\n')) != std::string::npos; rest.erase(0, end + 1)) {
+            const std::string line = rest.substr(0, end);
+            result.push_back(member(line, "time").substr(11) + " " + member(line, "state"));
+        }
+        return result;
+    }
+
+    static std::string member(const std::string& line, const std::string& name) {
+        const std::string start = "\"" + name + "\":\"";
+        const size_t at = line.find(start);
+        if (at == std::string::npos) return std::string(11, '?');
+        return line.substr(at + start.size(),
+                           line.find('"', at + start.size()) - at - start.size());
+    }
+
+    std::string mHistory;
+    Result mResult;
+};
+
+TEST_F(ListTest, JoinsHistoryAndDiskNewestFirst) {
+    capture("0xffff0101", "05:00:00");
+    capture("0xffff0102", "05:00:10", true);
+    capture("0xffff0103", "05:00:20");
+    mHistory += lineOf("0xffff0104", "05:00:30", kType + nameOf("0xffff0104", "05:00:30") + ".zul");
+    write(kType + nameOf("0xffff0104", "05:00:30") + "/inside", "1234567");
+    write(kType + nameOf("0xffff0105", "05:00:15") + ".zul");
+    makeFolder(kType + nameOf("0xffff0106", "05:00:05"));
+    EXPECT_THAT(states(), ElementsAre("05:00:30 left", "05:00:20 present", "05:00:15 unrecorded",
+                                      "05:00:10 missing", "05:00:05 left", "05:00:00 present"));
+    EXPECT_EQ(mResult.status, 0);
+    EXPECT_EQ(mResult.err, "");
+
+    const Result text = list();
+    EXPECT_THAT(text.out, HasSubstr("2025-03-04 05:00:30  0xffff0104  left             7"));
+    EXPECT_THAT(text.out, HasSubstr("6 captures, 17 on disk; clean could free 0 archives and 2 "
+                                    "folders, 7\n"));
+    EXPECT_THAT(list({"--no-legend", "-n1"}).out, testing::StartsWith("2025-03-04 05:00:30  "));
+}
+
+TEST_F(ListTest, AnArchiveBelongsToTheLastOfItsName) {
+    capture("0xffff0101", "05:00:00");
+    capture("0xffff0102", "05:00:00");
+    capture("0xffff0101", "05:00:00");
+    capture("0xffff0103", "05:00:01", true);
+    capture("0xffff0103", "05:00:01", true);
+    EXPECT_THAT(states(), ElementsAre("05:00:01 missing", "05:00:01 missing", "05:00:00 present",
+                                      "05:00:00 present", "05:00:00 overwritten"));
+}
+
+TEST_F(ListTest, ALineThatComesEarlierThanItsTimeIsFound) {
+    // The clock was set back between the two.
+    capture("0xffff0101", "06:00:00");
+    capture("0xffff0102", "05:00:00");
+    write(kType + nameOf("0xffff0103", "05:30:00") + ".zul");
+    EXPECT_THAT(states(),
+                ElementsAre("05:30:00 unrecorded", "05:00:00 present", "06:00:00 present"));
+    EXPECT_THAT(states({"-n2"}), ElementsAre("05:30:00 unrecorded", "05:00:00 present"));
+}
+
+TEST_F(ListTest, TakesOnlyWhatWasAskedFor) {
+    capture("0xffff0101", "05:00:00");
+    capture("0xffff0102", "06:00:00", true);
+    capture("0xffff0101", "07:00:00", true);
+    capture("0xffff0103", "08:00:00");
+    const std::pair<std::vector<std::string>, std::vector<std::string>> cases[] = {
+            {{"-n", "1"}, {"08:00:00 present"}},
+            {{"-n0"}, {}},
+            {{"0xffff0101"}, {"07:00:00 missing", "05:00:00 present"}},
+            {{"0xffff0102", "0xffff0103"}, {"08:00:00 present", "06:00:00 missing"}},
+            {{"0xffff010"}, {}},
+            {{"--state=missing"}, {"07:00:00 missing", "06:00:00 missing"}},
+            {{"--state=missing", "-n1"}, {"07:00:00 missing"}},
+            {{"--state=left,running"}, {}},
+            // In a copy, ages count from the newest record.
+            {{"-S", "2h"}, {"08:00:00 present", "07:00:00 missing", "06:00:00 missing"}},
+            {{"-U", "2h"}, {"06:00:00 missing", "05:00:00 present"}},
+            {{"--since=2025-03-04 06:30", "--until=2025-03-04 07:30"}, {"07:00:00 missing"}},
+            {{"-S", "2025-03-05"}, {}},
+    };
+    for (const auto& [arguments, expected] : cases) {
+        EXPECT_EQ(states(arguments), expected) << arguments[0];
+        EXPECT_EQ(mResult.status, expected.empty() ? 1 : 0) << arguments[0];
+    }
+    for (const char* wrong : {"-nx", "-n", "--state=lost", "-Syesterday", "--until=", "-n-1"})
+        EXPECT_EQ(list({wrong}).status, 2) << wrong;
+}
+
+TEST_F(ListTest, TellsWhatTheKeepRuleWouldHaveTaken) {
+    struct Case {
+        const char* tag;
+        const char* folder;
+        int archives;
+        /** First and last of those too many, by age. */
+        int first;
+        int last;
+    };
+    const Case cases[] = {
+            {"0xffff0201", "0xffff", 20, 0, -1},   {"0xffff0202", "0xffff", 21, 1, 1},
+            {"0xffff0203", "0xffff", 25, 1, 5},    {"0xffffff07", "0xffff", 23, 0, 2},
+            {"0x003e0001", "0x003e", 30, 0, -1},   {"0xffffff21", "0xffffff", 13, 1, 3},
+            {"0xffffff08", "0xffffff", 10, 0, -1},
+    };
+    for (const Case& row : cases) {
+        std::vector<std::string> expected;
+        for (int i = 0; i < row.archives; i++) {
+            const std::string time = "05:00:" + std::to_string(10 + i);
+            write(std::string("/data/ZUL/") + row.folder + "/" + nameOf(row.tag, time, i) + ".zul");
+            if (i >= row.first && i <= row.last)
+                expected.insert(expected.begin(), time + " unlisted");
+        }
+        EXPECT_EQ(states({row.tag, "--state=unlisted"}), expected) << row.tag;
+    }
+    EXPECT_THAT(list().out, HasSubstr("clean could free 12 archives and 0 folders, 0\n"));
+}
+
+TEST_F(ListTest, StuckLogosLieBesideAndAreListedAgain) {
+    for (int i = 0; i < 25; i++)
+        write("/morvfs/stuck_logo/" + nameOf("0xffffff06", "05:00:" + std::to_string(10 + i)) +
+              ".zul");
+    const std::string archive = "/morvfs/stuck_logo/" + nameOf("0xffffff06", "05:00:34") + ".zul";
+    mHistory = lineOf("0xffffff06", "05:00:34", archive);
+    EXPECT_THAT(states({"-n2"}), ElementsAre("05:00:34 present", "05:00:33 unrecorded"));
+    EXPECT_THAT(states({"--state=unlisted"}), IsEmpty());
+}
+
+TEST_F(ListTest, EveryCopyOfAStoreWillDo) {
+    capture("0xffff0101", "05:00:00");
+    write("/morvfs/stuck_logo/" + nameOf("0xffffff06", "05:00:10") + ".zul");
+    list();
+    for (const char* root : {"", "/data", "/data/ZUL"}) {
+        const Result result = call({"--root", at(root), "list"});
+        EXPECT_THAT(result.out, HasSubstr("2 captures, ")) << root;
+        EXPECT_EQ(result.status, 0) << root;
+    }
+    for (const char* root : {"/morvfs", "/nowhere", "/data/ZUL/zul_history"})
+        EXPECT_EQ(call({"--root", at(root), "list"}).status, 3) << root;
+}
+
+TEST_F(ListTest, WhatIsNoRecordIsCountedAndTheRestShown) {
+    const std::string good = kType + nameOf("0xffff0101", "05:00:00") + ".zul";
+    const std::string strange[] = {
+            "\n",
+            "0xffff0101\n",
+            "0xffff0101|2025-03-04 05:00:00|" + good.substr(0, good.size() - 9) + "\n",
+            "0xffff0101|2025-03-04 05:00|" + good + "|BUILD\n",
+            "0xffff0102|2025-03-04 05:00:00|" + good + "|BUILD\n",
+            "0xffff0101|2025-03-04 05:00:00|/etc/passwd|BUILD\n",
+            std::string(300000, 'x') + "\n",
+            std::string(300000, '\n').substr(0, 1) + "|||\n",
+            "0xffff0101|2025-03-04 05:00:00|" + good,
+    };
+    size_t lines = 0;
+    for (const std::string& text : strange) {
+        capture("0xffff0101", "05:00:00");
+        mHistory += text;
+        lines++;
+    }
+    // The very last one is whole, but for its end. The line before the last two holds two.
+    EXPECT_THAT(states(), testing::SizeIs(lines + 1));
+    EXPECT_EQ(mResult.status, 3);
+    EXPECT_THAT(mResult.err, HasSubstr(": " + std::to_string(lines) + " lines are no records"));
+}
+
+TEST_F(ListTest, ReadsLongHistoriesWhole) {
+    // Lines end at every place of a block.
+    std::vector<std::string> expected;
+    for (int i = 0; i < 9000; i++) {
+        char time[16];
+        snprintf(time, sizeof(time), "%02d:%02d:%02d", i / 3600, i / 60 % 60, i % 60);
+        mHistory += lineOf("0xffff0101", time, kType + nameOf("0xffff0101", time) + ".zul");
+        if (i % 7 == 0) mHistory.insert(mHistory.size() - 1, std::string(i % 90, 'x'));
+        expected.insert(expected.begin(), std::string(time) + " missing");
+    }
+    EXPECT_EQ(states(), expected);
+    EXPECT_EQ(mResult.err, "");
+}
+
+TEST_F(ListTest, NothingButTheStoresOwnIsTouchedOrShown) {
+    capture("0xffff0101", "05:00:00");
+    write("/outside/secret");
+    const std::string outside = at("/outside");
+    const std::string archive = kType + nameOf("0xffff0102", "05:00:01") + ".zul";
+    ASSERT_EQ(symlink((outside + "/secret").c_str(), at(archive).c_str()), 0);
+    ASSERT_EQ(symlink(outside.c_str(), at("/data/ZUL/0xfffe").c_str()), 0);
+    ASSERT_EQ(symlink(outside.c_str(), at(kType + nameOf("0xffff0103", "05:00:02")).c_str()), 0);
+    ASSERT_EQ(mkfifo(at(kType + nameOf("0xffff0104", "05:00:03") + ".zul").c_str(), 0666), 0);
+    write("/outside/" + nameOf("0xfffe0101", "05:00:04") + ".zul");
+    write(kType + nameOf("0xfffe0101", "05:00:05") + ".zul");
+    write(kType + nameOf("0xffff0105", "05:00:06").append("0") + ".zul");
+    write(kType + nameOf("0xffff0105", "25:00:06") + ".zul");
+    write(kType + nameOf("0xffff\n0106", "05:00:07") + ".zul");
+    write(kType + nameOf("0xffff\x1b[2J\xff", "05:00:08") + ".zul");
+    mHistory += lineOf("0xffff0102", "05:00:01", archive);
+    EXPECT_THAT(states(),
+                ElementsAre("05:00:08 unrecorded", "05:00:01 missing", "05:00:00 present"));
+    EXPECT_THAT(mResult.out, HasSubstr("\"tag_hex\":\"3078666666661b5b324aff\""));
+    EXPECT_THAT(list().out, HasSubstr("0xffff\\x1b[2J\\xff"));
+}
+
+struct BadHistory {
+    const char* name;
+    void (*make)(const std::string& path);
+    const char* reason;
+};
+
+class BadHistoryTest : public ListTest, public testing::WithParamInterface<BadHistory> {};
+
+TEST_P(BadHistoryTest, WhatLiesOnDiskIsShownAllTheSame) {
+    write(kType + nameOf("0xffff0101", "05:00:00") + ".zul");
+    GetParam().make(at("/data/ZUL/zul_history"));
+    const Result result = onCopy({"list"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr(std::string("zul_history: ") + GetParam().reason));
+    // Whether it is recorded is not known.
+    EXPECT_THAT(result.out, HasSubstr("0xffff0101  present "));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Kinds, BadHistoryTest,
+        testing::Values(BadHistory{"Link",
+                                   [](const std::string& path) {
+                                       (void)!symlink("/etc/passwd", path.c_str());
+                                   },
+                                   "Too many"},
+                        BadHistory{"Fifo",
+                                   [](const std::string& path) { mkfifo(path.c_str(), 0666); },
+                                   "no regular file"},
+                        BadHistory{"Folder",
+                                   [](const std::string& path) { mkdir(path.c_str(), 0777); },
+                                   "no regular file"}),
+        [](const auto& info) { return info.param.name; });
+
+TEST_F(ListTest, AnEmptyStoreHasNothing) {
+    const Result result = onCopy({"list"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(result.out, HasSubstr("0 captures, 0 on disk"));
+}
+
+}  // namespace
+}  // namespace zulctl::test

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/Captures.h"
+
+#include <errno.h>
+#include <limits.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "service/Paths.h"
+#include "service/Text.h"
+
+namespace zulctl {
+
+namespace {
+
+constexpr const char* kStateNames[] = {"present",     "missing",    "running", "left",
+                                       "overwritten", "unrecorded", "unlisted"};
+
+constexpr char kHistoryName[] = "zul_history";
+
+/**
+ * The files of a copy have times of another clock: of the zone where they were copied, or of the copying
+ * itself. What seems to have taken longer than this is taken for that.
+ */
+constexpr int64_t kLongestInCopy = 3600;
+
+/** Folders inside each other that are looked at. */
+constexpr int kDeepest = 64;
+
+uint64_t sizeOfTree(int parent, const char* name, int depth) {
+    const zul::ScopedFd fd(openFolderAt(parent, name));
+    const int listed = fd.ok() && depth < kDeepest ? openFolderAt(fd.get(), ".") : -1;
+    const zul::ScopedFolder folder(listed >= 0 ? fdopendir(listed) : nullptr);
+    uint64_t bytes = 0;
+    while (const dirent* entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
+        const std::string_view inner = entry->d_name;
+        struct stat status = {};
+        if (inner == "." || inner == ".." ||
+            fstatat(fd.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+            continue;
+        }
+        if (S_ISREG(status.st_mode)) bytes += static_cast<uint64_t>(status.st_size);
+        if (S_ISDIR(status.st_mode)) bytes += sizeOfTree(fd.get(), entry->d_name, depth + 1);
+    }
+    return bytes;
+}
+
+bool isOlder(const DiskEntry* a, const DiskEntry* b) {
+    return a->time < b->time;
+}
+
+}  // namespace
+
+const char* nameOf(State state) {
+    return kStateNames[static_cast<size_t>(state)];
+}
+
+std::optional<State> stateOf(std::string_view name) {
+    for (size_t i = 0; i < std::size(kStateNames); i++) {
+        if (name == kStateNames[i]) return static_cast<State>(i);
+    }
+    return std::nullopt;
+}
+
+std::string_view Capture::name() const {
+    std::string_view text = archive.substr(archive.rfind('/') + 1);
+    text.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
+    return text;
+}
+
+Captures::Captures(Session& session, const Store& store)
+      : mSession(session),
+        mStore(store),
+        mHistoryFd(store.openFile(kHistoryName)),
+        mHistory(mHistoryFd.get()),
+        mHasHistory(mHistoryFd.ok()) {
+    // A store without a history may be one that is empty still.
+    if (!mHasHistory && errno != ENOENT) {
+        mSession.problem(std::string(zul::kHistoryFile) + ": " +
+                         (errno == EINVAL ? "no regular file" : strerror(errno)));
+    }
+    mDisk.scan(store, [this](const std::string& text) { mSession.problem(text); });
+    mDisk.applyKeepRule();
+
+    // After the listing: what has begun since is not in it.
+    const auto isUnfinished = [](const DiskEntry& entry) { return entry.hasFolder; };
+    if (!store.isCopy() &&
+        std::any_of(mDisk.entries().begin(), mDisk.entries().end(), isUnfinished)) {
+        mProcesses = Processes::look();
+        if (!mProcesses.seen()) {
+            mSession.problem("processes of others cannot be seen: what runs is called left");
+        }
+    }
+}
+
+bool Captures::runs(const DiskEntry& entry) const {
+    return entry.hasFolder && mProcesses.has(mDisk.pathOf(entry));
+}
+
+State Captures::stateOf(const DiskEntry& entry) const {
+    if (runs(entry)) return State::RUNNING;
+    if (!entry.hasArchive) return State::LEFT;
+    if (entry.unlisted) return State::UNLISTED;
+    return entry.recorded || !mHasHistory ? State::PRESENT : State::UNRECORDED;
+}
+
+void Captures::readToTheStart() {
+    mReadToTheStart = true;
+    HistoryFile rest(mHistoryFd.get());
+    rest.seek(mHistory.position());
+    while (const auto line = rest.previous()) {
+        if (DiskEntry* entry = mDisk.find(line->record.archive)) entry->recorded = true;
+    }
+}
+
+/** Visits what no line tells of and is newer than `behind`. */
+bool Captures::visitUnrecorded(WallTime behind, const std::function<bool(const Capture&)>& visit) {
+    while (!mUnvisited.empty() && mUnvisited.front()->time > behind) {
+        DiskEntry* entry = mUnvisited.front();
+        // A clock that was set back can have its line still to come.
+        if (!entry->recorded && !mReadToTheStart) readToTheStart();
+        std::pop_heap(mUnvisited.begin(), mUnvisited.end(), isOlder);
+        mUnvisited.pop_back();
+        if (entry->recorded) continue;
+        const std::string archive = mDisk.pathOf(*entry) + zul::kArchiveSuffix;
+        if (!visit({.tag = mDisk.tagOf(*entry),
+                    .time = entry->time,
+                    .state = stateOf(*entry),
+                    .archive = archive,
+                    .entry = entry})) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
+    std::vector<bool> claimed(mDisk.entries().size());
+    for (DiskEntry& entry : mDisk.entries())
+        mUnvisited.push_back(&entry);
+    std::make_heap(mUnvisited.begin(), mUnvisited.end(), isOlder);
+
+    bool goOn = true;
+    while (const auto line = goOn ? mHistory.previous() : std::nullopt) {
+        DiskEntry* entry = mDisk.find(line->record.archive);
+        if (entry != nullptr) entry->recorded = true;
+        if (!visitUnrecorded(line->time, visit)) {
+            goOn = false;
+            break;
+        }
+        Capture capture = {.tag = line->record.tag,
+                           .time = line->time,
+                           .state = State::MISSING,
+                           .archive = line->record.archive,
+                           .build = line->record.build,
+                           .recorded = true};
+        if (entry != nullptr) {
+            const auto number = static_cast<size_t>(entry - mDisk.entries().data());
+            capture.state = claimed[number] ? State::OVERWRITTEN : stateOf(*entry);
+            capture.entry = claimed[number] ? nullptr : entry;
+            claimed[number] = true;
+        }
+        goOn = visit(capture);
+    }
+    // What is left on the heap at the history's start has no line.
+    mReadToTheStart = mReadToTheStart || goOn;
+    if (goOn) visitUnrecorded(LLONG_MIN, visit);
+
+    if (mHistory.failed()) {
+        mSession.problem(std::string(zul::kHistoryFile) + ": cannot be read to its start");
+    }
+    if (mHistory.strangeLines() > 0) {
+        mSession.problem(std::string(zul::kHistoryFile) + ": " +
+                         std::to_string(mHistory.strangeLines()) + " lines are no records");
+    }
+}
+
+WallTime Captures::now() {
+    if (!mStore.isCopy()) return wallTimeNow();
+    HistoryFile history(mHistoryFd.get());
+    if (const auto newest = history.previous()) return newest->time;
+    WallTime time = 0;
+    for (const DiskEntry& entry : mDisk.entries())
+        time = std::max(time, entry.time);
+    return time;
+}
+
+Surplus Captures::surplus(bool withBytes) {
+    Surplus surplus;
+    uint64_t bytes = 0;
+    for (const DiskEntry& entry : mDisk.entries()) {
+        const bool leftFolder = entry.hasFolder && !runs(entry);
+        if (entry.unlisted) surplus.archives++;
+        if (leftFolder) surplus.folders++;
+        if (withBytes && (entry.unlisted || leftFolder)) bytes += useOf(&entry).bytes;
+    }
+    if (withBytes) surplus.bytes = bytes;
+    return surplus;
+}
+
+DiskUse Captures::useOf(const DiskEntry* entry) {
+    if (entry == nullptr) return {};
+    const CaptureFolder& folder = mDisk.folderOf(*entry);
+    if (!mOpen.ok() || mOpenFolder != entry->folder) {
+        mOpenFolder = entry->folder;
+        mOpen = zul::ScopedFd(
+                openFolderAt(folder.root, folder.isTypeFolder() ? folder.name.c_str() : "."));
+    }
+    std::string name(mDisk.nameOf(*entry));
+    if (!entry->hasArchive) {
+        return {.known = true, .bytes = sizeOfTree(mOpen.get(), name.c_str(), 0)};
+    }
+    name += zul::kArchiveSuffix;
+    struct stat status = {};
+    if (fstatat(mOpen.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
+    DiskUse use = {.known = true,
+                   .bytes = static_cast<uint64_t>(status.st_size),
+                   .took = wallTime(status.st_mtime) - entry->time};
+    if (mStore.isCopy() && use.took >= kLongestInCopy) use.took = -1;
+    return use;
+}
+
+}  // namespace zulctl

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/DiskIndex.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "service/Paths.h"
+#include "service/Text.h"
+#include "store/ArchiveName.h"
+#include "store/KeepRule.h"
+
+namespace zulctl {
+
+namespace {
+
+constexpr size_t kSuffixSize = sizeof(zul::kArchiveSuffix) - 1;
+
+/** The kind of an entry as DT_… tells it, looked up where the listing does not. */
+unsigned char kindOf(DIR* folder, const dirent& entry) {
+    if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+    struct stat status = {};
+    if (fstatat(dirfd(folder), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+    return S_ISREG(status.st_mode) ? DT_REG : S_ISDIR(status.st_mode) ? DT_DIR : DT_UNKNOWN;
+}
+
+/** The folder of that descriptor for listing, without giving the descriptor away. */
+zul::ScopedFolder listing(int fd) {
+    const int own = openFolderAt(fd, ".");
+    zul::ScopedFolder folder(own >= 0 ? fdopendir(own) : nullptr);
+    if (folder == nullptr && own >= 0) close(own);
+    return folder;
+}
+
+}  // namespace
+
+void DiskIndex::scan(const Store& store, const std::function<void(const std::string&)>& problem) {
+    const auto list = [&](const CaptureFolder& folder) {
+        const char* name = folder.isTypeFolder() ? folder.name.c_str() : ".";
+        const zul::ScopedFd fd(openFolderAt(folder.root, name));
+        if (!fd.ok()) {
+            // Gone, or exchanged since it was listed.
+            if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return;
+            problem(folder.path + ": " + strerror(errno));
+            return;
+        }
+        mFolders.push_back(folder);
+        listFolder(static_cast<uint32_t>(mFolders.size() - 1), fd.get());
+    };
+
+    mSlots.assign(1024, 0);
+    list({zul::kOutputRoot, store.outputRoot(), ""});
+    if (store.stuckLogoRoot() >= 0) list({zul::kStuckLogoRoot, store.stuckLogoRoot(), ""});
+
+    const zul::ScopedFolder root = listing(store.outputRoot());
+    std::vector<std::string> typeFolders;
+    while (const dirent* entry = root != nullptr ? readdir(root.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
+        if ((name.size() == zul::kTypePrefixLength || name.size() == zul::kUserTypePrefixLength) &&
+            kindOf(root.get(), *entry) == DT_DIR) {
+            typeFolders.emplace_back(name);
+        }
+    }
+    std::sort(typeFolders.begin(), typeFolders.end());
+    for (const std::string& name : typeFolders)
+        list({zul::kOutputRoot + name + "/", store.outputRoot(), name});
+}
+
+void DiskIndex::listFolder(uint32_t number, int fd) {
+    const zul::ScopedFolder folder = listing(fd);
+    while (const dirent* entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
+        const unsigned char kind = kindOf(folder.get(), *entry);
+        if (kind == DT_DIR) {
+            add(number, name, true);
+        } else if (kind == DT_REG && name.ends_with(zul::kArchiveSuffix)) {
+            add(number, name.substr(0, name.size() - kSuffixSize), false);
+        }
+    }
+}
+
+void DiskIndex::add(uint32_t folder, std::string_view name, bool isFolder) {
+    const auto parts = zul::parseArchiveName(name);
+    if (!parts || !parts->tag.starts_with(mFolders[folder].name)) return;
+    const auto time = parseNameTime(parts->time);
+    if (!time) return;
+
+    uint32_t* slot = slotOf(folder, name);
+    if (*slot == 0) {
+        DiskEntry entry;
+        entry.folder = folder;
+        entry.nameStart = mNames.size();
+        entry.nameSize = static_cast<uint16_t>(name.size());
+        entry.tagSize = static_cast<uint16_t>(parts->tag.size());
+        entry.time = *time;
+        mNames += name;
+        mEntries.push_back(entry);
+        *slot = static_cast<uint32_t>(mEntries.size());
+    }
+    DiskEntry& entry = mEntries[*slot - 1];
+    (isFolder ? entry.hasFolder : entry.hasArchive) = true;
+    if (mEntries.size() * 2 > mSlots.size()) grow();
+}
+
+uint32_t* DiskIndex::slotOf(uint32_t folder, std::string_view name) {
+    const size_t mask = mSlots.size() - 1;
+    for (size_t i = std::hash<std::string_view>()(name) & mask;; i = (i + 1) & mask) {
+        if (mSlots[i] == 0) return &mSlots[i];
+        const DiskEntry& entry = mEntries[mSlots[i] - 1];
+        if (entry.folder == folder && nameOf(entry) == name) return &mSlots[i];
+    }
+}
+
+void DiskIndex::grow() {
+    mSlots.assign(mSlots.size() * 4, 0);
+    for (size_t i = 0; i < mEntries.size(); i++)
+        *slotOf(mEntries[i].folder, nameOf(mEntries[i])) = static_cast<uint32_t>(i + 1);
+}
+
+DiskEntry* DiskIndex::find(std::string_view archivePath) {
+    if (!archivePath.ends_with(zul::kArchiveSuffix)) return nullptr;
+    archivePath.remove_suffix(kSuffixSize);
+    const size_t nameStart = archivePath.rfind('/') + 1;
+    const std::string_view folder = archivePath.substr(0, nameStart);
+    if (mLastFolder >= mFolders.size() || mFolders[mLastFolder].path != folder) {
+        const auto found =
+                std::find_if(mFolders.begin(), mFolders.end(),
+                             [&](const CaptureFolder& known) { return known.path == folder; });
+        if (found == mFolders.end()) return nullptr;
+        mLastFolder = static_cast<uint32_t>(found - mFolders.begin());
+    }
+    const uint32_t* slot = slotOf(mLastFolder, archivePath.substr(nameStart));
+    return *slot != 0 ? &mEntries[*slot - 1] : nullptr;
+}
+
+std::string DiskIndex::pathOf(const DiskEntry& entry) const {
+    return folderOf(entry).path + std::string(nameOf(entry));
+}
+
+void DiskIndex::applyKeepRule() {
+    std::unordered_map<std::string_view, std::vector<DiskEntry*>> tags;
+    for (DiskEntry& entry : mEntries) {
+        // The daemon lists again what lies in a root itself.
+        if (entry.hasArchive && folderOf(entry).isTypeFolder())
+            tags[tagOf(entry)].push_back(&entry);
+    }
+    const auto older = [this](const DiskEntry* a, const DiskEntry* b) {
+        return a->time != b->time ? a->time < b->time : nameOf(*a) < nameOf(*b);
+    };
+    for (auto& [tag, archives] : tags) {
+        std::sort(archives.begin(), archives.end(), older);
+        // A user build has folders of its own, and keeps less; the newest tells what this is.
+        const bool userBuild = folderOf(*archives.back()).name.size() == zul::kUserTypePrefixLength;
+        // The newest is the one for which the rule makes room.
+        const zul::Range tooMany = zul::archivesToPrune(
+                tag, archives.size() - 1, userBuild ? zul::kUserTagLimit : zul::kTagLimit);
+        for (size_t i = 0; i < tooMany.count; i++)
+            archives[tooMany.first + i]->unlisted = true;
+    }
+}
+
+}  // namespace zulctl
