@@ -7,75 +7,65 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr int64_t kNegativeMask = std::numeric_limits<int64_t>::min() + 1;
-
-/** Calls each operation of an adapter once, with texts that must arrive unchanged; true when all succeed. */
-template <class Adapter>
-bool callAll(Adapter& adapter) {
-    // What succeeded is asked of every answer: a failed one that nobody looks at is fatal.
-    const bool simp = adapter.onRunSimpZULCallback("simp | tag", 1).isOk();
-    const bool zul = adapter.onRunZULCallback("0xffff0101", kNegativeMask, 2, "a | b").isOk();
-    const bool simpMulti = adapter.onRunSimpMultiPidZULCallback("", "3|4").isOk();
-    const bool multi = adapter.onRunMultiPidZULCallback("0xffff0101", 5, "6|7", "").isOk();
-    return simp && zul && simpMulti && multi;
-}
+const std::string kTag = "0xffff0101";
+const std::string kOther("0xffff0101\0x", 12);
+/** Must arrive unchanged. */
+const std::string kText("a | b\0c", 7);
+constexpr int64_t kMask = std::numeric_limits<int64_t>::min() + 1;
 
 class CallbackTest : public ServiceTest {
   protected:
-    void SetUp() override {
-        admit("0xffff0101");
+    CallbackTest() {
+        admit(kTag);
+        writeTagTable("0xffff0101,FLAG_ZUL_LOG,,row,,\n");
         orderCollector("exit 9\n");
     }
 
-    /** What the calls of callAll leave behind. */
-    void expectAllArrived() {
-        const auto runs = collectorRuns();
-        ASSERT_THAT(runs, SizeIs(2));
-        EXPECT_EQ(runs[0].arguments[1], std::to_string(kNegativeMask));
-        EXPECT_EQ(runs[0].arguments[2], "2");
-        EXPECT_EQ(runs[0].arguments[3], "a | b");
-        EXPECT_EQ(runs[0].arguments[9], "");
-        EXPECT_EQ(runs[1].arguments[1], "5");
-        EXPECT_EQ(runs[1].arguments[3], "");
-        EXPECT_EQ(runs[1].arguments[9], "6|7");
-        EXPECT_THAT(mLog.take(),
-                    testing::IsSupersetOf({"D getZulInfoByTag tagId===simp | tag",
-                                           "D startSimpZul Illegal ZUL TAG simp | tag,break",
-                                           "D startSimpMultiPidZul Illegal ZUL TAG ,break"}));
+    /** Whether the call succeeded, and what became of its arguments. */
+    std::string told(bool succeeded) const {
+        return (succeeded ? "" : "failed ") + mService->mSceneType + ";" +
+               std::to_string(mService->mFlag) + ";" + std::to_string(mService->mPid) + ";" +
+               mService->mMultiPid + ";" + mService->mExtraInfo;
+    }
+
+    template <class Adapter>
+    void callAll(Adapter& adapter) {
+        const std::string mask = std::to_string(kMask);
+        EXPECT_EQ(told(adapter.onRunSimpZULCallback(kTag, -70001).isOk()),
+                  kTag + ";512;-70001;;row");
+        EXPECT_EQ(told(adapter.onRunZULCallback(kTag, kMask, 70002, kText).isOk()),
+                  kTag + ";" + mask + ";70002;;" + kText);
+        EXPECT_EQ(told(adapter.onRunSimpMultiPidZULCallback(kTag, kText).isOk()),
+                  kTag + ";512;0;" + kText + ";row");
+        EXPECT_EQ(told(adapter.onRunMultiPidZULCallback(kTag, kMask, kText, "x").isOk()),
+                  kTag + ";" + mask + ";0;" + kText + ";x");
+        // Refused, as this tag is another one, and a success all the same.
+        EXPECT_TRUE(adapter.onRunSimpZULCallback(kOther, 1).isOk());
+        EXPECT_TRUE(adapter.onRunZULCallback(kOther, 1, 1, "").isOk());
+        EXPECT_TRUE(adapter.onRunSimpMultiPidZULCallback(kOther, "").isOk());
+        EXPECT_TRUE(adapter.onRunMultiPidZULCallback(kOther, 1, "", "").isOk());
+        EXPECT_THAT(collectorRuns(), SizeIs(4));
     }
 };
 
-TEST_F(CallbackTest, HidlCallsBecomeRequestsAndAlwaysSucceed) {
-    const android::sp<ZulCallBack> adapter = new ZulCallBack(mService.get());
-    EXPECT_TRUE(callAll(*adapter));
-    expectAllArrived();
-}
-
-TEST_F(CallbackTest, AidlCallsBecomeRequestsAndAlwaysSucceed) {
-    const auto adapter = ndk::SharedRefBase::make<ZulAidlCallBack>(mService.get());
-    EXPECT_TRUE(callAll(*adapter));
-    expectAllArrived();
+TEST_F(CallbackTest, CallsBecomeRequestsAndAlwaysSucceed) {
+    const android::sp<ZulCallBack> hidl = new ZulCallBack(mService.get());
+    callAll(*hidl);
+    std::remove("/data/ZUL/collector_record");
+    const auto aidl = ndk::SharedRefBase::make<ZulAidlCallBack>(mService.get());
+    callAll(*aidl);
 }
 
 TEST_F(CallbackTest, AdapterOwnsItsService) {
-    android::wp<ZulService> hidlService;
-    android::wp<ZulService> aidlService;
+    const size_t before = FakeSystem::services();
     {
-        ZulService* service = new ZulService();
-        hidlService = service;
-        const android::sp<ZulCallBack> adapter = new ZulCallBack(service);
-        EXPECT_NE(hidlService.promote(), nullptr);
-        service = new ZulService();
-        aidlService = service;
-        const auto aidlAdapter = ndk::SharedRefBase::make<ZulAidlCallBack>(service);
-        EXPECT_NE(aidlService.promote(), nullptr);
+        const android::sp<ZulCallBack> hidl = new ZulCallBack(new ZulService());
+        const auto aidl = ndk::SharedRefBase::make<ZulAidlCallBack>(new ZulService());
+        EXPECT_EQ(FakeSystem::services(), before + 2);
     }
-    EXPECT_EQ(hidlService.promote(), nullptr);
-    EXPECT_EQ(aidlService.promote(), nullptr);
+    EXPECT_EQ(FakeSystem::services(), before);
 }
 
 }  // namespace

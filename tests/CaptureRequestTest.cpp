@@ -25,6 +25,7 @@ constexpr char kTag[] = "0xffff0101";
 constexpr char kFolder[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_0";
 constexpr char kTime[] = "2025-03-04 05:06:07";
 constexpr char kPids[] = "12,345";
+constexpr long kCopyBuffer = 1L << 62;
 constexpr char kVendorList[] = "/a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg";
 
 std::string kindName(const testing::TestParamInfo<Kind>& info) {
@@ -44,6 +45,10 @@ class CaptureRequestTest : public ServiceTest {
         admit(kTag);
         orderCollector();
         FakeActivity::get().mPackage = "com.x";
+        // What an earlier request left behind.
+        mService->mZulCmd = mService->mEventType = mService->mEventSubType = mService->mMultiPid =
+                "old";
+        mService->mPid = 5;
     }
 
     /** The request with mask 0x201 and text "/p", as the tag library has them for kTag. */
@@ -98,7 +103,7 @@ class CaptureRequestTest : public ServiceTest {
         EXPECT_THAT(runs, SizeIs(1));
         return runs.empty() ? "(none)" : runs[0].arguments.at(index);
     }
-    /** Nothing came of the request, and the capture state is as a refusal leaves it. */
+    /** Nothing came of the request. */
     void expectNoCapture() {
         EXPECT_THAT(collectorRuns(), IsEmpty());
         EXPECT_FALSE(exists("/data/ZUL/zul_history"));
@@ -161,34 +166,43 @@ TEST_P(EveryRequestTest, LogsItsOwnWay) {
 
 TEST_P(EveryRequestTest, RefusesATagThatIsNotLegal) {
     const Kind kind = GetParam();
-    mService->mZulCmd = mService->mEventType = mService->mEventSubType = mService->mMultiPid =
-            "old";
-    mService->mPid = 5;
+    configure("tag:0xffff01,pkgname:com.y");
+    mLog.take();
     ZulService::mTagTable.clear();
     request(kind);
-    EXPECT_EQ(mLog.take().back(), "D Illegal ZUL TAG 0xffff0101,break");
+    std::vector<std::string> expected = linesBeforePreparation(kind);
+    expected.push_back("D Illegal ZUL TAG 0xffff0101,break");
+    EXPECT_EQ(mLog.take(), expected);
     expectNoCapture();
     EXPECT_EQ(mService->mPid, 0);
     EXPECT_EQ(mService->mMultiPid, "");
-    EXPECT_EQ(mService->mZulCmd, byTag(kind) ? "ls" : "");
+    EXPECT_EQ(mService->mZulCmd + mService->mEventType + mService->mEventSubType,
+              byTag(kind) ? "lscrashjava" : "");
 }
 
-TEST_P(EveryRequestTest, RefusesATagThatTheLibraryDoesNotKnow) {
-    if (!byTag(GetParam())) return;
+TEST_F(CaptureRequestTest, RefusesATagThatTheLibraryDoesNotKnow) {
     admit("0xffff0999");
-    request(GetParam(), "0xffff0999");
-    const std::string name = GetParam() == kSimpZul ? "startSimpZul" : "startSimpMultiPidZul";
-    EXPECT_EQ(mLog.take().back(), "D " + name + " Illegal ZUL TAG 0xffff0999,break");
-    expectNoCapture();
+    for (const Kind kind : {kSimpZul, kSimpMultiPidZul}) {
+        mService->mEventType = mService->mMultiPid = "old";
+        request(kind, "0xffff0999");
+        const std::string name = kind == kSimpZul ? "startSimpZul" : "startSimpMultiPidZul";
+        EXPECT_THAT(mLog.take(), ElementsAre("D getZulInfoByTag tagId===0xffff0999",
+                                             "D getZulInfoByTag getRowByKey fail",
+                                             "D " + name + " Illegal ZUL TAG 0xffff0999,break"));
+        expectNoCapture();
+        EXPECT_EQ(mService->mEventType + mService->mMultiPid, "");
+    }
 }
 
 TEST_P(EveryRequestTest, RefusesAVendorDatabaseWhoseCopyIsMissing) {
     admit("0xffff0109");
     request(GetParam(), "0xffff0109", kVendorList);
-    EXPECT_THAT(mLog.takeAboveDebug(),
-                testing::IsSupersetOf({"E Unable to open filePath: /data/ZUL/db.fatal.08.EE.dbg ",
-                                       "E /a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg copy to "
-                                       "/a;/data/ZUL/db.fatal.08.EE.dbg failed."}));
+    std::vector<std::string> lines = mLog.take();
+    // Those of the tag.
+    if (byTag(GetParam())) lines.erase(lines.begin(), lines.end() - 2);
+    EXPECT_THAT(lines, ElementsAre("E Unable to open filePath: /data/ZUL/db.fatal.08.EE.dbg ",
+                                   "E /a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg copy to "
+                                   "/a;/data/ZUL/db.fatal.08.EE.dbg failed."));
     expectNoCapture();
 }
 
@@ -204,9 +218,20 @@ TEST_P(EveryRequestTest, UpdatesTheConfigurationInPlaceOfACapture) {
     request(GetParam(), "0xffffffff", "tag:NEW,enable:1");
     EXPECT_FALSE(exists("/data/ZUL/config")) << "the tag is not legal yet";
     admit("0xffffffff");
+    mLog.take();
+    FakeSystem::locks = 0;
+    FakeSystem::onSync = [](int) {
+        EXPECT_TRUE(FakeSystem::locked);
+        EXPECT_EQ(ZulService::mTagTable.count("NEW"), 0u) << "stored first";
+    };
     request(GetParam(), "0xffffffff", "tag:NEW,enable:1");
+    // One hold for test and update; row and mask of a tag take one each.
+    EXPECT_EQ(FakeSystem::locks, byTag(GetParam()) ? 3 : 1);
     EXPECT_EQ(readFile("/data/ZUL/config"), "tag:NEW,enable:1");
     EXPECT_EQ(ZulService::mTagTable.count("NEW"), 1u);
+    const std::vector<std::string> lines = mLog.take();
+    EXPECT_THAT(std::vector(lines.end() - 2, lines.end()),
+                ElementsAre("D remoteConfig.tag = NEW \n", "D remoteConfig.enable = 1 \n"));
     expectNoCapture();
 }
 
@@ -228,14 +253,16 @@ TEST_P(EveryRequestTest, FiltersPackagesOfOneProcessOnly) {
     if (several(GetParam())) {
         EXPECT_THAT(collectorRuns(), SizeIs(1));
     } else {
-        EXPECT_EQ(mLog.take().back(), "D remoteConfig packageName is not com.x ,return");
+        std::vector<std::string> expected = linesBeforePreparation(GetParam());
+        expected.push_back("D remoteConfig packageName is not com.x ,return");
+        EXPECT_EQ(mLog.take(), expected);
         EXPECT_EQ(FakeActivity::get().mAskedPid, 77);
         expectNoCapture();
     }
 }
 
 TEST_P(EveryRequestTest, TakesWhatTheConfigurationAdds) {
-    configure("tag:0101,flag:0x1000,cmd:cmd1,path:/q|tag:0xffff0101,flag:0x2000");
+    configure("tag:0101,flag:0x1001,cmd:cmd1,path:/q|tag:0xffff0101,flag:0x2000");
     request(GetParam());
     EXPECT_EQ(argument(1), std::to_string(0x1201));
     EXPECT_EQ(argument(3), "/p/q#cmd1");
@@ -243,10 +270,17 @@ TEST_P(EveryRequestTest, TakesWhatTheConfigurationAdds) {
 
 TEST_P(EveryRequestTest, StabilitySceneWritesItsMarkerAndRunsTheCollector) {
     const Kind kind = GetParam();
-    const long copyBuffer = 1L << 62;
     admit("0xffff1003");
     request(kind);
-    request(kind, "0xffff1003", "marker", copyBuffer);
+    FakeSystem::onFork = [] {
+        for (const std::string& fd : list("/proc/self/fd")) {
+            std::error_code closed;
+            const auto target = std::filesystem::read_symlink("/proc/self/fd/" + fd, closed);
+            EXPECT_NE(target.filename(), "trace_marker") << "open while the collector runs";
+        }
+        return true;
+    };
+    request(kind, "0xffff1003", "marker", kCopyBuffer);
     EXPECT_EQ(readFile(traceFile("stab", "trace_marker")), "marker");
     const auto runs = collectorRuns();
     ASSERT_THAT(runs, SizeIs(2));
@@ -263,6 +297,7 @@ struct SceneCase {
     const char* tag;
     const char* text;
     bool userMode;
+    long mask;
     /** The instance whose marker is written; null for a normal capture. */
     const char* instance;
 };
@@ -276,7 +311,7 @@ TEST_P(SpecialSceneTest, WritesOneMarkerOrCaptures) {
     const std::string debugRoot = "/sys/kernel/debug/tracing/instances/";
     for (const std::string& root : {std::string("/sys/kernel/tracing/instances/"), debugRoot}) {
         makeTraceInstances(root, {"perf", "power", "stab", "com", "cam"});
-        mService->startZul(c.tag, 0, 0, c.text);
+        mService->startZul(c.tag, c.mask, 0, c.text);
         for (const char* instance : {"perf", "power", "stab", "com", "cam"}) {
             const bool written = c.instance != nullptr && std::string(c.instance) == instance;
             EXPECT_EQ(readFile(root + instance + "/trace_marker"), written ? c.text : "");
@@ -287,16 +322,33 @@ TEST_P(SpecialSceneTest, WritesOneMarkerOrCaptures) {
 
 INSTANTIATE_TEST_SUITE_P(
         Scenes, SpecialSceneTest,
-        testing::Values(SceneCase{"Perf", "0xffff1001", "hello", false, "perf"},
-                        SceneCase{"Power", "0xffff1002", "a\nb", false, "power"},
-                        SceneCase{"StabWithoutTheFlag", "0xffff1003", "hello", false, "stab"},
-                        SceneCase{"Com", "0xffff1004", "hello", false, "com"},
-                        SceneCase{"ComAgain", "0xffff1005", "hello", false, "com"},
-                        SceneCase{"Cam", "0xffff1006", "hello", false, "cam"},
-                        SceneCase{"NoText", "0xffff1001", "", false, nullptr},
-                        SceneCase{"TooLong", "0xffff10033", "hello", false, nullptr},
-                        SceneCase{"UserMode", "0xffff1001", "hello", true, nullptr}),
+        testing::Values(SceneCase{"Perf", "0xffff1001", "hello", false, kCopyBuffer, "perf"},
+                        SceneCase{"Power", "0xffff1002", "a\nb", false, kCopyBuffer, "power"},
+                        SceneCase{"StabWithoutTheFlag", "0xffff1003", "hello", false, ~kCopyBuffer,
+                                  "stab"},
+                        SceneCase{"Com", "0xffff1004", "hello", false, kCopyBuffer, "com"},
+                        SceneCase{"ComAgain", "0xffff1005", "hello", false, kCopyBuffer, "com"},
+                        SceneCase{"Cam", "0xffff1006", "hello", false, kCopyBuffer, "cam"},
+                        SceneCase{"NoText", "0xffff1001", "", false, kCopyBuffer, nullptr},
+                        SceneCase{"TooLong", "0xffff10033", "hello", false, kCopyBuffer, nullptr},
+                        SceneCase{"UserMode", "0xffff1001", "hello", true, kCopyBuffer, nullptr}),
         caseName<SceneCase>);
+
+TEST_F(CaptureRequestTest, InstancesAreWherePerfIs) {
+    const std::string debugRoot = "/sys/kernel/debug/tracing/instances/";
+    makeTraceInstances(debugRoot, {"power"});
+    admit("0xffff1002");
+    mService->startZul("0xffff1002", 0, 0, "hello");
+    EXPECT_EQ(readFile(debugRoot + "power/trace_marker"), "");
+    EXPECT_EQ(readFile(traceFile("power", "trace_marker")), "hello");
+
+    // Asked for by every request, which empties a plain file.
+    makeTraceInstances(debugRoot, {"perf"});
+    writeFile(debugRoot + "perf/trace_marker", "old");
+    ZulService::mUserMode = true;
+    request(kZul);
+    EXPECT_EQ(readFile(debugRoot + "perf/trace_marker"), "");
+}
 
 TEST_F(CaptureRequestTest, UnknownSpecialSceneIsTold) {
     for (const std::string tag : {"0xffff1007", "0xffff1000", "x0xffff100", "0xffff100a"}) {
@@ -311,7 +363,7 @@ TEST_F(CaptureRequestTest, UnknownSpecialSceneIsTold) {
 TEST_F(CaptureRequestTest, MissingTraceInstanceIsPassedOver) {
     std::filesystem::remove_all("/sys/kernel/tracing/instances/stab");
     admit("0xffff1003");
-    mService->startZul("0xffff1003", 1L << 62, 0, "hello");
+    mService->startZul("0xffff1003", kCopyBuffer, 0, "hello");
     EXPECT_THAT(mLog.takeAboveDebug(), IsEmpty());
     // No capture was made before: no time, but the list stays in its place.
     EXPECT_EQ(argument(8), "");
@@ -343,6 +395,7 @@ INSTANTIATE_TEST_SUITE_P(Filters, PackageFilterTest,
                                          FilterCase{"Other", "com.x.y", "com.e", 1, false},
                                          FilterCase{"Longer", "com.x.y", "com.x.y.z", 1, false},
                                          FilterCase{"NoProcess", "com.x.y", "com.e", 0, true},
+                                         FilterCase{"Negative", "com.x.y", "com.e", -1, false},
                                          FilterCase{"NoName", "com.x.y", "", 1, true}),
                          caseName<FilterCase>);
 
@@ -353,9 +406,28 @@ TEST_F(CaptureRequestTest, UserTagsHaveTheirOwnVocabulary) {
 }
 
 TEST_F(CaptureRequestTest, ConfigurationOfTheFirstMatchingEntryAlone) {
-    configure("tag:0xffff02,cmd:no|tag:ffff,cmd:cmd1|tag:0xffff0101,path:/q");
-    request(kZul, kTag, "x");
-    EXPECT_EQ(argument(3), "x#cmd1");
+    for (const char* text : {"tag:0xffff02,cmd:no|tag:ffff,cmd:cmd1|tag:0xffff0101,path:/q",
+                             "tag:0xffff01012,cmd:no|tag:0xffff0101,path:/q", "|"}) {
+        ZulService::mRemoteConfigs.clear();
+        configure(text);
+        request(kZul, kTag, "x");
+    }
+    const auto runs = collectorRuns();
+    ASSERT_THAT(runs, SizeIs(3));
+    EXPECT_EQ(runs[0].arguments[3], "x#cmd1");
+    EXPECT_EQ(runs[1].arguments[3], "x/q");
+    EXPECT_EQ(runs[2].arguments[3], "x");
+}
+
+TEST_F(CaptureRequestTest, ConfigurationStaysAsItWasFound) {
+    configure("tag:0xffff0101,pkgname:com.x,cmd:before");
+    FakeActivity::get().mOnQuery = [] {
+        ASSERT_FALSE(FakeSystem::locked);
+        configure("tag:0xffff0101,cmd:meanwhile");
+    };
+    request(kZul);
+    FakeActivity::get().mOnQuery = nullptr;
+    EXPECT_EQ(argument(3), "/p#before");
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ android::status_t FakeActivity::onTransact(uint32_t code, const android::Parcel&
     EXPECT_EQ(flags, 0u);
     EXPECT_TRUE(data.enforceInterface(String16("android.app.IActivityManager")));
     mAskedPid = data.readInt32();
+    if (mOnQuery) mOnQuery();
     if (mStatus == android::OK) reply->writeString16(String16(mPackage.c_str()));
     return mStatus;
 }

@@ -3,6 +3,7 @@
 
 #include <binder/Binder.h>
 
+#include <functional>
 #include <string>
 
 namespace zul::test {
@@ -17,6 +18,8 @@ class FakeActivity : public android::BBinder {
     android::status_t mStatus = android::OK;
     /** The process of the last query. */
     int mAskedPid = 0;
+    /** Called by every query. */
+    std::function<void()> mOnQuery;
 
   protected:
     android::status_t onTransact(uint32_t code, const android::Parcel& data, android::Parcel* reply,
