@@ -190,8 +190,7 @@ bool ZulService::applyRemoteConfig(Request& request) {
     if (request.variation.filtersPackage && request.pid != 0 && !config->pkgname.empty()) {
         char name[kNameSize] = {};
         getNameByPid(request.pid, name);
-        // A name that cannot be had is empty, and passes.
-        if (!contains(config->pkgname, name)) {
+        if (!admitsPackage(*config, name)) {
             LOGD("remoteConfig packageName is not %s ,return", name);
             return false;
         }

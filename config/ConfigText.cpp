@@ -87,6 +87,10 @@ const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,
     return nullptr;
 }
 
+bool admitsPackage(const ConfigEntry& entry, std::string_view package) {
+    return entry.pkgname.empty() || contains(entry.pkgname, package);
+}
+
 void applyConfigEntry(const ConfigEntry& entry, int64_t& flag, std::string& extraInfo) {
     extraInfo += entry.paths;
     flag |= entry.flag;

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -93,6 +94,9 @@ void admitTags(const std::vector<ConfigEntry>& entries,
 /** The entry that counts for a scene type: the first whose tag occurs in it; null for none. */
 const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,
                                    const std::string& sceneType);
+
+/** True when an entry lets events about this package through; a name that cannot be had is empty. */
+bool admitsPackage(const ConfigEntry& entry, std::string_view package);
 
 /** What an entry does to an event that it lets through. */
 void applyConfigEntry(const ConfigEntry& entry, int64_t& flag, std::string& extraInfo);

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <algorithm>
+#include <filesystem>
 
+#include "tests/support/ZulctlTest.h"
 #include "zulctl/ConfigCheck.h"
 #include "zulctl/Masks.h"
 
@@ -10,10 +11,13 @@ namespace zulctl::test {
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 /** ERROR or warning, RECORD.ITEM, CODE. */
 std::vector<std::string> findingsOf(const std::string& text) {
@@ -201,6 +205,236 @@ TEST(ConfigCheckTest, TellsItemsAndWhatTheDaemonHasOfThem) {
     EXPECT_EQ(report.entries[1].tag, "AB");
     EXPECT_TRUE(report.hasErrors());
     EXPECT_FALSE(checkConfig("tag:0xffff01,what").hasErrors());
+}
+
+class ConfigCommandTest : public ZulctlTest {
+  protected:
+    void store(const std::string& config, const std::string& tags = "") const {
+        write("/data/ZUL/config", config);
+        write("/data/ZUL/ZUL_TAG.txt", tags);
+    }
+};
+
+TEST_F(ConfigCommandTest, ShowsWhatTheNextStartHas) {
+    store("tag:0xffff0404,enable:1,pkgname:com.a,flag:0x400001,cmds:ps,\npaths:;/a\x1b|tag:B\n");
+    const Result result = onCopy({"config", "show"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out,
+              "tag 0xffff0404\n"
+              "  enable   1\n"
+              "  pkgname  com.a\n"
+              "  flag     0x400001 FLAG_ZUL_BINDER|FLAG_ZUL_PERF_BUFFER\n"
+              "  cmds     ps\n"
+              "  paths    ;/a\\x1b\n"
+              "tag B\n"
+              "2 entries\n");
+    const Result json = onCopy({"--json", "config", "show"});
+    EXPECT_THAT(json.out, StartsWith(R"({"v":1,"tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
+                                     R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
+                                     "\n"));
+}
+
+TEST_F(ConfigCommandTest, TellsWhenThereIsNothingToShow) {
+    Result result = onCopy({"config", "show"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("no configuration is stored"));
+    store("cmds:x tag");
+    EXPECT_THAT(onCopy({"config", "show"}).err, HasSubstr("see config check"));
+    std::filesystem::remove(at("/data/ZUL/config"));
+    makeFolder("/data/ZUL/config");
+    result = onCopy({"config", "show"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("/data/ZUL/config: "));
+    EXPECT_EQ(call({"--root=/nowhere", "config", "show"}).status, 3);
+}
+
+TEST_F(ConfigCommandTest, ChecksAText) {
+    write("/text", "tag:A,flag:12abc,x|tag:\x1b,cmds:b:\xff");
+    const Result result = call({"config", "check", at("/text")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out,
+              "ITEM  SETS     VALUE\n"
+              "1.1   tag      A\n"
+              "1.2   flag     12\n"
+              "      error: counts as 12, without 'abc'\n"
+              "1.3   nothing  x\n"
+              "      warning: has none of the keys, and is ignored\n"
+              "2.1   tag      \\x1b\n"
+              "2.2   cmds     \\xff\n"
+              "      error: of the value only '\\xff' counts\n"
+              "2 records, 2 errors, 1 warning\n");
+    const Result json = call({"--json", "config", "check", at("/text")});
+    EXPECT_THAT(json.out, StartsWith(R"({"v":1,"kind":"item","record":1,"item":1,"text":"tag:A",)"
+                                     R"("sets":"tag","value":"A"})"
+                                     "\n"));
+    EXPECT_THAT(json.out, HasSubstr(R"({"v":1,"kind":"finding","severity":"error",)"
+                                    R"("code":"text-behind-number","record":1,"item":2,)"
+                                    R"("message":"counts as 12, without 'abc'"})"
+                                    "\n"));
+    EXPECT_THAT(json.out, HasSubstr(R"("text":"x","sets":null,"value":""})"));
+
+    write("/text", "tag:0xffff04,cmds:a|tag:0xffff0401,cmds:b|tag:0xffffffff,enable:0");
+    EXPECT_THAT(
+            call({"--no-legend", "config", "check", at("/text")}).out,
+            AllOf(HasSubstr("      error: record 2: never counts: '0xffff04' of record 1 stands"),
+                  EndsWith("      error: makes 0xffffffff illegal: no later update is taken, "
+                           "restarts included\n")));
+    write("/text", "tag:0xffff0101,x");
+    EXPECT_EQ(call({"config", "check", at("/text")}).status, 0);
+    EXPECT_EQ(call({"config", "check", at("/nowhere")}).status, 3);
+    write("/text", std::string((16 << 20) + 1, 'x'));
+    EXPECT_THAT(call({"config", "check", at("/text")}).err, HasSubstr("File too large"));
+}
+
+struct MatchCase {
+    const char* name;
+    std::vector<std::string> operands;
+    /** Pushed on top of what is stored; null for nothing. */
+    const char* with;
+    const char* outcome;
+    int status;
+};
+
+class ConfigMatchTest : public ConfigCommandTest, public testing::WithParamInterface<MatchCase> {};
+
+TEST_P(ConfigMatchTest, TellsWhatTheDaemonWouldDo) {
+    const MatchCase& c = GetParam();
+    store("tag:0xffff04,enable:1,pkgname:com.a.b,flag:4,cmds:ps,paths:;/a|tag:0xffff0505,enable:0|"
+          "tag:0xffff0707,enable:1",
+          "0xffff0401|x\n0xffff0505|y\n0xffff0606|z\n0xffffffff|\nnone\n");
+    std::vector<std::string> words = {"config", "match"};
+    words.insert(words.end(), c.operands.begin(), c.operands.end());
+    if (c.with != nullptr) {
+        write("/text", c.with);
+        words.push_back("--with=" + at("/text"));
+    }
+    const Result result = onCopy(words);
+    EXPECT_EQ(result.out.substr(0, result.out.find('\n')), c.operands[0] + ": " + c.outcome);
+    EXPECT_EQ(result.status, c.status);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Events, ConfigMatchTest,
+        testing::Values(
+                MatchCase{"Passes", {"0xffff0401", "com.a.b"}, nullptr, "passes", 0},
+                MatchCase{"NoPackageTold", {"0xffff0401"}, nullptr, "passes", 0},
+                MatchCase{"PackageIsAPart",
+                          {"0xffff0401", "com.a"},
+                          nullptr,
+                          "passes: the package is a part of the pkgname",
+                          0},
+                MatchCase{"OtherPackage",
+                          {"0xffff0401", "com.a.b.c"},
+                          nullptr,
+                          "refused: other package",
+                          1},
+                MatchCase{"NoEntry",
+                          {"0xffff0606"},
+                          nullptr,
+                          "passes, and no entry counts for it",
+                          1},
+                MatchCase{"NotInTheFile", {"0xffff0999"}, nullptr, "refused: no legal tag", 1},
+                MatchCase{"LineWithoutABarIsNoTag", {"none"}, nullptr, "refused: no legal tag", 1},
+                MatchCase{"MadeIllegal", {"0xffff0505"}, nullptr, "refused: no legal tag", 1},
+                MatchCase{"MadeLegal", {"0xffff0707"}, nullptr, "passes", 0},
+                MatchCase{"Update", {"0xffffffff"}, nullptr, "updates the configuration", 1},
+                MatchCase{"WithAReplacement",
+                          {"0xffff0401", "com.c"},
+                          "tag:0xffff04,enable:1,pkgname:com.c",
+                          "passes",
+                          0},
+                MatchCase{"WithWhatMakesItIllegal",
+                          {"0xffff0606"},
+                          "tag:0xffff0606,enable:0",
+                          "refused: no legal tag",
+                          1},
+                // The entry that made it legal is gone, the tag stays.
+                MatchCase{"WithWhatReplacesItsEntry",
+                          {"0xffff0707"},
+                          "tag:0xffff07,enable:0",
+                          "passes",
+                          0}),
+        [](const auto& info) { return info.param.name; });
+
+TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
+    store("tag:0xffff04,flag:4,cmds:ps,paths:;/a", "0xffff0401|");
+    EXPECT_EQ(onCopy({"config", "match", "0xffff0401"}).out,
+              "0xffff0401: passes\n"
+              "  entry    tag 0xffff04\n"
+              "  mask +   0x4 FLAG_ZUL_PROC_MEM\n"
+              "  text +   ;/a#ps\n");
+    EXPECT_EQ(
+            onCopy({"--json", "config", "match", "0xffff0401", "p"}).out,
+            R"({"v":1,"tag":"0xffff0401","outcome":"passes","legal":true,"refused":false,)"
+            R"("entry":"0xffff04","package":"p","pkgname":"","adds_flag":"0x4","adds_text":";/a#ps"})"
+            "\n");
+    EXPECT_THAT(onCopy({"--json", "config", "match", "x"}).out,
+                HasSubstr(R"("legal":false,"refused":true,"entry":null,"package":null)"));
+}
+
+TEST_F(ConfigCommandTest, TagsAreThoseOfFileAndConfiguration) {
+    store("tag:b,enable:0|tag:d,enable:1|tag:dd", "c|a text|more\nb|\nnone\nc|again\n");
+    const Result result = onCopy({"tags"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out,
+              "TAG           LEGAL  FROM    ENTRY         TEXT\n"
+              "b             no     file    b\n"
+              "c             yes    file    -             a text|more\n"
+              "d             yes    config  d\n"
+              "2 legal of 3 tags\n");
+    EXPECT_THAT(onCopy({"--json", "tags"}).out,
+                StartsWith(R"({"v":1,"tag":"b","legal":false,"from":"file","entry":"b","text":""})"
+                           "\n"));
+    store("");
+    EXPECT_EQ(onCopy({"tags"}).status, 1);
+    // A user build's store has folders of user tags, and its tag file does not count.
+    store("", "c|\n");
+    makeFolder("/data/ZUL/0xffffff");
+    const Result user = onCopy({"--no-legend", "tags"});
+    EXPECT_EQ(std::count(user.out.begin(), user.out.end(), '\n'), 257);
+    EXPECT_THAT(user.out, HasSubstr("0xffffff0a    yes    build   -\n"));
+}
+
+TEST(MaskCommandTest, ShowsBitsInBothVocabularies) {
+    const Result result = call({"mask", "0x10011"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out,
+              "0x10011 = 65553\n"
+              "BIT  VALUE               FULL VOCABULARY              USER VOCABULARY\n"
+              "  0  0x1                 FLAG_ZUL_BINDER              -\n"
+              "  4  0x10                FLAG_ZUL_PROC_STACK          FLAG_ZUL_USER_LOG_CRASH\n"
+              " 16  0x10000             -                            FLAG_ZUL_USER_MMSTAT\n"
+              "full vocabulary: no name for 0x10000\n"
+              "user vocabulary: no name for 0x1\n");
+    EXPECT_THAT(call({"mask", "0x2c1"}).out,
+                HasSubstr("full vocabulary: the same as EXCEPTION_TYPE_ANR\n"));
+    EXPECT_THAT(
+            call({"mask", "--", "-9223372036854775808"}).out,
+            AllOf(StartsWith("0x8000000000000000 = -9223372036854775808\n"), HasSubstr("\n 63 ")));
+    EXPECT_EQ(call({"--json", "mask", "0x40000001"}).out,
+              R"({"v":1,"vocabulary":"full","mask":"0x40000001","decimal":1073741825,)"
+              R"("names":["FLAG_ZUL_BINDER","FLAG_ZUL_DISPLAY"],"aliases":[],"unnamed":"0x0",)"
+              R"("unknown":[]})"
+              "\n"
+              R"({"v":1,"vocabulary":"user","mask":"0x40000001","decimal":1073741825,)"
+              R"("names":[],"aliases":[],"unnamed":"0x40000001","unknown":[]})"
+              "\n");
+}
+
+TEST(MaskCommandTest, ShowsTheMaskOfNames) {
+    Result result =
+            call({"--no-legend", "mask", "FLAG_ZUL_LOG | FLAG_ZUL_BINDER", "FLAG_ZUL_USER_PS"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out,
+              "full        0x201               513                   FLAG_ZUL_USER_PS\n"
+              "user        0x1000              4096                  FLAG_ZUL_LOG, "
+              "FLAG_ZUL_BINDER\n");
+    result = call({"--json", "mask", "FLAG_ZUL_LOG", "flag_zul_log"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out, HasSubstr(R"("mask":"0x200","decimal":512)"));
+    EXPECT_THAT(result.out, HasSubstr(R"("unknown":["flag_zul_log"]})"));
+    EXPECT_EQ(call({"mask"}).status, 2);
 }
 
 TEST(MasksTest, NamesOfBothVocabulariesAndBack) {

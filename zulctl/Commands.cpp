@@ -15,9 +15,8 @@ constexpr Option kGlobalOptions[] = {
 };
 
 constexpr const Command* kCommands[] = {
-        &kListCommand,
-        &kEventsCommand,
-        &kMaskCommand,
+        &kListCommand,        &kEventsCommand, &kConfigShowCommand, &kConfigCheckCommand,
+        &kConfigMatchCommand, &kMaskCommand,   &kTagsCommand,
 };
 
 }  // namespace

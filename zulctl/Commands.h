@@ -6,8 +6,12 @@
 namespace zulctl {
 
 // Each is defined in a file of its name.
+extern const Command kConfigShowCommand;
+extern const Command kConfigCheckCommand;
+extern const Command kConfigMatchCommand;
 extern const Command kEventsCommand;
 extern const Command kListCommand;
 extern const Command kMaskCommand;
+extern const Command kTagsCommand;
 
 }  // namespace zulctl

@@ -4,14 +4,22 @@
 
 namespace zulctl {
 
-const Store* Session::store() {
+const Store* Session::openStore(bool mustBe) {
     if (!mTriedStore) {
         mTriedStore = true;
         std::string reason;
         mStore = Store::open(mOptions.root, reason);
-        if (mStore == nullptr) problem(reason);
+        if (mStore == nullptr && mustBe) problem(reason);
     }
     return mStore.get();
+}
+
+const Store* Session::store() {
+    return openStore(true);
+}
+
+const Store* Session::storeIfAny() {
+    return openStore(mOptions.root.has_value());
 }
 
 void Session::problem(std::string_view text) {

@@ -40,6 +40,9 @@ class Session {
     /** The store, opened at the first call; null where there is none, which was told as a problem. */
     const Store* store();
 
+    /** The same; but that this machine is no device, where no root was named, is no problem. */
+    const Store* storeIfAny();
+
     /** Tells of something that could not be read; the call ends with PARTLY. */
     void problem(std::string_view text);
     /** Tells what is worth knowing and no failure. */
@@ -51,6 +54,7 @@ class Session {
 
   private:
     void say(std::string_view text);
+    const Store* openStore(bool mustBe);
 
     const Options mOptions;
     const char* const mCommand;
