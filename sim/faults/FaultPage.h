@@ -10,13 +10,14 @@
  * fail there: epoll_ctl() counts for additions only, as the kernel refuses no other for a good set.
  */
 // clang-format off
-#define SIM_FAULT_CALLS(X)                                                              \
-    X(access) X(close) X(connect) X(dlopen) X(epoll_create1) X(epoll_ctl) X(epoll_wait) \
-    X(execl) X(execv) X(fchmod) X(fcntl) X(fdopen) X(fgets) X(fork) X(fstat) X(fstatat) \
-    X(fsync) X(ftruncate) X(getdelim) X(getsockopt) X(link) X(lseek) X(mkdir)           \
-    X(mkostemp) X(open) X(opendir) X(poll) X(pread) X(pthread_create) X(read) X(readdir) \
-    X(realpath) X(recv) X(recvmsg) X(remove) X(rename) X(sendmsg) X(shutdown)           \
-    X(socket) X(socketpair) X(unlink) X(vfork) X(waitpid) X(write)
+#define SIM_FAULT_CALLS(X)                                                           \
+    X(access) X(close) X(connect) X(dlopen) X(epoll_create1) X(epoll_ctl)            \
+    X(epoll_wait) X(execl) X(execv) X(fchmod) X(fcntl) X(fdopen) X(fdopendir)        \
+    X(fgets) X(fork) X(fstat) X(fstatat) X(fsync) X(ftruncate) X(getdelim)           \
+    X(getsockopt) X(link) X(lseek) X(mkdirat) X(mkostemp) X(open) X(openat)          \
+    X(opendir) X(poll) X(pread) X(pthread_create) X(read) X(readdir) X(recv)         \
+    X(recvmsg) X(rename) X(renameat) X(sendmsg) X(shutdown) X(socket) X(socketpair)  \
+    X(unlink) X(unlinkat) X(vfork) X(waitpid) X(write)
 // clang-format on
 
 namespace sim {

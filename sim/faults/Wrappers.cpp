@@ -64,6 +64,7 @@ FAULT_POINT(int, execv, (const char* path, char* const* arguments), (path, argum
 FAULT_POINT(int, fchmod, (int fd, mode_t mode), (fd, mode))
 FAULT_POINT(int, fcntl, (int fd, int command, void* argument), (fd, command, argument))
 FAULT_POINT(FILE*, fdopen, (int fd, const char* mode), (fd, mode))
+FAULT_POINT(DIR*, fdopendir, (int fd), (fd))
 FAULT_POINT(char*, fgets, (char* line, int size, FILE* file), (line, size, file))
 FAULT_POINT(pid_t, fork, (), ())
 FAULT_POINT(int, fstat, (int fd, struct stat* status), (fd, status))
@@ -78,20 +79,23 @@ FAULT_POINT(int, getsockopt, (int fd, int level, int name, void* value, socklen_
             (fd, level, name, value, size))
 FAULT_POINT(int, link, (const char* from, const char* to), (from, to))
 FAULT_POINT(off_t, lseek, (int fd, off_t offset, int whence), (fd, offset, whence))
-FAULT_POINT(int, mkdir, (const char* path, mode_t mode), (path, mode))
+FAULT_POINT(int, mkdirat, (int at, const char* path, mode_t mode), (at, path, mode))
 FAULT_POINT(int, mkostemp, (char* path, int flags), (path, flags))
 FAULT_POINT(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode))
+FAULT_POINT(int, openat, (int at, const char* path, int flags, mode_t mode),
+            (at, path, flags, mode))
 FAULT_POINT(DIR*, opendir, (const char* path), (path))
 FAULT_POINT(int, poll, (pollfd * fds, nfds_t count, int limitMs), (fds, count, limitMs))
 FAULT_POINT(ssize_t, pread, (int fd, void* data, size_t size, off_t from), (fd, data, size, from))
 FAULT_POINT(dirent*, readdir, (DIR * folder), (folder))
-FAULT_POINT(char*, realpath, (const char* path, char* real), (path, real))
-FAULT_POINT(int, remove, (const char* path), (path))
 FAULT_POINT(int, rename, (const char* from, const char* to), (from, to))
+FAULT_POINT(int, renameat, (int at, const char* from, int toAt, const char* to),
+            (at, from, toAt, to))
 FAULT_POINT(int, socket, (int domain, int type, int protocol), (domain, type, protocol))
 FAULT_POINT(int, socketpair, (int domain, int type, int protocol, int* ends),
             (domain, type, protocol, ends))
 FAULT_POINT(int, unlink, (const char* path), (path))
+FAULT_POINT(int, unlinkat, (int at, const char* path, int flags), (at, path, flags))
 
 // --- With a part of the bytes -------------------------------------------------------------------
 

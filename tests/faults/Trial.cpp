@@ -170,7 +170,11 @@ std::string Trial::checkFiles() const {
     const std::string config = readFile(kConfig);
     if (config != mKind.setting.config && config != mKind.event.extraInfo)
         return "config is " + config;
-    return fs::exists(std::string(kConfig) + ".new") ? "config.new is left" : "";
+    for (const auto& entry : fs::directory_iterator("/data/ZUL")) {
+        if (entry.path().string().starts_with(std::string(kConfig) + ".new"))
+            return "config.new is left";
+    }
+    return "";
 }
 
 std::string Trial::checkLog() const {
