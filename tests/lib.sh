@@ -168,3 +168,13 @@ has_callbacks() {
 assert_collector_got() {
     assert_equal "$1" "$(grep -aA1 -E "^$2 [0-9]+$" "$RECORD" | tail -n 1)" "argument $2 of the collector"
 }
+
+# Heap and written data. Pages of libraries are left out, as others that share them come and go, and the
+# threads' stacks, of which each meets its deepest way sooner or later.
+memory_kb() {
+    awk -v stack=8192 '
+        /^[0-9a-f]+-/ { named = NF > 5 }
+        /^Size:/ { size = $2 }
+        /^Anonymous:/ && (named || size != stack) { sum += $2 }
+        END { print sum }' "/proc/$DAEMON_PID/smaps"
+}
