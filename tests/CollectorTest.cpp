@@ -48,6 +48,18 @@ TEST_F(CollectorTest, ArgumentsArriveByteForByte) {
     }
 }
 
+TEST_F(CollectorTest, TextThatNoProgramCanTakeIsTold) {
+    mService->startZul(kTag, 0, 0, std::string(128 * 1024 - 1, 'e'));
+    EXPECT_THAT(mLog.takeAboveDebug(), IsEmpty());
+    mService->startZul(kTag, 0, 0, std::string(128 * 1024, 'e'));
+    const auto lines = mLog.take();
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[lines.size() - 2], "E ret==-1,excel errno=7");
+    EXPECT_EQ(lines.back(), "D zuldump child normal exit...");
+    EXPECT_THAT(collectorRuns(), SizeIs(1));
+    EXPECT_TRUE(exists(mService->mDumpPath));
+}
+
 TEST_F(CollectorTest, NumbersAreSignedDecimals) {
     struct {
         uint64_t mask;

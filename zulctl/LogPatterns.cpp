@@ -29,6 +29,11 @@ constexpr LogPattern kPatterns[] = {
         {'D', "aidlbinder thread number=%d", Role::OTHER, kDump},
         {'E', "service is still nullptr after 10 attempts, return -1"},
         {'E', "engine gave no thread number: %s"},
+        {'W', "engine is gone"},
+        {'I', "engine is back, thread number=%d"},
+        {'E', "engine is not watched: %s"},
+        {'E', "engine is not watched: status %d"},
+        {'W', "%s is not read, it has %lld bytes"},
         {'E', "thread pool join returned, no more events are served"},
 
         // An event, in the order of its life.
@@ -77,6 +82,8 @@ constexpr LogPattern kPatterns[] = {
         {'D', "remove old file:filename=%s", Role::OTHER, kDump},
         {'E', "file %s isn't exist!"},
         {'E', "not removed, not in the store: %s"},
+        {'E', "not removed, no folder without links: %s"},
+        {'E', "not removed, in use by others: %s"},
         {'D', "child normal exit....", Role::OTHER, kDump},
         {'E', "not removed, no plain path: %s"},
         {'E', "*** vfork fail\n"},
