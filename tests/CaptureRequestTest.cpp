@@ -22,8 +22,8 @@ enum Kind { kZul, kSimpZul, kSimpMultiPidZul, kMultiPidZul };
 constexpr Kind kAllKinds[] = {kZul, kSimpZul, kSimpMultiPidZul, kMultiPidZul};
 
 constexpr char kTag[] = "0xffff0101";
-constexpr char kFolder[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_0";
-constexpr char kTime[] = "2025-03-04 05:06:07";
+constexpr char kFolder[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_17_06_07_0";
+constexpr char kTime[] = "2025-03-04 17:06:07";
 constexpr char kPids[] = "12,345";
 constexpr long kCopyBuffer = 1L << 62;
 constexpr char kVendorList[] = "/a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg";

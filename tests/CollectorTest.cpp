@@ -184,7 +184,7 @@ TEST_F(CollectorTest, RunsAlsoWhenNoFolderCouldBeMade) {
     const auto runs = collectorRuns();
     ASSERT_THAT(runs, SizeIs(2));
     EXPECT_THAT(runs[1].arguments, ElementsAre("0xffff0202", "3", "4", "second", kTag, "", "", "",
-                                               "2025-03-04 05:06:07", ""));
+                                               "2025-03-04 17:06:07", ""));
     EXPECT_EQ(ZulService::mCompressFileCount, 1);
 }
 

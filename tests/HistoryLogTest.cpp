@@ -35,14 +35,17 @@ class HistoryLogTest : public ServiceTest {
 
 TEST_F(HistoryLogTest, AppendsOneLineForEachCapture) {
     umask(0);
+    int synced = 0;
+    FakeSystem::onSync = [&synced](int) { synced += readFile(kHistory).ends_with('\n'); };
     record("0xffff0101", "/data/ZUL/0xffff/a_1");
+    EXPECT_EQ(synced, 1);
     property_set("ro.build.display.id", "AOSP|14 test-keys");
     FakeTime::now++;
     record("0xffffff06", "/morvfs/stuck_logo/b_2");
     const std::string first =
-            "0xffff0101|2025-03-04 05:06:07|/data/ZUL/0xffff/a_1.zul|system_version_is_empty";
+            "0xffff0101|2025-03-04 17:06:07|/data/ZUL/0xffff/a_1.zul|system_version_is_empty";
     const std::string second =
-            "0xffffff06|2025-03-04 05:06:08|/morvfs/stuck_logo/b_2.zul|AOSP|14 test-keys";
+            "0xffffff06|2025-03-04 17:06:08|/morvfs/stuck_logo/b_2.zul|AOSP|14 test-keys";
     EXPECT_EQ(readFile(kHistory), first + "\n" + second + "\n");
     struct stat status = {};
     ASSERT_EQ(stat(kHistory, &status), 0);
@@ -56,7 +59,7 @@ TEST_F(HistoryLogTest, AppendsOneLineForEachCapture) {
 TEST_F(HistoryLogTest, LongRecordLosesItsBuildTextButNeverItsArchive) {
     property_set("ro.build.display.id", std::string(91, 'b').c_str());
     // What stands before the build text, without the folder.
-    const size_t around = std::string("0xffff0101|2025-03-04 05:06:07|.zul|").size();
+    const size_t around = std::string("0xffff0101|2025-03-04 17:06:07|.zul|").size();
     record("0xffff0101", "/" + std::string(254 - around, 'f'));
     const std::string line = readFile(kHistory);
     EXPECT_EQ(line.size(), 256u);
@@ -90,6 +93,15 @@ INSTANTIATE_TEST_SUITE_P(
                         BlockedCase{"Fifo", [] { mkfifo(kHistory, 0666); }},
                         BlockedCase{"NoRoot", [] { std::filesystem::remove_all("/data/ZUL"); }}),
         caseName<BlockedCase>);
+
+TEST_F(HistoryLogTest, LineIsKeptWithoutALock) {
+    FakeSystem::refusesRecordLocks = true;
+    record("0xffff0101", "/data/ZUL/0xffff/a_1");
+    EXPECT_THAT(mLog.takeAboveDebug(),
+                ElementsAre("W fcntl F_SETLKW /data/ZUL/zul_history failure:",
+                            "W fcntl F_SETLK /data/ZUL/zul_history failure:"));
+    EXPECT_TRUE(readFile(kHistory).ends_with("|system_version_is_empty\n"));
+}
 
 TEST_F(HistoryLogTest, WritersInThreadsAndProcessesNeverInterleave) {
     constexpr int kProcesses = 4;
@@ -167,7 +179,7 @@ TEST_F(HistoryLogTest, TakingHalfALineBackLeavesALineThatCameMeanwhile) {
     signal(SIGXFSZ, SIG_DFL);
     EXPECT_EQ(
             readFile(kHistory).substr(old.size()),
-            "\n0xffff0102|2025-03-04 05:06:07|/data/ZUL/0xffff/b_1.zul|system_version_is_empty\n");
+            "\n0xffff0102|2025-03-04 17:06:07|/data/ZUL/0xffff/b_1.zul|system_version_is_empty\n");
 }
 
 TEST_F(HistoryLogTest, StartEndsTheLineThatAKillTore) {

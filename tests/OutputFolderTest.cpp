@@ -16,7 +16,7 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr char kStamp[] = "2025_03_04_05_06_07";
+constexpr char kStamp[] = "2025_03_04_17_06_07";
 
 mode_t modeOf(const std::string& path) {
     struct stat status = {};
@@ -72,7 +72,7 @@ TEST_P(FolderNameTest, IsMadeEmptyAndListed) {
     EXPECT_EQ(modeOf(c.typeFolder), 0777u);
     EXPECT_EQ(modeOf(expected), 0777u);
     EXPECT_THAT(list(expected), IsEmpty());
-    EXPECT_STREQ(mService->mCaptureTime.get(), "2025-03-04 05:06:07");
+    EXPECT_STREQ(mService->mCaptureTime.get(), "2025-03-04 17:06:07");
     EXPECT_EQ(umask(0), 0u);
     EXPECT_THAT(mLog.take(), ElementsAre("D getZulBasePath:fileNum=" + std::to_string(c.fileNum) +
                                          ",folderName=" + expected));
@@ -93,6 +93,8 @@ INSTANTIATE_TEST_SUITE_P(
                                  "/data/ZUL/0x003e", "_0"},
                         NameCase{"StuckLogo", "0xffffff06", false, 3, kType, kLogo, "_3"},
                         NameCase{"UserStuckLogo", "0xffffff0e", true, 3, kUserType, kLogo, "_3"},
+                        NameCase{"NoStuckLogo", "0xffffff061", false, 3, kType, kType, "_3"},
+                        NameCase{"NorThis", "0xffffff0e1", false, 3, kType, kType, "_3"},
                         NameCase{"SixLetters", "SCENE1", false, 1, "/data/ZUL/SCENE1",
                                  "/data/ZUL/SCENE1", "_1"}),
         caseName<NameCase>);
@@ -100,6 +102,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(OutputFolderTest, UnknownTagMakesNothingSilently) {
     EXPECT_EQ(create("0xffff0101"), "");
     EXPECT_THAT(list("/data/ZUL"), IsEmpty());
+    EXPECT_EQ(mService->mCaptureTime, nullptr);
+    EXPECT_EQ(umask(0), 0u);
     EXPECT_THAT(mLog.take(), IsEmpty());
 }
 
@@ -155,8 +159,14 @@ TEST_F(OutputFolderTest, LeftoverOfTheSameNameIsEmptied) {
     admit("0xffff0101");
     const std::string folder = create("0xffff0101");
     writeFile(folder + "/half_written", "x");
+    FakeSystem::onFork = [] {
+        EXPECT_FALSE(FakeSystem::locked);
+        // A configuration withdraws the tag meanwhile.
+        return ZulService::mTagTable.erase("0xffff0101") == 1;
+    };
     EXPECT_EQ(create("0xffff0101", 107), folder);
     EXPECT_THAT(list(folder), IsEmpty());
+    EXPECT_THAT(ZulService::mTagTable, IsEmpty());
 }
 
 TEST_F(OutputFolderTest, LeftoverThatStaysFailsWithoutALine) {
@@ -175,6 +185,7 @@ TEST_F(OutputFolderTest, VanishedArchivesAreDroppedBeforeTheLimitApplies) {
     listArchives("0xffff0101", 21);
     std::filesystem::remove("/data/ZUL/old/0.zul");
     std::filesystem::remove("/data/ZUL/old/20.zul");
+    std::filesystem::create_symlink("/data/none", "/data/ZUL/old/20.zul");
     const std::string made = create("0xffff0101");
     EXPECT_EQ(archives("0xffff0101").size(), 20u);
     EXPECT_EQ(archives("0xffff0101").front(), "/data/ZUL/old/1.zul");
@@ -241,17 +252,27 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(OutputFolderTest, ArchiveThatCannotBeRemovedTakesItsFolderAlong) {
     admit("0xffff0101");
-    listArchives("0xffff0101", 20);
+    listArchives("0xffff0101", 22);
     // Neither file nor empty folder: it stays, but the capture folder that it was to come from goes.
     std::filesystem::remove("/data/ZUL/old/1.zul");
     std::filesystem::create_directories("/data/ZUL/old/1.zul/inner");
     std::filesystem::create_directories("/data/ZUL/old/1/inner");
+    // Beside one that goes, a folder stays.
+    std::filesystem::create_directories("/data/ZUL/old/2/inner");
+    // Too short to have a folder.
+    archives("0xffff0101")[3] = "/data";
+    FakeSystem::locks = 0;
+    FakeSystem::onFork = [] { return FakeSystem::locked.load(); };
     create("0xffff0101");
     EXPECT_TRUE(exists("/data/ZUL/old/1.zul/inner"));
     EXPECT_FALSE(exists("/data/ZUL/old/1"));
+    EXPECT_TRUE(exists("/data/ZUL/old/2"));
     EXPECT_EQ(archives("0xffff0101").size(), 20u);
     EXPECT_THAT(archives("0xffff0101"), Not(Contains(HasSubstr("old/1.zul"))));
     EXPECT_EQ(ZulService::mCompressFileCount, 19);
+    EXPECT_THAT(mLog.takeAboveDebug(), IsEmpty());
+    // Held from the look-up to the end of the last removal, and again to list the new archive.
+    EXPECT_EQ(FakeSystem::locks, 2);
 }
 
 }  // namespace

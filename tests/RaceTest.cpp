@@ -34,8 +34,8 @@ constexpr char kLogoTag[] = "0xffffff06";
 constexpr char kVictim[] = "/data/victim";
 constexpr char kLink[] = "/data/ZUL/link";
 /** Of the folder that every try makes or removes; the clock stands still. */
-const std::string kName = "0xffff0101_2025_03_04_05_06_07_7";
-const std::string kLogoName = "0xffffff06_2025_03_04_05_06_07_7";
+const std::string kName = "0xffff0101_2025_03_04_17_06_07_7";
+const std::string kLogoName = "0xffffff06_2025_03_04_17_06_07_7";
 const std::string kType = "/data/ZUL/0xffff";
 
 struct RaceCase {

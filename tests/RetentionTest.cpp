@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <cutils/properties.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -60,7 +61,10 @@ INSTANTIATE_TEST_SUITE_P(Limits, LimitTest,
                                          LimitCase{"User", true, "50", 200}),
                          caseName<LimitCase>);
 
-TEST_F(RetentionTest, StartUpCountsTaggedFilesOfTheTwoRoots) {
+using StartUpTest = TableTest<bool, RetentionTest>;
+
+TEST_P(StartUpTest, CountsTaggedFilesOfTheTwoRoots) {
+    FakeSystem::hidesFileTypes = GetParam();
     admit("0xffffff0a");
     admit("short");
     const std::string data = "/data/ZUL/0xffffff0a_1.zul";
@@ -76,9 +80,13 @@ TEST_F(RetentionTest, StartUpCountsTaggedFilesOfTheTwoRoots) {
     writeFile("/data/ZUL/config.new.7.1", "");
     writeFile("/data/ZUL/config.newer", "");
     writeFile("/morvfs/stuck_logo/0xffffff0a_5.zul", "");
+    writeFile("/morvfs/stuck_logo/none", "");
     ZulService::mDebugLog = false;
+    FakeSystem::locks = 0;
 
     EXPECT_EQ(ZulService::getCompressFileCount(), 3);
+
+    EXPECT_EQ(FakeSystem::locks, 8) << "once for each file";
 
     EXPECT_EQ(ZulService::mCompressFileCount, 3);
     EXPECT_FALSE(exists("/data/ZUL/config.new.7.1"));
@@ -86,24 +94,41 @@ TEST_F(RetentionTest, StartUpCountsTaggedFilesOfTheTwoRoots) {
     EXPECT_THAT(archives("0xffffff0a"), ElementsAre(data, "/morvfs/stuck_logo/0xffffff0a_5.zul"));
     EXPECT_THAT(archives("short"), ElementsAre("/data/ZUL/short"));
     // Not bound to the debug switch.
-    EXPECT_THAT(mLog.take(), ElementsAre("D dnam=0xffffff0a_5.zul"));
+    EXPECT_THAT(mLog.take(), UnorderedElementsAre("D dnam=0xffffff0a_5.zul", "D dnam=none"));
+}
+
+INSTANTIATE_TEST_SUITE_P(FileTypes, StartUpTest, testing::Bool());
+
+TEST_F(RetentionTest, StartUpListsArchivesInTheFoldersOwnOrder) {
+    admit("0xffffff0a");
+    for (const char* number : {"2", "9", "1", "5", "3"})
+        writeFile(std::string("/data/ZUL/0xffffff0a") + number, "");
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator("/data/ZUL"))
+        files.push_back(entry.path());
+    ZulService::getCompressFileCount();
+    EXPECT_EQ(archives("0xffffff0a"), files);
 }
 
 TEST_F(RetentionTest, StartUpMakesMissingRootsAndGoesOnWithoutThem) {
     std::filesystem::remove_all("/data/ZUL");
     std::filesystem::remove_all("/morvfs/stuck_logo");
+    umask(0);
     EXPECT_EQ(ZulService::getCompressFileCount(), 0);
-    EXPECT_TRUE(exists("/data/ZUL"));
-    EXPECT_TRUE(exists("/morvfs/stuck_logo"));
+    for (const char* root : {"/data/ZUL", "/morvfs/stuck_logo"})
+        EXPECT_EQ(std::filesystem::status(root).permissions(), std::filesystem::perms::all);
     EXPECT_THAT(mLog.take(), ElementsAre("D mCompressFileCount=0"));
 
-    std::filesystem::remove_all("/morvfs/stuck_logo");
-    std::filesystem::permissions("/morvfs", std::filesystem::perms::owner_read);
+    std::filesystem::remove_all("/data/ZUL");
+    writeFile("/morvfs/stuck_logo/0xffffff0a_1.zul", "");
+    admit("0xffffff0a");
+    const auto before = std::filesystem::status("/data").permissions();
+    std::filesystem::permissions("/data", std::filesystem::perms(0555));
     ZulService::getCompressFileCount();
-    std::filesystem::permissions("/morvfs", std::filesystem::perms::all);
+    std::filesystem::permissions("/data", before);
     EXPECT_THAT(mLog.take(), ElementsAre("E FolderOperation main folder create "
-                                         "/morvfs/stuck_logo/ failed(Permission denied)",
-                                         "D mCompressFileCount=0"));
+                                         "/data/ZUL/ failed(Permission denied)",
+                                         "D dnam=0xffffff0a_1.zul", "D mCompressFileCount=1"));
 }
 
 struct CleanCase {
@@ -122,9 +147,11 @@ TEST_P(CleanTest, SelectsTheLineByHowFarTheCountIsOver) {
     property_set("debug.zul.special.count", c.special);
     ZulService::mCompressFileCount = c.count;
     ZulService::mCompressFileLimit = c.limit;
+    FakeSystem::locks = 0;
 
     ZulService::cleanOldFile();
 
+    EXPECT_EQ(FakeSystem::locks, 0);
     for (int i = 1; i <= 5; i++)
         EXPECT_EQ(exists(archive(i)), i != c.removed) << i;
     EXPECT_EQ(ZulService::mCompressFileCount, c.removed != 0 ? c.count - 1 : c.count);
@@ -195,7 +222,8 @@ INSTANTIATE_TEST_SUITE_P(
         caseName<LineCase>);
 
 TEST_F(RetentionTest, ArchiveOfTheSpecialTagLowersItsOwnCount) {
-    const std::string special = "/data/ZUL/0xffff0000_1.zul";
+    const std::string special = "/data/ZUL/0xffff0000/1.zul";
+    std::filesystem::create_directory("/data/ZUL/0xffff0000");
     for (const char* before : {"3", "100000", "0", ""}) {
         writeFile(special, "");
         writeFile("/data/ZUL/zul_history", "0xffff0000|t|" + special + "|b\n");
@@ -207,13 +235,30 @@ TEST_F(RetentionTest, ArchiveOfTheSpecialTagLowersItsOwnCount) {
         EXPECT_EQ(ZulService::mCompressFileCount, 400 - specials);
         EXPECT_EQ(specialCount(), std::to_string(std::max(specials - 1, 0)));
     }
+    // Looked for in the path alone.
+    writeFile(archive(1), "");
+    writeFile("/data/ZUL/zul_history", "0xffff0000|t|" + archive(1) + "|0xffff0000\n");
+    ZulService::mCompressFileCount = 400;
+    ZulService::cleanOldFile();
+    EXPECT_EQ(ZulService::mCompressFileCount, 399);
+}
+
+TEST_F(RetentionTest, SpecialCountThatChangesMeanwhileIsLowered) {
+    writeFile("/data/ZUL/0xffff0000_1.zul", "");
+    writeFile("/data/ZUL/zul_history", "0xffff0000|t|/data/ZUL/0xffff0000_1.zul|b\n");
+    ZulService::mCompressFileCount = 400;
+    FakeSystem::onFork = [] { return property_set("debug.zul.special.count", "8") == 0; };
+    ZulService::cleanOldFile();
+    EXPECT_EQ(specialCount(), "7");
 }
 
 TEST_F(RetentionTest, OnlyWhatLiesInTheStoreIsRemoved) {
     std::filesystem::create_directories("/data/prey/inner");
     ASSERT_EQ(symlink("/data", "/data/ZUL/link"), 0);
-    for (const std::string path : {"/data/prey", "/data/ZUL/link/prey", "/data/ZULU", "/data/ZUL/",
-                                   "/data/ZUL/.", "/data//ZUL", "/morvfs/stuck_logo/"}) {
+    for (const std::string path :
+         {"/data/prey", "/data/ZUL/link/prey", "/data/ZULU", "/data/ZUL/", "/data/ZUL/.",
+          "/data//ZUL", "/morvfs/stuck_logo/", "/tmp/data/ZUL/a", "data/ZUL/a"}) {
+        std::filesystem::create_directories("/tmp/data/ZUL/a");
         std::filesystem::create_directories("/data/ZULU");
         const bool throughLink = path.find("link") != std::string::npos;
         writeFile("/data/ZUL/zul_history", "x|t|" + path + "|b\n");
@@ -222,16 +267,20 @@ TEST_F(RetentionTest, OnlyWhatLiesInTheStoreIsRemoved) {
         EXPECT_TRUE(exists("/data/prey/inner")) << path;
         EXPECT_TRUE(exists("/data/ZULU") && exists("/data/ZUL/zul_history")) << path;
         EXPECT_TRUE(exists("/morvfs/stuck_logo")) << path;
+        EXPECT_EQ(ZulService::mCompressFileCount, 399);
         EXPECT_THAT(mLog.takeAboveDebug(),
                     ElementsAre((throughLink ? "E not removed, no folder without links: "
                                              : "E not removed, not in the store: ") +
                                 path));
     }
     // The link itself lies there, and goes without what it points to.
-    writeFile("/data/ZUL/zul_history", "x|t|/data/ZUL/link|b\n");
-    ZulService::mCompressFileCount = 400;
-    ZulService::cleanOldFile();
-    EXPECT_FALSE(exists("/data/ZUL/link"));
+    writeFile("/morvfs/stuck_logo/a.zul", "");
+    for (const std::string path : {"/data/ZUL/link", "/morvfs/stuck_logo/a.zul"}) {
+        writeFile("/data/ZUL/zul_history", "x|t|" + path + "|b\n");
+        ZulService::mCompressFileCount = 400;
+        ZulService::cleanOldFile();
+        EXPECT_FALSE(exists(path));
+    }
     EXPECT_TRUE(exists("/data/prey/inner"));
 }
 

@@ -2,6 +2,8 @@
 
 #include <cutils/properties.h>
 
+#include <filesystem>
+
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -63,6 +65,8 @@ using VndFileExistTest = TableTest<ExistCase>;
 TEST_P(VndFileExistTest, TakesRequestsBackAndOpensCopies) {
     writeFile("/data/ZUL/db.fatal.08.EE.dbg", "");
     writeFile("/data/ZUL/fatal.connsysdump.00.dbg", "");
+    writeFile("/data/ZUL/sealed.fatal.scp.00.dbg", "");
+    std::filesystem::permissions("/data/ZUL/sealed.fatal.scp.00.dbg", std::filesystem::perms::none);
     property_set("debug.zul.aee.db.08ee", "1");
     property_set("debug.zul.aee.db.connsysdump", "1");
     std::string text = GetParam().list;
@@ -80,6 +84,7 @@ TEST_P(VndFileExistTest, TakesRequestsBackAndOpensCopies) {
 const std::string kFatal = "/data/ZUL/db.fatal.08.EE.dbg";
 const std::string kConnsys = "/data/ZUL/fatal.connsysdump.00.dbg";
 const std::string kScp = "/data/ZUL/fatal.scp.00.dbg";
+const std::string kSealed = "/data/ZUL/sealed.fatal.scp.00.dbg";
 const std::string kBoth = "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -89,6 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
                         ExistCase{"Fatal", "/a;" + kFatal, true, "01", ""},
                         ExistCase{"Both", kFatal + ";" + kConnsys, true, "00", ""},
                         ExistCase{"FirstMissing", kScp + ";" + kConnsys, false, "01", kScp},
+                        ExistCase{"CannotBeOpened", kSealed, false, "01", kSealed},
                         ExistCase{"SecondMissing", kConnsys + ";" + kScp, false, "00", kScp},
                         ExistCase{"BothNamesTakeBackTheFatalOne", kBoth, false, "01", kBoth}),
         caseName<ExistCase>);
