@@ -11,6 +11,7 @@
 #include "service/Paths.h"
 #include "service/Text.h"
 #include "service/ZulService.h"
+#include "zulctl/ConfigCheck.h"
 
 namespace zul::fuzz {
 
@@ -77,6 +78,22 @@ void checkAgain(std::string text) {
         require(isSame(entryFor(sceneType(i)), used[i]), "the same text again changes no capture");
 }
 
+/** What zulctl tells of a text, on a daemon that knew no configuration before. */
+void checkToldBefore(const std::string& text) {
+    const zulctl::ConfigReport report = zulctl::checkConfig(text);
+    const auto& entries = ZulService::mRemoteConfigs;
+    require(std::equal(entries.begin(), entries.end(), report.entries.begin(), report.entries.end(),
+                       isSame),
+            "zulctl tells of the entries that the daemon has");
+    require(report.hasErrors() || text.empty() || !report.entries.empty(), "a text has entries");
+    for (const zulctl::ConfigFinding& finding : report.findings) {
+        require(finding.record <= report.records.size() &&
+                        (finding.item == 0 ||
+                         finding.item <= report.records[finding.record - 1].items.size()),
+                "a finding is about something");
+    }
+}
+
 void checkStored(const std::string& text) {
     ZulService::writeConfig(kConfigFile, text);
     require(Store::read(kConfigFile) == text, "the stored text is the text");
@@ -99,6 +116,7 @@ void run(std::string_view input) {
         std::string parsed = text;
         ZulService::parseRemoteConfig(parsed);
         require(parsed == text, "the text is left alone");
+        if (entries == 0 && !contains(text, "\n")) checkToldBefore(text);
         require(ZulService::mRemoteConfigs.size() >= entries, "no entry is removed");
         checkEntries();
         checkAgain(text);

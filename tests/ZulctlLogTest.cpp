@@ -56,11 +56,9 @@ TEST_P(MatchTest, FindsTheFields) {
     LineFields fields;
     const LogPattern* pattern = matchLogLine(GetParam().priority, GetParam().message, fields);
     std::string match;
-    if (pattern != nullptr) {
-        match = std::string(pattern->format.substr(0, 12)) + ":";
-        for (const std::string_view field : fields) {
-            if (field.data() != nullptr) match += "[" + std::string(field) + "]";
-        }
+    if (pattern != nullptr) match = std::string(pattern->format.substr(0, 12)) + ":";
+    for (const std::string_view field : fields) {
+        if (field.data() != nullptr) match += "[" + std::string(field) + "]";
     }
     EXPECT_EQ(match, GetParam().match);
 }
@@ -313,6 +311,16 @@ TEST(LogFileTest, LinesAroundTheLongestOneAreWhole) {
             }
         }
     }
+}
+
+TEST(LogFileTest, TheLastLineNeedsNoLineEnd) {
+    const TextFile file("a\nlonger than the one before");
+    LineReader reader(file.fd());
+    LineReader::Line line;
+    EXPECT_TRUE(reader.next(line));
+    EXPECT_TRUE(reader.next(line));
+    EXPECT_EQ(line.text, "longer than the one before");
+    EXPECT_FALSE(reader.next(line));
 }
 
 TEST(LogFileTest, TellsWhatCannotBeRead) {

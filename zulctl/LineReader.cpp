@@ -8,8 +8,7 @@
 
 namespace zulctl {
 
-bool LineReader::fill() {
-    if (mAtEnd) return false;
+void LineReader::fill() {
     memmove(mBuffer.data(), mBuffer.data() + mBegin, mEnd - mBegin);
     mEnd -= mBegin;
     mBegin = 0;
@@ -20,7 +19,6 @@ bool LineReader::fill() {
     if (count < 0) mError = errno;
     mAtEnd = count <= 0;
     if (!mAtEnd) mEnd += static_cast<size_t>(count);
-    return !mAtEnd;
 }
 
 bool LineReader::next(Line& line) {
@@ -30,7 +28,10 @@ bool LineReader::next(Line& line) {
         const void* const found = memchr(start, '\n', length);
         size_t size = length;
         if (found != nullptr) size = static_cast<size_t>(static_cast<const char*>(found) - start);
-        if (found == nullptr && length <= kLongestLine && fill()) continue;
+        if (found == nullptr && length <= kLongestLine && !mAtEnd) {
+            fill();
+            continue;
+        }
         if (found == nullptr && length == 0) return false;
 
         const bool skipped = mSkipping;

@@ -35,8 +35,8 @@ class LineReader {
     int error() const { return mError; }
 
   private:
-    /** Reads on behind what is still to be given out; false at the end. */
-    bool fill();
+    /** Reads on behind what is still to be given out, and moves that to the buffer's front. */
+    void fill();
 
     const int mFd;
     std::vector<char> mBuffer;

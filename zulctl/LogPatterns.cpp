@@ -221,6 +221,7 @@ const LogPattern* matchLogLine(char priority, std::string_view message, LineFiel
             }
         }
     }
+    fields = {};
     return nullptr;
 }
 

@@ -71,8 +71,8 @@ struct LogPatternList {
 LogPatternList logPatterns();
 
 /**
- * The pattern that a message was made from, and its fields, which point into the message; null when
- * the daemon says no such thing. A text inside of the message can look like anything: what stands
+ * The pattern that a message was made from, and its fields, which point into the message; null, and no
+ * fields, when the daemon says no such thing. A text inside of the message can look like anything: what stands
  * before it decides.
  */
 const LogPattern* matchLogLine(char priority, std::string_view message, LineFields& fields);

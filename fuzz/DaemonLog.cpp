@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Input: in the first line how many bytes of the log are read at once (0 for all); then the log.
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "fuzz/support/Fuzz.h"
+#include "zulctl/Command.h"
+#include "zulctl/Events.h"
+#include "zulctl/Output.h"
+
+namespace zul::fuzz {
+
+namespace {
+
+using zulctl::Event;
+
+struct ReadLog {
+    size_t lines = 0;
+    uint64_t unreadable = 0;
+    std::vector<Event> events;
+};
+
+ReadLog readLog(int fd) {
+    ReadLog result;
+    zulctl::LogFile log(fd, gNow * 1000);
+    zulctl::Events events(true);
+    const auto take = [&result](std::vector<Event> ended) {
+        std::move(ended.begin(), ended.end(), std::back_inserter(result.events));
+    };
+    zulctl::LogLine line;
+    while (log.next(line)) {
+        result.lines++;
+        for (const std::string_view field : line.fields)
+            require(field.data() == nullptr || line.pattern != nullptr,
+                    "only known lines have fields");
+        take(events.add(line));
+    }
+    take(events.finish());
+    require(log.error() == 0, "all of it can be read");
+    result.unreadable = log.unreadable();
+    return result;
+}
+
+class Descriptor {
+  public:
+    explicit Descriptor(int fd) : mFd(fd) {}
+    ~Descriptor() { close(mFd); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return mFd; }
+
+  private:
+    const int mFd;
+};
+
+int fileOf(std::string_view text) {
+    const int fd = memfd_create("log", MFD_CLOEXEC);
+    require(pwrite(fd, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()), "a file");
+    return fd;
+}
+
+/** A descriptor that gives no more than `most` bytes at once. */
+int slowFileOf(std::string_view text, size_t most) {
+    int ends[2];
+    require(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) == 0,
+            "a pair");
+    while (!text.empty()) {
+        const ssize_t sent = write(ends[1], text.data(), std::min(most, text.size()));
+        // What does not fit comes at once.
+        if (sent < 0) break;
+        text.remove_prefix(static_cast<size_t>(sent));
+    }
+    close(ends[1]);
+    return text.empty() ? ends[0] : (close(ends[0]), -1);
+}
+
+bool isSame(const Event& one, const Event& other) {
+    return one.tag == other.tag && one.start == other.start && one.end == other.end &&
+           one.outcome == other.outcome && one.reason == other.reason &&
+           one.detail == other.detail && one.archive == other.archive && one.lines == other.lines;
+}
+
+void checkSame(const ReadLog& one, const ReadLog& other) {
+    require(one.lines == other.lines && one.unreadable == other.unreadable &&
+                    std::equal(one.events.begin(), one.events.end(), other.events.begin(),
+                               other.events.end(), isSame),
+            "how a log comes in does not count");
+}
+
+void checkEvents(const ReadLog& log) {
+    size_t lines = 0;
+    for (const Event& event : log.events) {
+        require(!event.lines.empty(), "an event has a line");
+        lines += event.lines.size();
+        require(!zulctl::isDropped(event.outcome) || event.reason[0] != '\0',
+                "what is dropped has a reason");
+        require(event.outcome != zulctl::Outcome::CAPTURED ||
+                        event.collectorStart != Event::kNoTime,
+                "what was captured had a collector");
+    }
+    require(lines <= log.lines, "a line belongs to one event");
+}
+
+void checkOutput(int fd, const char* format) {
+    char* text = nullptr;
+    size_t size = 0;
+    FILE* const out = open_memstream(&text, &size);
+    FILE* const err = fopen("/dev/null", "we");
+    lseek(fd, 0, SEEK_SET);
+    const auto status = zulctl::run(
+            {"zulctl", "--log=/proc/self/fd/" + std::to_string(fd), format, "events"}, out, err);
+    fclose(out);
+    fclose(err);
+    require(status != zulctl::Status::WRONG_CALL, "no log is a wrong call");
+    const std::string_view printed(text, size);
+    require(std::all_of(printed.begin(), printed.end(),
+                        [](char c) { return c == '\n' || static_cast<unsigned char>(c) >= ' '; }),
+            "no control byte is printed");
+    require(zulctl::JsonObject().add("text", printed).text().starts_with(R"({"v":1,"text":)"),
+            "all that is printed is UTF-8");
+    free(text);
+}
+
+}  // namespace
+
+void run(std::string_view input) {
+    const size_t most = strtoul(take(input).c_str(), nullptr, 10);
+    const Descriptor whole(fileOf(input));
+    const ReadLog log = readLog(whole.get());
+    checkEvents(log);
+    const Descriptor slow(slowFileOf(input, most != 0 ? most : input.size()));
+    if (slow.get() >= 0) checkSame(readLog(slow.get()), log);
+    const Descriptor framed(fileOf("--------- beginning of main\n" + std::string(input) +
+                                   "\n01-01 00:00:00.000 1 1 D App: x\n"));
+    require(readLog(framed.get()).events.size() == log.events.size(),
+            "lines of others do not count");
+    checkOutput(whole.get(), "--json");
+    checkOutput(whole.get(), "--no-legend");
+}
+
+}  // namespace zul::fuzz
