@@ -91,13 +91,12 @@ class HidlEngineLink : public EngineLink {
         return Outcome::REGISTERED;
     }
 
-    bool linkToDeath() override {
-        return mEngine->linkToDeath(mRecipient, 0).withDefault(false);
-    }
+    bool linkToDeath() override { return mEngine->linkToDeath(mRecipient, 0).withDefault(false); }
 
     void waitForEngine() override {
         // Told at once when the engine has come since the last attempt.
-        if (!mToldOfArrivals) mToldOfArrivals = Engine::registerForNotifications("default", mArrivals);
+        if (!mToldOfArrivals)
+            mToldOfArrivals = Engine::registerForNotifications("default", mArrivals);
         if (mToldOfArrivals) mArrivals->waitForMoreThan(mSeen);
     }
 

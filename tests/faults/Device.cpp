@@ -31,6 +31,13 @@ size_t entries(const std::string& folder) {
     return static_cast<size_t>(std::distance(fs::directory_iterator(folder, error), {}));
 }
 
+size_t threadsCalled(const std::string& name, const std::string& tasks) {
+    std::error_code error;
+    return static_cast<size_t>(std::count_if(
+            fs::directory_iterator(tasks, error), {},
+            [&](const auto& task) { return readFile(task.path() / "comm") == name + "\n"; }));
+}
+
 /** The reply, or the last but one where an event was asked for; none when there is no end. */
 std::optional<sim::ControlReply> ask(const sim::ControlRequest& request) {
     const sim::UniqueFd control = sim::connectToControl();
@@ -54,11 +61,26 @@ std::string readFile(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-Device::Device() {
+Device::Device(const std::string& mode) : mMode(mode) {
     const sim::UniqueFd file(open(kPage, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (ftruncate(file.get(), sizeof(sim::FaultPage)) != 0) abort();
     mPage = static_cast<sim::FaultPage*>(mmap(nullptr, sizeof(sim::FaultPage),
                                               PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0));
+}
+
+void Device::startEngine() {
+    if (mEngine > 0) {
+        kill(mEngine, SIGKILL);
+        waitpid(mEngine, nullptr, 0);
+    }
+    mEngine = fork();
+    if (mEngine == 0) {
+        const int log = open("/tmp/engine.log", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        dup2(log, STDOUT_FILENO);
+        execlp("zul_engine", "zul_engine", "--mode", mMode.c_str(), "--threads", "1", nullptr);
+        _exit(127);
+    }
+    eventually([] { return ask({}).has_value(); });
 }
 
 void Device::arm(const Fault& fault) {
@@ -103,9 +125,10 @@ bool Device::isAlive() {
 bool Device::settle() {
     const std::string tasks = "/proc/" + std::to_string(mDaemon) + "/task";
     const bool settled = eventually([&] {
-        // All but the one that looks at the tables.
+        // All but the one that looks at the tables, and the one that watches the engine.
         const uint32_t waiting = mPage->waiting;
-        return !isAlive() || (waiting > 0 && waiting + 1 == entries(tasks));
+        const bool watched = threadsCalled("zul_engine", tasks) > 0;
+        return !isAlive() || (waiting > 0 && waiting + 1 + watched == entries(tasks));
     });
     return settled && isAlive();
 }

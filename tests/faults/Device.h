@@ -39,18 +39,21 @@ struct Tables {
     int64_t listed = 0;
 };
 
-/** The daemon with its fault points, on a device where everything else runs already. */
+/** The daemon with its fault points and its engine, on a device where everything else runs already. */
 class Device {
   public:
-    Device();
+    /** `mode` is hidl or aidl. */
+    explicit Device(const std::string& mode);
 
     sim::FaultPage& page() { return *mPage; }
     void arm(const Fault& fault);
     void endDaemon();
     /** Ends the daemon and starts another one, with a fault from its first call on. */
     void startDaemon(const Fault& fault);
+    /** Ends the engine, if there is one, and starts another one with one callback. */
+    void startEngine();
     bool isAlive();
-    /** Waits until every thread of the daemon waits for events; false: they do not, or it ended. */
+    /** Waits until every thread of the daemon's pool waits for events; false: they do not, or it ended. */
     bool settle();
 
     size_t callbacks() const;
@@ -67,7 +70,9 @@ class Device {
 
   private:
     sim::FaultPage* mPage;
+    const std::string mMode;
     pid_t mDaemon = -1;
+    pid_t mEngine = -1;
     time_t mNow = 1700000000;
 };
 

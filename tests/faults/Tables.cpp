@@ -95,6 +95,7 @@ std::vector<Kind> kindsOf(const std::string& mode) {
         {"simpmulti", CAPTURE, simpMulti, simpMultiGot},
         {"multi", CAPTURE, multi, multiGot},
         {"start", CAPTURE, simp, simpGot, {.archives = 2, .withStart = true}},
+        {"engine_returns", CAPTURE, zul, zulGot, {.engineReturns = true}},
     };
     const std::vector<Kind> hidl = {
         {"tag_limit", CAPTURE, zul, zulGot, {.archives = 20}},

@@ -46,6 +46,8 @@ struct Setting {
     bool findsLeftover = false;
     /** The daemon's start is part of it. */
     bool withStart = false;
+    /** The engine dies just before, and the event is the first of the next one. */
+    bool engineReturns = false;
 
     bool prunesStore() const { return archives > limit; }
 };

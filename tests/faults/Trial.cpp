@@ -118,6 +118,11 @@ std::string Trial::run(const Fault& fault, Harm harm) {
     }
     predict();
     if (!mKind.setting.withStart) mDevice.arm(fault);
+    if (mKind.setting.engineReturns) {
+        mDevice.startEngine();
+        mRegistered = eventually([this] { return mDevice.callbacks() == 1; });
+        if (!mRegistered && harm != Harm::LINK) return "the callback is not registered again";
+    }
     if (mRegistered) answered = mDevice.fire(mKind.event);
     if (!answered) return "the engine waits for its answer";
     if (!*answered && harm != Harm::LINK) return "the engine's call failed";
@@ -185,6 +190,11 @@ std::string Trial::checkLog() const {
         if (!told || !std::strchr("WEF", told->priority)) continue;
         // An archive that was pruned while it was not listed is chosen once more.
         const std::string& text = told->text;
+        // The next engine may be looked for while the last one is still listed.
+        if (mKind.setting.engineReturns &&
+            (text == "engine is gone" || text.starts_with("engine gave no thread number"))) {
+            continue;
+        }
         std::smatch archive;
         const bool chosenAgain = mKind.setting.prunesStore() &&
                                  std::regex_match(text, archive, missing) &&
@@ -235,7 +245,8 @@ std::string Trial::checkEffect(Harm harm) const {
 }
 
 Outcome Trial::tryFault(const Fault& fault, Harm harm) {
-    if (harm == Harm::SETUP) harm = mKind.setting.withStart ? Harm::LINK : Harm::CAPTURE;
+    const bool registers = mKind.setting.withStart || mKind.setting.engineReturns;
+    if (harm == Harm::SETUP) harm = registers ? Harm::LINK : Harm::CAPTURE;
     Outcome outcome;
     outcome.wrong = run(fault, harm);
     outcome.fired = mDevice.page().fired != 0;

@@ -108,9 +108,11 @@ class Table {
 int main(int argc, char** argv) {
     using namespace zul::test;
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    Device device;
+    const std::string mode = argc > 1 ? argv[1] : "hidl";
+    Device device(mode);
+    device.startEngine();
     Table table(device);
-    for (const Kind& kind : kindsOf(argc > 1 ? argv[1] : "hidl")) {
+    for (const Kind& kind : kindsOf(mode)) {
         const std::string_view name = kind.name;
         const auto chosen = [name](const char* word) { return name.starts_with(word); };
         if (argc > 2 && std::none_of(argv + 2, argv + argc, chosen)) continue;
