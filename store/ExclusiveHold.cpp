@@ -9,33 +9,16 @@
 #include <map>
 #include <mutex>
 
+#include "store/RemoveTree.h"
+
 namespace zul {
 
 namespace {
 
-/** Folders inside each other, each with a descriptor; what lies deeper is not removed. */
-constexpr int kDeepest = 64;
 constexpr mode_t kForUsAlone = 0700;
 
 bool isOurs(const struct stat& status) {
     return status.st_uid == geteuid();
-}
-
-ScopedFd openInner(int folder, const char* name) {
-    return ScopedFd(openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-}
-
-/** Calls `each(name)` for what is in `folder`, which it takes, until one gives false. */
-template <class Each>
-bool forEachName(ScopedFd folder, Each each) {
-    const ScopedFolder names(fdopendir(folder.get()));
-    if (names == nullptr) return false;
-    folder.release();
-    while (const dirent* entry = readdir(names.get())) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != ".." && !each(dirfd(names.get()), entry->d_name)) return false;
-    }
-    return true;
 }
 
 /** Shuts the folder `name`, and all below it; what others made there goes. */
@@ -44,7 +27,7 @@ bool shut(int folder, const char* name, int depth) {
     // A file or a link: whoever removes it cannot get any further.
     if (!inner.ok()) return errno == ENOTDIR || errno == ELOOP || errno == ENOENT;
     struct stat status = {};
-    if (depth == kDeepest || fstat(inner.get(), &status) != 0) return false;
+    if (depth == kDeepestFolder || fstat(inner.get(), &status) != 0) return false;
     if (!isOurs(status)) return removeTree(folder, name, depth);
     // First, so that nothing can be added behind the listing.
     if (fchmod(inner.get(), kForUsAlone) != 0) return false;
@@ -112,18 +95,6 @@ ExclusiveHold::ExclusiveHold(const Location& place) : mSticky(-1) {
 
 ExclusiveHold::~ExclusiveHold() {
     if (mSticky.ok()) endSticky(mSticky.get());
-}
-
-bool removeTree(int folder, const char* name, int depth) {
-    if (unlinkat(folder, name, 0) == 0 || errno == ENOENT) return true;
-    if (depth == kDeepest) return false;
-    ScopedFd inner = openInner(folder, name);
-    if (!inner.ok()) return false;
-    forEachName(std::move(inner), [depth](int inside, const char* each) {
-        removeTree(inside, each, depth + 1);
-        return true;
-    });
-    return unlinkat(folder, name, AT_REMOVEDIR) == 0 || errno == ENOENT;
 }
 
 }  // namespace zul

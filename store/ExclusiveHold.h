@@ -33,10 +33,4 @@ class ExclusiveHold {
     bool mOk = false;
 };
 
-/**
- * Removes `name` in `folder` and everything below it, without following links. False when something
- * is left: what others add all the time, or what lies too deep. `depth` is how deep `name` lies.
- */
-bool removeTree(int folder, const char* name, int depth = 0);
-
 }  // namespace zul

@@ -13,6 +13,7 @@
 #include "service/Log.h"
 #include "service/Text.h"
 #include "store/ExclusiveHold.h"
+#include "store/RemoveTree.h"
 
 namespace zul {
 

@@ -11,7 +11,7 @@
 #include <iterator>
 
 #include "service/Paths.h"
-#include "service/Text.h"
+#include "store/RemoveTree.h"
 
 namespace zulctl {
 
@@ -28,24 +28,18 @@ constexpr char kHistoryName[] = "zul_history";
  */
 constexpr int64_t kLongestInCopy = 3600;
 
-/** Folders inside each other that are looked at. */
-constexpr int kDeepest = 64;
-
+/** Bytes of the files in a folder and below. */
 uint64_t sizeOfTree(int parent, const char* name, int depth) {
-    const zul::ScopedFd fd(openFolderAt(parent, name));
-    const int listed = fd.ok() && depth < kDeepest ? openFolderAt(fd.get(), ".") : -1;
-    const zul::ScopedFolder folder(listed >= 0 ? fdopendir(listed) : nullptr);
     uint64_t bytes = 0;
-    while (const dirent* entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
-        const std::string_view inner = entry->d_name;
+    zul::ScopedFd folder = zul::openInner(parent, name);
+    if (!folder.ok() || depth == zul::kDeepestFolder) return bytes;
+    zul::forEachName(std::move(folder), [&bytes, depth](int inside, const char* each) {
         struct stat status = {};
-        if (inner == "." || inner == ".." ||
-            fstatat(fd.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-            continue;
-        }
+        if (fstatat(inside, each, &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
         if (S_ISREG(status.st_mode)) bytes += static_cast<uint64_t>(status.st_size);
-        if (S_ISDIR(status.st_mode)) bytes += sizeOfTree(fd.get(), entry->d_name, depth + 1);
-    }
+        if (S_ISDIR(status.st_mode)) bytes += sizeOfTree(inside, each, depth + 1);
+        return true;
+    });
     return bytes;
 }
 
@@ -86,19 +80,28 @@ Captures::Captures(Session& session, const Store& store)
     mDisk.scan(store, [this](const std::string& text) { mSession.problem(text); });
     mDisk.applyKeepRule();
 
-    // After the listing: what has begun since is not in it.
     const auto isUnfinished = [](const DiskEntry& entry) { return entry.hasFolder; };
     if (!store.isCopy() &&
         std::any_of(mDisk.entries().begin(), mDisk.entries().end(), isUnfinished)) {
-        mProcesses = Processes::look();
-        if (!mProcesses.seen()) {
-            mSession.problem("processes of others cannot be seen: what runs is called left");
-        }
+        lookAtProcesses();
     }
 }
 
+bool Captures::lookAtProcesses() {
+    // Not before the listing: a collector that started in between would be missing.
+    if (!mProcesses) {
+        mProcesses = Processes::look();
+        if (!mProcesses->seen()) {
+            mSession.problem(
+                    "processes of others cannot be seen: what runs is not told from what is "
+                    "left");
+        }
+    }
+    return mProcesses->seen();
+}
+
 bool Captures::runs(const DiskEntry& entry) const {
-    return entry.hasFolder && mProcesses.has(mDisk.pathOf(entry));
+    return entry.hasFolder && mProcesses && mProcesses->has(mDisk.pathOf(entry));
 }
 
 State Captures::stateOf(const DiskEntry& entry) const {
@@ -193,30 +196,39 @@ Surplus Captures::surplus(bool withBytes) {
     Surplus surplus;
     uint64_t bytes = 0;
     for (const DiskEntry& entry : mDisk.entries()) {
-        const bool leftFolder = entry.hasFolder && !runs(entry);
-        if (entry.unlisted) surplus.archives++;
-        if (leftFolder) surplus.folders++;
-        if (withBytes && (entry.unlisted || leftFolder)) bytes += useOf(&entry).bytes;
+        if (entry.unlisted) {
+            surplus.archives++;
+            bytes += withBytes ? useOf(&entry).bytes : 0;
+        }
+        if (isLeft(entry)) {
+            surplus.folders++;
+            bytes += withBytes ? folderBytes(entry) : 0;
+        }
     }
     if (withBytes) surplus.bytes = bytes;
     return surplus;
 }
 
+/** Descriptor of the folder that it lies in; -1 when that cannot be opened. */
+int Captures::folderFor(const DiskEntry& entry) {
+    if (!mOpen.ok() || mOpenFolder != entry.folder) {
+        mOpenFolder = entry.folder;
+        mOpen = DiskIndex::open(mDisk.folderOf(entry));
+    }
+    return mOpen.get();
+}
+
+uint64_t Captures::folderBytes(const DiskEntry& entry) {
+    const std::string name(mDisk.nameOf(entry));
+    return sizeOfTree(folderFor(entry), name.c_str(), 0);
+}
+
 DiskUse Captures::useOf(const DiskEntry* entry) {
     if (entry == nullptr) return {};
-    const CaptureFolder& folder = mDisk.folderOf(*entry);
-    if (!mOpen.ok() || mOpenFolder != entry->folder) {
-        mOpenFolder = entry->folder;
-        mOpen = zul::ScopedFd(
-                openFolderAt(folder.root, folder.isTypeFolder() ? folder.name.c_str() : "."));
-    }
-    std::string name(mDisk.nameOf(*entry));
-    if (!entry->hasArchive) {
-        return {.known = true, .bytes = sizeOfTree(mOpen.get(), name.c_str(), 0)};
-    }
-    name += zul::kArchiveSuffix;
+    if (!entry->hasArchive) return {.known = true, .bytes = folderBytes(*entry)};
+    const std::string name = std::string(mDisk.nameOf(*entry)) + zul::kArchiveSuffix;
     struct stat status = {};
-    if (fstatat(mOpen.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
+    if (fstatat(folderFor(*entry), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
     DiskUse use = {.known = true,
                    .bytes = static_cast<uint64_t>(status.st_size),
                    .took = wallTime(status.st_mtime) - entry->time};

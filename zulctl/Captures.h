@@ -83,20 +83,27 @@ class Captures {
     WallTime now();
 
     const DiskIndex& disk() const { return mDisk; }
+    /** False when processes of others are hidden, which is told as a problem. */
+    bool lookAtProcesses();
+    /** Its folder is there, and no process works on it. */
+    bool isLeft(const DiskEntry& entry) const { return entry.hasFolder && !runs(entry); }
     Surplus surplus(bool withBytes);
     /** Of the archive, or of the folder where there is none yet. Null entries have none. */
     DiskUse useOf(const DiskEntry* entry);
+    /** Bytes of the files in its folder. */
+    uint64_t folderBytes(const DiskEntry& entry);
 
   private:
     State stateOf(const DiskEntry& entry) const;
     bool runs(const DiskEntry& entry) const;
     bool visitUnrecorded(WallTime behind, const std::function<bool(const Capture&)>& visit);
     void readToTheStart();
+    int folderFor(const DiskEntry& entry);
 
     Session& mSession;
     const Store& mStore;
     DiskIndex mDisk;
-    Processes mProcesses;
+    std::optional<Processes> mProcesses;
     const zul::ScopedFd mHistoryFd;
     HistoryFile mHistory;
     bool mHasHistory = false;
@@ -104,7 +111,7 @@ class Captures {
     bool mReadToTheStart = false;
     /** Entries that may be unrecorded, a heap with the newest at its front. */
     std::vector<DiskEntry*> mUnvisited;
-    /** The folder that useOf() looked into last. */
+    /** The folder that was looked into last. */
     zul::ScopedFd mOpen{-1};
     uint32_t mOpenFolder = 0;
 };

@@ -15,8 +15,8 @@ constexpr Option kGlobalOptions[] = {
 };
 
 constexpr const Command* kCommands[] = {
-        &kListCommand,        &kEventsCommand, &kConfigShowCommand, &kConfigCheckCommand,
-        &kConfigMatchCommand, &kMaskCommand,   &kTagsCommand,
+        &kListCommand, &kEventsCommand,     &kCleanCommand,       &kMaskCommand,
+        &kTagsCommand, &kConfigShowCommand, &kConfigCheckCommand, &kConfigMatchCommand,
 };
 
 }  // namespace

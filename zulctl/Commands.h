@@ -6,9 +6,10 @@
 namespace zulctl {
 
 // Each is defined in a file of its name.
-extern const Command kConfigShowCommand;
+extern const Command kCleanCommand;
 extern const Command kConfigCheckCommand;
 extern const Command kConfigMatchCommand;
+extern const Command kConfigShowCommand;
 extern const Command kEventsCommand;
 extern const Command kListCommand;
 extern const Command kMaskCommand;

@@ -14,6 +14,7 @@
 #include "service/Text.h"
 #include "store/ArchiveName.h"
 #include "store/KeepRule.h"
+#include "store/RemoveTree.h"
 
 namespace zulctl {
 
@@ -22,73 +23,66 @@ namespace {
 constexpr size_t kSuffixSize = sizeof(zul::kArchiveSuffix) - 1;
 
 /** The kind of an entry as DT_… tells it, looked up where the listing does not. */
-unsigned char kindOf(DIR* folder, const dirent& entry) {
+unsigned char kindOf(int folder, const dirent& entry) {
     if (entry.d_type != DT_UNKNOWN) return entry.d_type;
     struct stat status = {};
-    if (fstatat(dirfd(folder), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+    if (fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
     return S_ISREG(status.st_mode) ? DT_REG : S_ISDIR(status.st_mode) ? DT_DIR : DT_UNKNOWN;
-}
-
-/** The folder of that descriptor for listing, without giving the descriptor away. */
-zul::ScopedFolder listing(int fd) {
-    const int own = openFolderAt(fd, ".");
-    zul::ScopedFolder folder(own >= 0 ? fdopendir(own) : nullptr);
-    if (folder == nullptr && own >= 0) close(own);
-    return folder;
 }
 
 }  // namespace
 
+zul::ScopedFd DiskIndex::open(const CaptureFolder& folder) {
+    return zul::openInner(folder.root, folder.isTypeFolder() ? folder.name.c_str() : ".");
+}
+
 void DiskIndex::scan(const Store& store, const std::function<void(const std::string&)>& problem) {
-    const auto list = [&](const CaptureFolder& folder) {
-        const char* name = folder.isTypeFolder() ? folder.name.c_str() : ".";
-        const zul::ScopedFd fd(openFolderAt(folder.root, name));
-        if (!fd.ok()) {
-            // Gone, or exchanged since it was listed.
-            if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return;
-            problem(folder.path + ": " + strerror(errno));
-            return;
-        }
-        mFolders.push_back(folder);
-        listFolder(static_cast<uint32_t>(mFolders.size() - 1), fd.get());
-    };
-
     mSlots.assign(1024, 0);
-    list({zul::kOutputRoot, store.outputRoot(), ""});
-    if (store.stuckLogoRoot() >= 0) list({zul::kStuckLogoRoot, store.stuckLogoRoot(), ""});
-
-    const zul::ScopedFolder root = listing(store.outputRoot());
     std::vector<std::string> typeFolders;
-    while (const dirent* entry = root != nullptr ? readdir(root.get()) : nullptr) {
-        const std::string_view name = entry->d_name;
-        if ((name.size() == zul::kTypePrefixLength || name.size() == zul::kUserTypePrefixLength) &&
-            kindOf(root.get(), *entry) == DT_DIR) {
-            typeFolders.emplace_back(name);
-        }
+    list({zul::kOutputRoot, store.outputRoot(), ""}, problem, &typeFolders);
+    if (store.stuckLogoRoot() >= 0) {
+        list({zul::kStuckLogoRoot, store.stuckLogoRoot(), ""}, problem, nullptr);
     }
-    std::sort(typeFolders.begin(), typeFolders.end());
     for (const std::string& name : typeFolders)
-        list({zul::kOutputRoot + name + "/", store.outputRoot(), name});
+        list({zul::kOutputRoot + name + "/", store.outputRoot(), name}, problem, nullptr);
 }
 
-void DiskIndex::listFolder(uint32_t number, int fd) {
-    const zul::ScopedFolder folder = listing(fd);
-    while (const dirent* entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
-        const std::string_view name = entry->d_name;
-        const unsigned char kind = kindOf(folder.get(), *entry);
-        if (kind == DT_DIR) {
-            add(number, name, true);
-        } else if (kind == DT_REG && name.ends_with(zul::kArchiveSuffix)) {
-            add(number, name.substr(0, name.size() - kSuffixSize), false);
-        }
+/** `others` gets the names of folders in it that hold captures perhaps; null for no interest in them. */
+void DiskIndex::list(const CaptureFolder& folder,
+                     const std::function<void(const std::string&)>& problem,
+                     std::vector<std::string>* others) {
+    zul::ScopedFd fd = open(folder);
+    const zul::ScopedFolder names(fd.ok() ? fdopendir(fd.get()) : nullptr);
+    if (names == nullptr) {
+        // Gone, or exchanged for something else since its name was read.
+        if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return;
+        problem(folder.path + ": " + strerror(errno));
+        return;
     }
+    fd.release();
+    const auto number = static_cast<uint32_t>(mFolders.size());
+    mFolders.push_back(folder);
+    errno = 0;
+    while (const dirent* entry = readdir(names.get())) {
+        const std::string_view name = entry->d_name;
+        const unsigned char kind = kindOf(dirfd(names.get()), *entry);
+        if (kind == DT_REG && name.ends_with(zul::kArchiveSuffix)) {
+            add(number, name.substr(0, name.size() - kSuffixSize), false);
+        } else if (kind == DT_DIR && !add(number, name, true) && others != nullptr &&
+                   (name.size() == zul::kTypePrefixLength ||
+                    name.size() == zul::kUserTypePrefixLength)) {
+            others->emplace_back(name);
+        }
+        errno = 0;
+    }
+    if (errno != 0) problem(folder.path + ": " + strerror(errno));
 }
 
-void DiskIndex::add(uint32_t folder, std::string_view name, bool isFolder) {
+bool DiskIndex::add(uint32_t folder, std::string_view name, bool isFolder) {
     const auto parts = zul::parseArchiveName(name);
-    if (!parts || !parts->tag.starts_with(mFolders[folder].name)) return;
+    if (!parts || !parts->tag.starts_with(mFolders[folder].name)) return false;
     const auto time = parseNameTime(parts->time);
-    if (!time) return;
+    if (!time) return false;
 
     uint32_t* slot = slotOf(folder, name);
     if (*slot == 0) {
@@ -105,6 +99,7 @@ void DiskIndex::add(uint32_t folder, std::string_view name, bool isFolder) {
     DiskEntry& entry = mEntries[*slot - 1];
     (isFolder ? entry.hasFolder : entry.hasArchive) = true;
     if (mEntries.size() * 2 > mSlots.size()) grow();
+    return true;
 }
 
 uint32_t* DiskIndex::slotOf(uint32_t folder, std::string_view name) {

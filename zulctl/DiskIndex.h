@@ -69,12 +69,16 @@ class DiskIndex {
     std::string_view tagOf(const DiskEntry& entry) const {
         return nameOf(entry).substr(0, entry.tagSize);
     }
+    /** Opens a folder, through no link; else -1 inside, and errno. */
+    static zul::ScopedFd open(const CaptureFolder& folder);
     /** Path of the capture folder on the device. */
     std::string pathOf(const DiskEntry& entry) const;
 
   private:
-    void listFolder(uint32_t number, int fd);
-    void add(uint32_t folder, std::string_view name, bool isFolder);
+    void list(const CaptureFolder& folder, const std::function<void(const std::string&)>& problem,
+              std::vector<std::string>* others);
+    /** False when the daemon gives no such name. */
+    bool add(uint32_t folder, std::string_view name, bool isFolder);
     uint32_t* slotOf(uint32_t folder, std::string_view name);
     void grow();
 

@@ -138,10 +138,6 @@ class Printer {
     uint64_t mBytes = 0;
 };
 
-std::string counted(size_t number, const char* what) {
-    return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
-
 Status runList(Session& session, const Arguments& arguments) {
     const Store* store = session.store();
     if (store == nullptr) return Status::PARTLY;

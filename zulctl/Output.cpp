@@ -98,6 +98,10 @@ std::string humanSize(uint64_t bytes) {
     return text;
 }
 
+std::string counted(size_t number, const char* what) {
+    return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+}
+
 void JsonObject::addName(std::string_view name) {
     mText.append(",\"").append(name).append("\":");
 }

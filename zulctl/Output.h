@@ -20,6 +20,9 @@ std::string printable(std::string_view bytes);
 /** 1234567 as 1.2M; powers of 1024. */
 std::string humanSize(uint64_t bytes);
 
+/** "1 archive", "2 archives". */
+std::string counted(size_t number, const char* what);
+
 /** One line of --json, which begins with {"v":1. */
 class JsonObject {
   public:

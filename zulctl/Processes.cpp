@@ -16,9 +16,9 @@ constexpr size_t kArgumentSize = 512;
 
 }  // namespace
 
-Processes Processes::look() {
+Processes Processes::look(const char* folder) {
     Processes processes;
-    const zul::ScopedFolder proc(opendir("/proc"));
+    const zul::ScopedFolder proc(opendir(folder));
     // Where others are hidden, the very first one is missing from the list.
     processes.mSeen = proc != nullptr && faccessat(dirfd(proc.get()), "1", F_OK, 0) == 0;
     while (const dirent* entry = processes.mSeen ? readdir(proc.get()) : nullptr) {

@@ -9,8 +9,8 @@ namespace zulctl {
 /** The processes of this device, as of one moment. */
 class Processes {
   public:
-    /** Looks at /proc. */
-    static Processes look();
+    /** Looks at /proc, or what is like it. */
+    static Processes look(const char* folder = "/proc");
 
     /** False when some are hidden from us, so that nothing is known of what runs. */
     bool seen() const { return mSeen; }

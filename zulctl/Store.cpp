@@ -10,6 +10,7 @@
 
 #include "service/Paths.h"
 #include "service/Text.h"
+#include "store/RemoveTree.h"
 
 namespace zulctl {
 
@@ -27,16 +28,11 @@ constexpr Layout kLayouts[] = {
         {".", {"../morvfs/stuck_logo", "../../morvfs/stuck_logo", "morvfs/stuck_logo"}},
 };
 
-/** openFolderAt for a path of several names. */
-int openPathAt(int parent, const std::string& path) {
-    int folder = fcntl(parent, F_DUPFD_CLOEXEC, 0);
+/** The folder at a path below `parent`, through no link. */
+zul::ScopedFd openPath(int parent, const std::string& path) {
+    zul::ScopedFd folder = zul::openInner(parent, ".");
     for (const std::string& name : zul::split(path, "/")) {
-        if (folder < 0) break;
-        const int next = openFolderAt(folder, name.c_str());
-        const int error = errno;
-        close(folder);
-        errno = error;
-        folder = next;
+        if (folder.ok()) folder = zul::openInner(folder.get(), name.c_str());
     }
     return folder;
 }
@@ -52,10 +48,6 @@ bool looksLikeOutputRoot(int folder) {
 
 }  // namespace
 
-int openFolderAt(int parent, const char* name) {
-    return openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-}
-
 int openRegularAt(int parent, const char* name) {
     // O_NONBLOCK: a FIFO of that name would wait for a writer.
     const int fd = openat(parent, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -69,13 +61,13 @@ int openRegularAt(int parent, const char* name) {
 
 std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& reason) {
     if (!root) {
-        const int outputRoot = openFolderAt(AT_FDCWD, zul::kOutputRoot);
-        if (outputRoot < 0) {
+        zul::ScopedFd outputRoot = zul::openInner(AT_FDCWD, zul::kOutputRoot);
+        if (!outputRoot.ok()) {
             reason = std::string(zul::kOutputRoot) + ": " + strerror(errno);
             return nullptr;
         }
-        const int stuckLogoRoot = openFolderAt(AT_FDCWD, zul::kStuckLogoRoot);
-        return std::unique_ptr<Store>(new Store(false, outputRoot, stuckLogoRoot));
+        return std::unique_ptr<Store>(new Store(false, std::move(outputRoot),
+                                                zul::openInner(AT_FDCWD, zul::kStuckLogoRoot)));
     }
 
     const zul::ScopedFd base(::open(root->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -84,17 +76,15 @@ std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::
         return nullptr;
     }
     for (const Layout& layout : kLayouts) {
-        const int outputRoot = openPathAt(base.get(), layout.outputRoot);
-        if (outputRoot < 0) continue;
-        if (strcmp(layout.outputRoot, ".") == 0 && !looksLikeOutputRoot(outputRoot)) {
-            close(outputRoot);
-            continue;
-        }
-        int stuckLogoRoot = -1;
+        zul::ScopedFd outputRoot = openPath(base.get(), layout.outputRoot);
+        const bool isBase = strcmp(layout.outputRoot, ".") == 0;
+        if (!outputRoot.ok() || (isBase && !looksLikeOutputRoot(outputRoot.get()))) continue;
+        zul::ScopedFd stuckLogoRoot(-1);
         for (const char* path : layout.stuckLogoRoots) {
-            if (path != nullptr && stuckLogoRoot < 0) stuckLogoRoot = openPathAt(base.get(), path);
+            if (path != nullptr && !stuckLogoRoot.ok()) stuckLogoRoot = openPath(base.get(), path);
         }
-        return std::unique_ptr<Store>(new Store(true, outputRoot, stuckLogoRoot));
+        return std::unique_ptr<Store>(
+                new Store(true, std::move(outputRoot), std::move(stuckLogoRoot)));
     }
     reason = *root + ": no copy of /data or of /data/ZUL";
     return nullptr;

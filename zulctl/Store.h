@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 
 #include "service/Files.h"
 
@@ -34,16 +34,15 @@ class Store {
     zul::ScopedFd openFile(const char* name) const;
 
   private:
-    Store(bool isCopy, int outputRoot, int stuckLogoRoot)
-          : mIsCopy(isCopy), mOutputRoot(outputRoot), mStuckLogoRoot(stuckLogoRoot) {}
+    Store(bool isCopy, zul::ScopedFd outputRoot, zul::ScopedFd stuckLogoRoot)
+          : mIsCopy(isCopy),
+            mOutputRoot(std::move(outputRoot)),
+            mStuckLogoRoot(std::move(stuckLogoRoot)) {}
 
     const bool mIsCopy;
     const zul::ScopedFd mOutputRoot;
     const zul::ScopedFd mStuckLogoRoot;
 };
-
-/** Opens the folder `name` of `parent` for listing, if it is no link; otherwise -1, and errno. */
-int openFolderAt(int parent, const char* name);
 
 /** Opens `name` of `parent` for reading, if it is a regular file; otherwise -1, and errno. */
 int openRegularAt(int parent, const char* name);

@@ -39,13 +39,17 @@ Result call(const std::vector<std::string>& arguments) {
     return result;
 }
 
-ZulctlTest::ZulctlTest() : mRoot(makeRoot()) {
+ZulctlTest::ZulctlTest() : ZulctlTest(makeRoot()) {}
+
+ZulctlTest::ZulctlTest(const std::string& root) : mRoot(root) {
     makeFolder("/data/ZUL");
+    makeFolder("/morvfs/stuck_logo");
 }
 
 ZulctlTest::~ZulctlTest() {
     std::error_code error;
-    std::filesystem::remove_all(mRoot, error);
+    for (const std::string& path : {at("/data/ZUL"), at("/morvfs/stuck_logo"), mRoot})
+        std::filesystem::remove_all(path, error);
 }
 
 Result ZulctlTest::onCopy(std::vector<std::string> arguments) const {

@@ -19,10 +19,12 @@ struct Result {
 /** Runs the program in this process. */
 Result call(const std::vector<std::string>& arguments);
 
-/** A copy of a device's /data and /morvfs in a folder of its own, empty at first. */
+/** A device's /data and /morvfs, empty at first: a copy in a folder of its own, or those of the box. */
 class ZulctlTest : public testing::Test {
   protected:
     ZulctlTest();
+    /** The device in `root`, with "" that of the box. */
+    explicit ZulctlTest(const std::string& root);
     ~ZulctlTest() override;
 
     /** Runs the program with --root on the copy of /data. */
