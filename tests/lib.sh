@@ -10,6 +10,7 @@ readonly ENGINE_LOG=/tmp/engine.log
 readonly DAEMON_LOG=/tmp/daemon.log
 readonly HISTORY=/data/ZUL/zul_history
 readonly RECORD=/data/ZUL/collector_record
+readonly STACK_KB=8192
 ENGINE_PID='' DAEMON_PID=''
 # A command that starts the daemon in its own way, with its arguments.
 DAEMON_WRAPPER=()
@@ -172,7 +173,7 @@ assert_collector_got() {
 # Heap and written data. Pages of libraries are left out, as others that share them come and go, and the
 # threads' stacks, of which each meets its deepest way sooner or later.
 memory_kb() {
-    awk -v stack=8192 '
+    awk -v stack=$STACK_KB '
         /^[0-9a-f]+-/ { named = NF > 5 }
         /^Size:/ { size = $2 }
         /^Anonymous:/ && (named || size != stack) { sum += $2 }
