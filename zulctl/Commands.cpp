@@ -15,8 +15,9 @@ constexpr Option kGlobalOptions[] = {
 };
 
 constexpr const Command* kCommands[] = {
-        &kListCommand, &kEventsCommand,     &kCleanCommand,       &kMaskCommand,
-        &kTagsCommand, &kConfigShowCommand, &kConfigCheckCommand, &kConfigMatchCommand,
+        &kListCommand,        &kEventsCommand,      &kCleanCommand,
+        &kMaskCommand,        &kTagsCommand,        &kConfigShowCommand,
+        &kConfigCheckCommand, &kConfigMatchCommand, &kCompletionCommand,
 };
 
 }  // namespace
