@@ -8,7 +8,6 @@ namespace zulctl {
 // Each is defined in a file of its name.
 extern const Command kCleanCommand;
 extern const Command kCompletionCommand;
-extern const Command kConfigShowCommand;
 extern const Command kConfigCheckCommand;
 extern const Command kConfigMatchCommand;
 extern const Command kConfigShowCommand;
