@@ -10,6 +10,7 @@
 #include <set>
 #include <thread>
 
+#include "tests/support/FakeProgram.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -83,14 +84,11 @@ TEST_F(CollectorTest, NumbersAreSignedDecimals) {
     }
 }
 
-TEST_F(CollectorTest, StartsWithThreeDescriptorsAndBrokenPipesIgnored) {
-    const auto before = signal(SIGPIPE, SIG_IGN);
+TEST_F(CollectorTest, StartsWithThreeDescriptors) {
     mService->startZul(kTag, 0, 0, "");
-    signal(SIGPIPE, before);
     const auto runs = collectorRuns();
     ASSERT_THAT(runs, SizeIs(1));
     EXPECT_THAT(runs[0].descriptors, ElementsAre(0, 1, 2));
-    EXPECT_EQ(runs[0].ignoredSignals & (1u << (SIGPIPE - 1)), 1u << (SIGPIPE - 1));
 }
 
 struct EndCase {
@@ -126,8 +124,13 @@ using CollectorMissingTest = TableTest<MissingCase, CollectorTest>;
 TEST_P(CollectorMissingTest, IsToldByTheChildThatThenEnds) {
     std::filesystem::rename(kCollector, "/system_ext/bin/away");
     GetParam().replace();
+    FILE* file = fopen("/data/ZUL/buffered", "we");
+    fputs("once", file);
     mService->startZul(kTag, 5, 6, "");
     std::filesystem::rename("/system_ext/bin/away", kCollector);
+    // The child leaves alone what it has of ours.
+    fclose(file);
+    EXPECT_EQ(readFile("/data/ZUL/buffered"), "once");
     const std::vector<std::string> lines = mLog.take();
     const std::vector<std::string> last(lines.end() - 4, lines.end());
     EXPECT_THAT(last, ElementsAre("D startWork....", "D sceneFlag===5, mPid===6",
@@ -193,10 +196,14 @@ TEST_F(CollectorTest, TagsWithoutHistoryLeaveNoLine) {
     mService->startZul("x0x003effff", 0, 0, "");
     EXPECT_THAT(collectorRuns(), SizeIs(1));
     EXPECT_FALSE(exists("/data/ZUL/zul_history"));
+    admit("0x003e0001");
+    mService->startZul("0x003e0001", 0, 0, "");
+    EXPECT_TRUE(exists("/data/ZUL/zul_history"));
 }
 
 struct OverCase {
     const char* name;
+    const char* tag;
     int index;
     const char* special;
     bool userMode;
@@ -210,49 +217,38 @@ TEST_P(GlobalLimitTest, CleansWhenIndexAndSpecialsAreOverIt) {
     ZulService::mUserMode = c.userMode;
     ZulService::mCompressFileCount = c.index;
     property_set("debug.zul.special.count", c.special);
-    mService->prepare(kTag, 0, 0, "");
-    // The history has one line only, so a clean-up finds nothing.
+    admit(c.tag);
+    mService->prepare(c.tag, 0, 0, "");
+    // The history has one line at most, so a clean-up finds nothing.
     EXPECT_EQ(mLog.take().back() == "E readSpecialLine failure!", c.cleans);
 }
 
-INSTANTIATE_TEST_SUITE_P(Counts, GlobalLimitTest,
-                         testing::Values(OverCase{"AtTheLimit", 400, "", false, false},
-                                         OverCase{"Over", 401, "", false, true},
-                                         OverCase{"SpecialsAtTheLimit", 390, "10", false, false},
-                                         OverCase{"SpecialsOver", 391, "10", false, true},
-                                         OverCase{"ManySpecials", 5, "2147483647", false, true},
-                                         OverCase{"User", 401, "", true, false}),
-                         caseName<OverCase>);
+INSTANTIATE_TEST_SUITE_P(
+        Counts, GlobalLimitTest,
+        testing::Values(OverCase{"AtTheLimit", kTag, 400, "", false, false},
+                        OverCase{"WithoutHistory", "0x003effff", 401, "", false, true},
+                        OverCase{"Over", kTag, 401, "", false, true},
+                        OverCase{"SpecialsAtTheLimit", kTag, 390, "10", false, false},
+                        OverCase{"SpecialsOver", kTag, 391, "10", false, true},
+                        OverCase{"ManySpecials", kTag, 5, "2147483647", false, true},
+                        OverCase{"User", kTag, 401, "", true, false}),
+        caseName<OverCase>);
 
 TEST_F(CollectorTest, InterruptedWaitGoesOn) {
-    struct sigaction quiet = {};
-    quiet.sa_handler = [](int) {};
-    struct sigaction before = {};
-    sigaction(SIGUSR1, &quiet, &before);
-    orderCollector("sleep 0.2\n");
-    std::atomic<bool> done = false;
-    const pthread_t waiter = pthread_self();
-    std::thread disturber([&] {
-        while (collectorRuns().empty())
-            std::this_thread::yield();
-        while (!done) {
-            pthread_kill(waiter, SIGUSR1);
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    });
+    const FakeProgram collector(kCollector, kInterrupting);
+    const InterruptingSignal interrupting;
     mService->startZul(kTag, 0, 0, "");
-    done = true;
-    disturber.join();
-    sigaction(SIGUSR1, &before, nullptr);
     EXPECT_EQ(mLog.take().back(), "D zuldump child normal exit...");
-    // The child was waited for: none is left.
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
 TEST_F(CollectorTest, RunningCollectorHoldsNoOtherObjectUp) {
-    // The first collector runs until its orders are gone, which the second capture brings about.
     orderCollector("sleep 30\n");
-    std::thread first([this] { mService->startZul(kTag, 0, 0, "first"); });
+    std::atomic<bool> ended = false;
+    std::thread first([&] {
+        mService->startZul(kTag, 0, 0, "first");
+        ended = true;
+    });
     while (collectorRuns().size() < 1)
         std::this_thread::yield();
     orderCollector();
@@ -261,6 +257,7 @@ TEST_F(CollectorTest, RunningCollectorHoldsNoOtherObjectUp) {
     const auto runs = collectorRuns();
     ASSERT_THAT(runs, SizeIs(2));
     EXPECT_EQ(runs[1].arguments[3], "second");
+    EXPECT_FALSE(ended);
     // Let the sleeper go.
     for (const std::string& pid : list("/proc")) {
         if (readFile("/proc/" + pid + "/comm") == "zul_dumpstate\n") kill(std::stoi(pid), SIGKILL);
@@ -286,6 +283,20 @@ TEST_F(CollectorTest, RequestsOnOneObjectRunOneAfterTheOther) {
         EXPECT_EQ("text" + run.arguments[1], run.arguments[3]);
         EXPECT_EQ("pids" + run.arguments[1], run.arguments[9]);
     }
+}
+
+TEST_F(CollectorTest, PreparationsThatFailGiveTheirIndexBack) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; t++) {
+        threads.emplace_back([] {
+            const android::sp<ZulService> service = new ZulService();
+            for (int i = 0; i < 20000; i++)
+                service->prepare("not legal", 0, 0, "");
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(ZulService::mCompressFileCount, 0);
 }
 
 TEST_F(CollectorTest, ThousandCapturesInParallelKeepTheBooks) {

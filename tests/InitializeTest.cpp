@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <cutils/properties.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "service/Files.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -55,6 +57,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, ModeTest,
                          testing::Values(ModeCase{"NothingSet", "", "", "", true, true},
                                          ModeCase{"User", "user", "0", "1", true, true},
                                          ModeCase{"UserWithAdb", "user", "1", "", false, true},
+                                         ModeCase{"UserWithMuchAdb", "user", "2", "", false, true},
                                          ModeCase{"UserWithOddAdb", "user", "yes", "", true, true},
                                          ModeCase{"Userdebug", "userdebug", "", "", false, true},
                                          ModeCase{"EngWithoutAdb", "eng", "0", "", false, true},
@@ -82,31 +85,30 @@ TEST_F(InitializeTest, TagFileGivesTheTextBeforeTheFirstBar) {
 
 TEST_F(InitializeTest, OddFilesAreAsGoodAsNone) {
     property_set("ro.build.type", "eng");
+    // One that nobody writes into, and one that gives a text to whom reads it all the same.
     ASSERT_EQ(mkfifo("/data/ZUL/ZUL_TAG.txt", 0666), 0);
-    ASSERT_EQ(symlink("/dev/zero", "/data/ZUL/config"), 0);
-    ZulService::Initialize();
-    EXPECT_THAT(tags(), ElementsAre());
-    std::filesystem::remove("/data/ZUL/config");
-    writeFile("/data/ZUL/config", "tag:A,enable:1");
-    ASSERT_EQ(truncate("/data/ZUL/config", off_t{1} << 40), 0);
+    ASSERT_EQ(mkfifo("/data/ZUL/config", 0666), 0);
+    const ScopedFd fifo(open("/data/ZUL/config", O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(write(fifo.get(), "tag:A,enable:1\n", 15), 15);
     ZulService::Initialize();
     EXPECT_THAT(tags(), ElementsAre());
 }
 
 TEST_F(InitializeTest, OnlyWhatTheDaemonStoredMayBeLarge) {
     property_set("ro.build.type", "eng");
-    const std::string large = std::string(5 << 20, 'x') + "|tag:A,enable:1";
-    writeFile("/data/ZUL/ZUL_TAG.txt", large);
+    const std::string most = "B|" + std::string((4 << 20) - 2, 'x');
+    const std::string large = "tag:A,enable:1," + std::string(4 << 20, 'x');
+    writeFile("/data/ZUL/ZUL_TAG.txt", most);
     writeFile("/data/ZUL/config", large);
     ZulService::Initialize();
-    EXPECT_THAT(tags(), ElementsAre());
-    EXPECT_THAT(mLog.take(),
-                ElementsAre("W /data/ZUL/ZUL_TAG.txt is not read, it has 5242895 bytes",
-                            "W /data/ZUL/config is not read, it has 5242895 bytes"));
+    EXPECT_THAT(tags(), ElementsAre("B"));
+    EXPECT_THAT(mLog.take(), ElementsAre("W /data/ZUL/config is not read, it has 4194319 bytes"));
 
+    writeFile("/data/ZUL/ZUL_TAG.txt", most + "x");
     ZulService::writeConfig("/data/ZUL/config", large);
     ZulService::Initialize();
-    EXPECT_TRUE(ZulService::mTagTable.contains("A"));
+    EXPECT_EQ(mLog.take().front(), "W /data/ZUL/ZUL_TAG.txt is not read, it has 4194305 bytes");
+    EXPECT_THAT(tags(), ElementsAre("A", "B"));
 }
 
 TEST_F(InitializeTest, StoredConfigurationIsOneTextAndAppliesInBothModes) {
@@ -132,12 +134,16 @@ struct TraceCase {
 class TraceTest : public ServiceTest, public testing::WithParamInterface<TraceCase> {
   protected:
     void SetUp() override {
-        for (const char* name : {"cpufreq", "cpuidle", "cpu10", "online"})
+        if (GetParam().processors < 0) std::filesystem::rename(kProcessors, kAway);
+        if (GetParam().processors < 0) return;
+        for (const char* name : {"cpufreq", "cpuidle", "cpu10", "node"})
             addProcessor(name);
         for (int i = 0; i < GetParam().processors; i++)
             addProcessor("cpu" + std::to_string(i));
     }
     ~TraceTest() override {
+        std::error_code there;
+        std::filesystem::rename(kAway, kProcessors, there);
         for (const std::string& name : list(kProcessors))
             std::filesystem::remove(kProcessors + name);
     }
@@ -147,6 +153,7 @@ class TraceTest : public ServiceTest, public testing::WithParamInterface<TraceCa
     }
 
     inline static const std::string kProcessors = "/sys/devices/system/cpu/";
+    inline static const std::string kAway = "/sys/devices/system/away";
 };
 
 TEST_P(TraceTest, BuffersFollowProcessorsAndZygote) {
@@ -168,9 +175,10 @@ TEST_P(TraceTest, BuffersFollowProcessorsAndZygote) {
 INSTANTIATE_TEST_SUITE_P(
         Traces, TraceTest,
         testing::Values(
-                TraceCase{"ManyProcessors32", 8, "zygote32", "1", "4096", "1024", "0xeeffe"},
+                TraceCase{"ManyProcessors32", 8, "zygote32_64", "1", "4096", "1024", "0xeeffe"},
                 TraceCase{"FiveProcessorsNoZygote", 5, "", "0", "4096", "1024", "0x66"},
                 TraceCase{"ManyProcessors64", 8, "zygote64_32", "2", "8192", "2048", "0x66"},
+                TraceCase{"NoFolder", -1, "zygote32", "", "8192", "2048", "0x66"},
                 TraceCase{"FewProcessors", 4, "zygote32", "", "8192", "2048", "0x66"}),
         caseName<TraceCase>);
 

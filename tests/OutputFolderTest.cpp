@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "tests/support/FakeProgram.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -172,10 +173,9 @@ TEST_F(OutputFolderTest, LeftoverOfTheSameNameIsEmptied) {
 TEST_F(OutputFolderTest, LeftoverThatStaysFailsWithoutALine) {
     admit("0xffff0101");
     const std::string folder = create("0xffff0101");
-    std::filesystem::rename("/system/bin/sh", "/system/bin/sh.away");
     mLog.take();
+    const FakeProgram none("/system/bin/sh");
     EXPECT_EQ(create("0xffff0101"), "");
-    std::filesystem::rename("/system/bin/sh.away", "/system/bin/sh");
     EXPECT_THAT(mLog.takeAboveDebug(),
                 ElementsAre("E execl on command ' rm -rf " + folder + ";' failed\n"));
 }
@@ -186,6 +186,7 @@ TEST_F(OutputFolderTest, VanishedArchivesAreDroppedBeforeTheLimitApplies) {
     std::filesystem::remove("/data/ZUL/old/0.zul");
     std::filesystem::remove("/data/ZUL/old/20.zul");
     std::filesystem::create_symlink("/data/none", "/data/ZUL/old/20.zul");
+    std::filesystem::permissions("/data/ZUL/old/19.zul", std::filesystem::perms::none);
     const std::string made = create("0xffff0101");
     EXPECT_EQ(archives("0xffff0101").size(), 20u);
     EXPECT_EQ(archives("0xffff0101").front(), "/data/ZUL/old/1.zul");

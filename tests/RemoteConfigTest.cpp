@@ -78,7 +78,9 @@ INSTANTIATE_TEST_SUITE_P(
                 RecordCase{"LongKeys", "cmds:c,paths:/p", ";;;0;c;/p"},
                 RecordCase{"LastItemWins", "tag:A,tag:B", "B;;;0;;"},
                 RecordCase{"WholeItemClassifies", "pkgname:com.tagger", "com.tagger;;;0;;"},
-                RecordCase{"EarlierKeywordClassifies", "path:/flag", ";;;0;;"},
+                RecordCase{"EarlierKeywordsClassify",
+                           "enable:tag,pkgname:enable,flag:pkgname,cmd flag:7,path:cmd",
+                           "tag;enable;pkgname;7;cmd;"},
                 RecordCase{"LastPieceIsTheValue", "tag:A:B", "B;;;0;;"},
                 RecordCase{"KeyAlone", "tag", "tag;;;0;;"},
                 RecordCase{"NothingBehindTheColon", "tag:", "tag;;;0;;"},
@@ -92,9 +94,11 @@ INSTANTIATE_TEST_SUITE_P(
                 RecordCase{"NoBinaryNumbers", "flag:0b11", ";;;0;;"},
                 RecordCase{"TrailingText", "flag:12abc", ";;;12;;"},
                 RecordCase{"Signs", "flag: \t-0x10", ";;;-16;;"},
+                RecordCase{"PlusSign", "flag:+0x10", ";;;16;;"},
                 RecordCase{"Largest", "flag:0x7fffffffffffffff", ";;;9223372036854775807;;"},
                 RecordCase{"Smallest", "flag:-9223372036854775808", ";;;-9223372036854775808;;"},
                 RecordCase{"TooLarge", "tag:T,flag:0x8000000000000000,cmd:c", "T;;;0;c;"},
+                RecordCase{"AfterOneTooLarge", "flag:99999999999999999999,flag:5", ";;;5;;"},
                 RecordCase{"TooSmall", "tag:T,flag:-9223372036854775809", "T;;;0;;"},
                 RecordCase{"NoNumber", "tag:T,flag:x1,enable:1", "T;1;;0;;"},
                 RecordCase{"BareHexadecimalPrefix", "flag:0xg", ";;;0;;"}),
@@ -170,8 +174,10 @@ TEST_F(RemoteConfigTest, EnableAdmitsAndWithdrawsTagsAtEveryParse) {
     EXPECT_THAT(archives("A"), ElementsAre("/data/ZUL/a.zul"));
     parse("tag:A,enable:0");
     EXPECT_THAT(tags(), ElementsAre("B"));
-    // Somebody else admits it: the old entry withdraws it again.
+    // Somebody else admits it: the old entry withdraws it again, but not with an empty text.
     admit("A");
+    parse("");
+    EXPECT_THAT(tags(), ElementsAre("A", "B"));
     parse("tag:D,enable:1");
     EXPECT_THAT(tags(), ElementsAre("B", "D"));
     parse("tag:A,enable:1");
@@ -202,16 +208,28 @@ TEST_F(RemoteConfigTest, MillionRandomBytesDoNoHarm) {
 }
 
 TEST_F(RemoteConfigTest, WriteConfigReplacesByteForByte) {
-    umask(022);
+    std::string before;
+    ino_t synced = 0;
+    FakeSystem::onSync = [&](int fd) {
+        struct stat status = {};
+        synced = fstat(fd, &status) == 0 ? status.st_ino : 0;
+        EXPECT_EQ(readFile("/data/ZUL/config"), before) << "replaced by what is on no disk yet";
+    };
+    // Interrupted first, and then a part at a time.
+    FakeSystem::onWrite = [interrupted = false](size_t size) mutable {
+        return std::exchange(interrupted, true) ? (size + 1) / 2 : 0;
+    };
     const std::string contents[] = {"abc", "x", std::string("a\0\xff\n", 4),
                                     std::string(300000, 'z'), ""};
     for (const std::string& content : contents) {
         ZulService::writeConfig("/data/ZUL/config", content);
         EXPECT_EQ(readFile("/data/ZUL/config"), content);
+        before = content;
     }
     struct stat status = {};
     ASSERT_EQ(stat("/data/ZUL/config", &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_EQ(status.st_ino, synced);
     EXPECT_THAT(list("/data/ZUL"), ElementsAre("config"));
     EXPECT_THAT(mLog.take(), IsEmpty());
 }

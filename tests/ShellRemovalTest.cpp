@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "store/ShellRemoval.h"
+#include "tests/support/FakeProgram.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -18,27 +20,19 @@ class ShellRemovalTest : public ServiceTest {
   protected:
     ~ShellRemovalTest() override {
         std::filesystem::permissions("/data/ZUL", std::filesystem::perms(0755));
-    }
-};
-
-/** While one lives, the shell only tells how it was called, and who may write in the folder. */
-class TellingShell {
-  public:
-    TellingShell() {
-        std::filesystem::rename("/system/bin/sh", "/system/bin/sh.away");
-        std::ofstream("/system/bin/sh") << "#!/bin/sh\nprintf '%s|' \"$#\" \"$@\" >>/data/calls\n"
-                                           "stat -c %a /data/ZUL /data/ZUL/a_1 >>/data/calls\n"
-                                           "exit 3\n";
-        std::filesystem::permissions("/system/bin/sh", std::filesystem::perms::all);
-    }
-    ~TellingShell() {
-        std::filesystem::rename("/system/bin/sh.away", "/system/bin/sh");
         std::filesystem::remove("/data/calls");
     }
 };
 
+constexpr char kShell[] = "/system/bin/sh";
+/** Only tells how it was called, and who may write in the folder. */
+constexpr char kTelling[] =
+        "printf '%s|' \"$#\" \"$@\" >>/data/calls\n"
+        "stat -c %a /data/ZUL /data/ZUL/a_1 >>/data/calls\n"
+        "exit 3\n";
+
 TEST_F(ShellRemovalTest, RunsTheExactCommandOfEitherOperation) {
-    const TellingShell shell;
+    const FakeProgram shell(kShell, kTelling);
     std::filesystem::permissions("/data/ZUL", std::filesystem::perms(0755));
     std::filesystem::create_directories("/data/ZUL/a_1");
     std::string folder = "/data/ZUL/a_1";
@@ -49,8 +43,19 @@ TEST_F(ShellRemovalTest, RunsTheExactCommandOfEitherOperation) {
     EXPECT_THAT(mLog.take(), ElementsAre("D child normal exit...."));
 }
 
+TEST_F(ShellRemovalTest, OnlyASignalToTheShellIsNoNormalExit) {
+    const InterruptingSignal interrupting;
+    {
+        const FakeProgram shell(kShell, kInterrupting);
+        EXPECT_TRUE(removeWithShell("/data/ZUL/a_1", ";"));
+    }
+    const FakeProgram shell(kShell, "kill -9 $$\n");
+    EXPECT_FALSE(removeWithShell("/data/ZUL/a_1", ";"));
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+}
+
 TEST_F(ShellRemovalTest, NobodyReachesTheNameWhereOthersCanWrite) {
-    const TellingShell shell;
+    const FakeProgram shell(kShell, kTelling);
     for (const auto mode : {0777, 0775, 0757}) {
         std::filesystem::permissions("/data/ZUL", std::filesystem::perms(mode));
         // Also where there is nothing: somebody might put it there.

@@ -10,6 +10,7 @@
 #include <pthread.h>
 #include <stdarg.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <mutex>
 #include <set>
@@ -22,6 +23,7 @@ std::atomic<int> FakeSystem::locks;
 std::atomic<bool> FakeSystem::locked;
 std::function<bool()> FakeSystem::onFork;
 std::function<void(int fd)> FakeSystem::onSync;
+std::function<size_t(size_t size)> FakeSystem::onWrite;
 std::atomic<bool> FakeSystem::refusesRecordLocks;
 std::atomic<bool> FakeSystem::hidesFileTypes;
 
@@ -53,6 +55,7 @@ void FakeSystem::reset() {
     locks = 0;
     onFork = nullptr;
     onSync = nullptr;
+    onWrite = nullptr;
     refusesRecordLocks = false;
     hidesFileTypes = false;
 }
@@ -75,6 +78,15 @@ int __real_fsync(int fd);
 int __wrap_fsync(int fd) {
     if (FakeSystem::onSync) FakeSystem::onSync(fd);
     return __real_fsync(fd);
+}
+
+ssize_t __real_write(int fd, const void* data, size_t size);
+ssize_t __wrap_write(int fd, const void* data, size_t size) {
+    const bool passes = fd == STDERR_FILENO || !FakeSystem::onWrite;
+    const size_t part = passes ? size : FakeSystem::onWrite(size);
+    if (passes || part > 0) return __real_write(fd, data, part);
+    errno = EINTR;
+    return -1;
 }
 
 int __real_fcntl(int fd, int command, void* argument);

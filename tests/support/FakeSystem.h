@@ -17,6 +17,8 @@ struct FakeSystem {
     static std::function<bool()> onFork;
     /** Called before each fsync(). */
     static std::function<void(int fd)> onSync;
+    /** Called before each write() but of the log; the bytes to write, 0 to interrupt the call. */
+    static std::function<size_t(size_t size)> onWrite;
     /** fcntl() neither gives nor takes back a record lock. */
     static std::atomic<bool> refusesRecordLocks;
     /** readdir() tells names alone, as some file systems do. */

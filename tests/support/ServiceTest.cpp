@@ -65,6 +65,7 @@ ServiceTest::ServiceTest() {
 }
 
 ServiceTest::~ServiceTest() {
+    EXPECT_EQ(openFiles(), mOpenFiles);
     std::error_code error;
     fs::copy_file("/zul/system_ext/etc/zulid_config.csv", kTagTable,
                   fs::copy_options::overwrite_existing, error);
@@ -112,6 +113,18 @@ std::vector<std::string> ServiceTest::list(const std::string& folder) {
         names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
+}
+
+std::vector<std::string> ServiceTest::openFiles() {
+    std::vector<std::string> paths;
+    for (const std::string& fd : list("/proc/self/fd")) {
+        std::error_code closed;
+        const std::string target = fs::read_symlink("/proc/self/fd/" + fd, closed);
+        // What the platform's stand-ins keep is none of these.
+        const bool isFile = target.starts_with('/') && !target.starts_with("/dev/socket/");
+        if (isFile && !target.starts_with("/proc/")) paths.push_back(target);
+    }
+    return paths;
 }
 
 void ServiceTest::makeTraceInstances(const std::string& root,

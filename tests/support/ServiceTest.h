@@ -38,6 +38,8 @@ class ServiceTest : public testing::Test {
     /** The names in a folder, sorted. */
     static std::vector<std::string> list(const std::string& folder);
     static bool exists(const std::string& path);
+    /** The paths that this process has open. */
+    static std::vector<std::string> openFiles();
     /** Makes plain files for trace instances under `root`. */
     static void makeTraceInstances(const std::string& root, const std::vector<std::string>& names);
     /** A file of a trace instance, where a new kernel has it. */
@@ -51,6 +53,10 @@ class ServiceTest : public testing::Test {
 
     const android::sp<ZulService> mService = new ZulService();
     LogCapture mLog;
+
+  private:
+    /** Before a test, as after it. */
+    const std::vector<std::string> mOpenFiles = openFiles();
 };
 
 /** A fixture whose tests take one row of a table at a time. */
