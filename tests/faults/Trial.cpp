@@ -245,8 +245,10 @@ std::string Trial::checkEffect(Harm harm) const {
 }
 
 Outcome Trial::tryFault(const Fault& fault, Harm harm) {
-    const bool registers = mKind.setting.withStart || mKind.setting.engineReturns;
-    if (harm == Harm::SETUP) harm = registers ? Harm::LINK : Harm::CAPTURE;
+    // A daemon that has just met its engine sets the connection up for this very event.
+    const bool meetsEngine =
+            mKind.setting.withStart || mKind.setting.engineReturns || mKind.setting.archives > 0;
+    if (harm == Harm::SETUP) harm = meetsEngine ? Harm::LINK : Harm::CAPTURE;
     Outcome outcome;
     outcome.wrong = run(fault, harm);
     outcome.fired = mDevice.page().fired != 0;
