@@ -141,9 +141,9 @@ std::string Trial::checkProcess(const Fault& fault) {
     }
     if (mDevice.children() > 0) return "a child is left";
     size_t descriptors = mDevice.descriptors();
-    // Who took the wrong binder first keeps the set of what that one waits for.
+    // Who took the wrong binder first keeps the set of what that one waits for, and what wakes it.
     if (contains(mDevice.log(), "aidlbinder") && contains(mDevice.log(), "thread from hidl."))
-        descriptors--;
+        descriptors -= 2;
     if (mDescriptors == 0) mDescriptors = descriptors;
     if (descriptors <= mDescriptors) return "";
     return std::to_string(descriptors - mDescriptors) + " descriptors more than before";
