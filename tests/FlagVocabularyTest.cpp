@@ -26,6 +26,8 @@ using FlagTest = TableTest<FlagCase>;
 
 TEST_P(FlagTest, NamesMakeAMask) {
     const FlagCase& c = GetParam();
+    // Of an earlier capture.
+    mService->mDumpPath = "/data/ZUL/0xffffff/0xffffff0a";
     EXPECT_EQ(static_cast<uint64_t>(mService->getZulFlag(c.names, c.sceneType)), c.mask);
     EXPECT_EQ(static_cast<uint64_t>(ZulService::mFlagValue), c.mask);
     EXPECT_THAT(mLog.take(), ElementsAre("I log flagstr = " + c.names,

@@ -35,10 +35,14 @@ class HistoryLogTest : public ServiceTest {
 
 TEST_F(HistoryLogTest, AppendsOneLineForEachCapture) {
     umask(0);
-    int synced = 0;
-    FakeSystem::onSync = [&synced](int) { synced += readFile(kHistory).ends_with('\n'); };
+    std::string calls;
+    FakeSystem::onWrite = [&calls](size_t size) {
+        calls += "write ";
+        return size;
+    };
+    FakeSystem::onSync = [&calls](int) { calls += "sync"; };
     record("0xffff0101", "/data/ZUL/0xffff/a_1");
-    EXPECT_EQ(synced, 1);
+    EXPECT_EQ(calls, "write sync");
     property_set("ro.build.display.id", "AOSP|14 test-keys");
     FakeTime::now++;
     record("0xffffff06", "/morvfs/stuck_logo/b_2");

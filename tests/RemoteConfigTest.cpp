@@ -208,6 +208,7 @@ TEST_F(RemoteConfigTest, MillionRandomBytesDoNoHarm) {
 }
 
 TEST_F(RemoteConfigTest, WriteConfigReplacesByteForByte) {
+    umask(0777);
     std::string before;
     ino_t synced = 0;
     FakeSystem::onSync = [&](int fd) {
