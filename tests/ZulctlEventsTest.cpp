@@ -183,6 +183,13 @@ INSTANTIATE_TEST_SUITE_P(
                                     Lines{"5/6 E Unable to open filePath: /data/ZUL/db "},
                             {"0xffff01 passed: no debug lines tell more",
                              " under-way: vendor database not copied (/data/ZUL/db)"}},
+                OutcomeCase{
+                        "VendorDatabaseOfTheEventBehindACapture",
+                        Lines{"5/6 D prepare.....sceneType=a,flag=0x1,pid=1, mCompressFileCount=1, "
+                              "extraInfo=/data/vendor/aee_exp/x",
+                              "5/6 E Unable to open filePath: /y "},
+                        {"a unknown: lines are missing",
+                         " under-way: vendor database not copied (/y)"}},
                 OutcomeCase{"NoLegalTag",
                             begin("5/6") + Lines{"5/6 D Illegal ZUL TAG 0xffff01,break"},
                             {"0xffff01 refused: no legal tag"}},
@@ -242,12 +249,30 @@ INSTANTIATE_TEST_SUITE_P(
                         begin("5/6") + Lines{"5/6 E tag too long for a capture folder: 0xffff01",
                                              "5/6 E createZulPath failure..."},
                         {"0xffff01 no-folder: tag too long"}},
+                OutcomeCase{"NoHistoryLine",
+                            begin("5/6") + prepare("5/6") +
+                                    Lines{"5/6 E open /data/ZUL/zul_history failure:"} +
+                                    collect("5/6", "9/9") + end("5/6"),
+                            {"0xffff01 captured: no line in the history"}},
                 OutcomeCase{"NoProcess",
                             begin("5/6") + prepare("5/6") +
                                     Lines{"5/6 D startWork....", "5/6 E *** fork fail"} +
                                     begin("5/6"),
                             {"0xffff01 no-collector: no process for the collector",
                              "0xffff01 under-way"}},
+                OutcomeCase{"NotExecutedOfTheOneThatWaits",
+                            kStart + begin("5/6", "a") + begin("5/7") + prepare("5/7") +
+                                    Lines{"5/7 D startWork....", "9/9 E ret==-1,excel errno=2"} +
+                                    end("5/7"),
+                            {"0xffff01 no-collector: collector cannot be executed (No such file or "
+                             "directory)",
+                             "a under-way"}},
+                OutcomeCase{"NeitherFolderNorCollector",
+                            begin("5/6") + prepare("5/6") +
+                                    Lines{"5/6 E createZulPath failure..."} +
+                                    collect("5/6", "9/9") + Lines{"9/9 E ret==-1,excel errno=2"} +
+                                    end("5/6"),
+                            {"0xffff01 no-folder: no folder"}},
                 OutcomeCase{"NotExecuted",
                             begin("5/6") + prepare("5/6") + collect("5/6", "9/9") +
                                     Lines{"9/9 E ret==-1,excel errno=2"} + end("5/6"),
@@ -275,6 +300,9 @@ INSTANTIATE_TEST_SUITE_P(
                 OutcomeCase{"InterruptedBySameProcess",
                             begin("5/6") + prepare("5/6") + kStart,
                             {"0xffff01 interrupted: daemon started anew"}},
+                OutcomeCase{"DumpedBeforeTheStartAlone",
+                            kStart + Lines{"5/5 D ZUL  main start."} + begin("5/6"),
+                            {"0xffff01 passed: no debug lines tell more"}},
                 OutcomeCase{"StartOfAnotherThatIsNone",
                             begin("5/6") + Lines{"8/8 D ZUL  main start."} + prepare("5/6") +
                                     collect("5/6", "9/9"),
@@ -290,6 +318,8 @@ INSTANTIATE_TEST_SUITE_P(
                             prepare("5/6") + collect("5/6", "9/9") + end("5/6"),
                             {"0xffff01 captured"}},
                 OutcomeCase{"AllButTheEndMissing", end("5/6") + Lines{"5/6 D startWork...."}, {}},
+                OutcomeCase{
+                        "EndWithoutACollector", begin("5/6") + end("5/6"), {"0xffff01 under-way"}},
                 OutcomeCase{"RefusalAlone",
                             Lines{"5/6 D Illegal ZUL TAG a,break"},
                             {"a refused: no legal tag"}},
@@ -303,6 +333,11 @@ INSTANTIATE_TEST_SUITE_P(
                 OutcomeCase{"TagOverTwoLines",
                             begin("5/6", "a\nb") + Lines{"5/6 D Illegal ZUL TAG a\nb,"
                                                          "break"},
+                            {"a\nb refused: no legal tag"}},
+                OutcomeCase{"TagOverTwoLinesDescribedByTag",
+                            Lines{"5/6 D getZulInfoByTag tagId===a\nb",
+                                  "5/6 D sceneType===a\nb,sceneType.length()=3",
+                                  "5/6 D Illegal ZUL TAG a\nb,break"},
                             {"a\nb refused: no legal tag"}},
                 OutcomeCase{"EmptyTag",
                             begin("5/6", "") + Lines{"5/6 D Illegal ZUL TAG ,break"},
@@ -344,23 +379,30 @@ TEST(EventsTest, TellsWhatIsMissing) {
     EXPECT_EQ(events[0].archive, "/data/ZUL/0xffff/0xffff01_1.zul");
     EXPECT_EQ(events[1].folder + events[1].archive, "");
     EXPECT_EQ(events[1].collectorStart, Event::kNoTime);
+    EXPECT_FALSE(eventsOf(makeLog(begin("5/6")))[0].whole);
 }
 
 TEST(EventsTest, CollectorsAreToldApartByMaskAndProcess) {
-    const Lines others = {"5/8 D startWork....", "11/11 D sceneFlag===1, mPid===77",
-                          "12/12 D sceneFlag===707, mPid===3"};
-    const Lines second = {
-            "5/7 D prepare.....sceneType=b,flag=0x8000000000000000,pid=3, "
-            "mCompressFileCount=1, extraInfo=",
+    const Lines first = begin("5/6") + prepare("5/6") + Lines{"5/6 D startWork...."};
+    const Lines several = {
+            "5/7 D multiPidPrepare.....sceneType=b,flag=0x8000000000000000,"
+            "mMultiPid=3,4, mCompressFileCount=1, extraInfo=",
             "5/7 D startWork...."};
+    const Lines later = prepare("5/5", "c") + Lines{"5/5 D startWork...."};
+    // Of other masks, of another process, and one more than there are events.
+    const Lines collectors = {"11/11 D sceneFlag===1, mPid===77",
+                              "12/12 D sceneFlag===707, mPid===3",
+                              "9/9 D sceneFlag===-9223372036854775808, mPid===0",
+                              "10/10 D sceneFlag===707, mPid===77",
+                              "13/13 D sceneFlag===707, mPid===77",
+                              "14/14 D sceneFlag===707, mPid===77",
+                              "9/9 E ret==-1,excel errno=7"};
     const auto events = eventsOf(
-            makeLog(begin("5/6") + prepare("5/6") + Lines{"5/6 D startWork...."} + second + others +
-                    Lines{"9/9 D sceneFlag===-9223372036854775808, mPid===3",
-                          "10/10 D sceneFlag===707, mPid===77", "9/9 E ret==-1,excel errno=7"} +
-                    end("5/6") + end("5/7")));
-    ASSERT_THAT(events, SizeIs(2));
+            makeLog(first + several + later + collectors + end("5/6") + end("5/7") + end("5/5")));
+    ASSERT_THAT(events, SizeIs(3));
     EXPECT_EQ(events[0].collector, 10);
     EXPECT_EQ(events[1].collector, 9);
+    EXPECT_EQ(events[2].collector, 13);
     EXPECT_EQ(describe(events[1]),
               "b no-collector: collector cannot be executed (Argument list too long)");
 }
@@ -407,8 +449,8 @@ TEST(EventsTest, MemoryIsBoundedByWhatIsUnderWay) {
     const std::vector<Event> rest = events.finish();
     EXPECT_EQ(given + rest.size(), threads);
     // Those that spoke last are still there.
-    EXPECT_TRUE(std::any_of(rest.begin(), rest.end(), [threads](const Event& event) {
-        return event.thread == static_cast<int32_t>(threads);
+    EXPECT_TRUE(std::all_of(rest.begin(), rest.end(), [](const Event& event) {
+        return event.thread > static_cast<int32_t>(Events::kMostOpen);
     }));
 }
 
@@ -448,6 +490,7 @@ TEST(EventsCommandTest, ChoosesByTagAndByOutcome) {
     EXPECT_EQ(lines(callEvents(log, {"--no-legend", "--dropped"})), 2);
     EXPECT_EQ(lines(callEvents(log, {"--no-legend", "0xffff01"})), 1);
     EXPECT_EQ(callEvents(log, {"--no-legend", "0xffff01"}).status, 0);
+    EXPECT_THAT(callEvents(makeLog(begin("5/6")), {}).out, HasSubstr("05:06:07            passed"));
     const Result none = callEvents(log, {"0xffff01", "--dropped"});
     EXPECT_EQ(none.status, 1);
     EXPECT_THAT(none.out, HasSubstr("\n0 events\n"));
@@ -479,6 +522,16 @@ TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
     EXPECT_EQ(missing.status, 3);
     EXPECT_THAT(missing.err, HasSubstr("/nowhere: No such file"));
     EXPECT_EQ(call({"--log=/tmp", "events"}).status, 3);
+}
+
+TEST(EventsTest, KnowsADaemonThatDumpsBehindManyCollectors) {
+    Lines log = kStart + capture("5/6");
+    for (size_t i = 0; i < Events::kMostOpen; i++)
+        log.push_back(std::to_string(100 + i) + "/1 D sceneFlag===1, mPid===1");
+    log = log + Lines{"6/6 D ZUL  main start.", "6/6 D mCompressFileCount=0"} +
+          begin("6/7", "0xffff1001");
+    EXPECT_THAT(describeAll(eventsOf(makeLog(log))),
+                ElementsAre("0xffff01 captured", "0xffff1001 marked"));
 }
 
 TEST(EventsTest, DroppedAreThoseOfWhichNothingWasKept) {

@@ -51,7 +51,7 @@ const OutcomeName& nameOf(Outcome outcome) {
 /** What a line says of an event that has gone wrong. */
 struct Failure {
     Role role;
-    /** kUnknown: the line that decides it comes later. */
+    /** UNKNOWN: another line decides it. */
     Outcome outcome;
     const char* reason;
     /** The field that tells more; -1 for none. */
@@ -75,6 +75,7 @@ constexpr Failure kFailures[] = {
         {Role::NAME_TOO_LONG, Outcome::UNKNOWN, "tag too long", -1, false},
         {Role::FOLDER_DENIED, Outcome::UNKNOWN, "folder cannot be made", 1, false},
         {Role::NO_FOLDER, Outcome::NO_FOLDER, "no folder", -1, false},
+        {Role::NO_RECORD, Outcome::UNKNOWN, "no line in the history", -1, false},
         {Role::NO_CHILD, Outcome::NO_COLLECTOR, "no process for the collector", -1, true},
 };
 
@@ -177,7 +178,8 @@ bool isDropped(Outcome outcome) {
 
 std::vector<Event> Events::add(const LogLine& line) {
     std::vector<Event> ended;
-    if (line.pattern != nullptr && line.pattern->dump && mDumping.size() < kMostOpen) {
+    if (line.pattern != nullptr && line.pattern->dump && line.role() != Role::CHILD) {
+        if (mDumping.size() >= kMostOpen) mDumping.clear();
         mDumping.insert(line.process);
     }
     switch (line.role()) {

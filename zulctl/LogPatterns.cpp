@@ -215,6 +215,8 @@ const LogPattern* matchLogLine(char priority, std::string_view message, LineFiel
         for (const LogPattern& pattern : kPatterns) {
             if (pattern.priority != priority || beginsWithText(pattern) != textFirst) continue;
             std::string_view format = pattern.format;
+            // Nearly all differ here.
+            if (!textFirst && !message.starts_with(format[0])) continue;
             if (format.ends_with('\n')) format.remove_suffix(1);
             if (matchFormat(format, message, fields) && fieldsFit(pattern, fields)) {
                 return &pattern;
