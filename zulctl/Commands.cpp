@@ -15,8 +15,8 @@ constexpr Option kGlobalOptions[] = {
 };
 
 constexpr const Command* kCommands[] = {
-        &kListCommand,        &kEventsCommand,      &kCleanCommand,
-        &kMaskCommand,        &kTagsCommand,        &kConfigShowCommand,
+        &kListCommand,        &kInfoCommand,        &kExportCommand,     &kCleanCommand,
+        &kEventsCommand,      &kMaskCommand,        &kTagsCommand,       &kConfigShowCommand,
         &kConfigCheckCommand, &kConfigMatchCommand, &kCompletionCommand,
 };
 

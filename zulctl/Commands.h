@@ -12,6 +12,8 @@ extern const Command kConfigCheckCommand;
 extern const Command kConfigMatchCommand;
 extern const Command kConfigShowCommand;
 extern const Command kEventsCommand;
+extern const Command kExportCommand;
+extern const Command kInfoCommand;
 extern const Command kListCommand;
 extern const Command kMaskCommand;
 extern const Command kTagsCommand;

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <optional>
+#include <unordered_map>
 
 #include "service/Text.h"
 #include "zulctl/Captures.h"
 #include "zulctl/Commands.h"
+#include "zulctl/LogEvents.h"
 #include "zulctl/TagLibrary.h"
 
 namespace zulctl {
@@ -30,7 +32,9 @@ constexpr char kDetails[] =
         "  unlisted     the archive is one of more than its tag may keep, so that the daemon "
         "cannot\n"
         "               have it on its list: it forgets what type folders hold when it starts\n"
-        "What a capture took is from its start to its archive's last change (~).\n"
+        "What a capture took is what its event in the log of --log did; otherwise (~) it is from "
+        "its\n"
+        "start to its archive's last change.\n"
         "In a copy (--root), ages count back from the newest record.";
 
 /** What was asked for. */
@@ -84,13 +88,18 @@ class Printer {
   public:
     Printer(Session& session, const Store& store, Captures& captures)
           : mSession(session), mStore(store), mCaptures(captures) {
+        readEvents(session, false, [this](const Event& event) {
+            if (event.whole && !event.archive.empty()) {
+                mLogged[event.archive] = event.end - event.start;
+            }
+        });
         if (session.out().json()) return;
         mTable.emplace(session.out(), std::initializer_list<Table::Column>{
                                               {"TIME", 19},
                                               {"TAG", 10},
                                               {"STATE", 11},
                                               {"SIZE", 5, true},
-                                              {"TOOK", 6, true},
+                                              {"TOOK", 8, true},
                                               {"ABOUT", 20},
                                               {"NAME", 0},
                                       });
@@ -98,6 +107,7 @@ class Printer {
 
     void print(const Capture& capture) {
         const DiskUse use = mCaptures.useOf(capture.entry);
+        const Took took = tookOf(capture, use);
         const zul::RowData* row =
                 mStore.isCopy() ? nullptr : mLibrary.find(std::string(capture.tag));
         mCount++;
@@ -105,10 +115,10 @@ class Printer {
         if (mTable) {
             mTable->row({formatWallTime(capture.time), std::string(capture.tag),
                          std::string(nameOf(capture.state)), use.known ? humanSize(use.bytes) : "-",
-                         use.took >= 0 ? "~" + formatDuration(use.took) : "-",
-                         row != nullptr ? describe(row) : "-", std::string(capture.name())});
+                         took.text(), row != nullptr ? describe(row) : "-",
+                         std::string(capture.name())});
         } else {
-            printJson(capture, use, row);
+            printJson(capture, use, took, row);
         }
     }
 
@@ -116,12 +126,39 @@ class Printer {
     uint64_t bytes() const { return mBytes; }
 
   private:
-    void printJson(const Capture& capture, const DiskUse& use, const zul::RowData* row) {
+    /** How long a capture took. */
+    struct Took {
+        /** Negative when that is not known. */
+        int64_t milliseconds = -1;
+        bool fromLog = false;
+
+        std::string text() const {
+            if (milliseconds < 0) return "-";
+            return fromLog ? formatMilliseconds(milliseconds)
+                           : "~" + formatDuration(milliseconds / 1000);
+        }
+    };
+
+    Took tookOf(const Capture& capture, const DiskUse& use) const {
+        const auto logged = capture.state != State::OVERWRITTEN
+                                    ? mLogged.find(std::string(capture.archive))
+                                    : mLogged.end();
+        if (logged != mLogged.end()) return {logged->second, true};
+        return {use.took < 0 ? -1 : use.took * 1000, false};
+    }
+
+    void printJson(const Capture& capture, const DiskUse& use, const Took& took,
+                   const zul::RowData* row) {
         JsonObject object;
         object.add("time", formatWallTime(capture.time)).add("tag", capture.tag);
         object.add("state", nameOf(capture.state)).add("archive", capture.archive);
         use.known ? object.add("size", static_cast<int64_t>(use.bytes)) : object.addNull("size");
-        use.took >= 0 ? object.add("took", use.took) : object.addNull("took");
+        if (took.milliseconds >= 0) {
+            object.add("took_ms", took.milliseconds)
+                    .add("took_from", took.fromLog ? "log" : "file");
+        } else {
+            object.addNull("took_ms").addNull("took_from");
+        }
         object.add("recorded", capture.recorded);
         capture.recorded ? object.add("build", capture.build) : object.addNull("build");
         row != nullptr ? object.add("type", row->eventType) : object.addNull("type");
@@ -133,6 +170,8 @@ class Printer {
     const Store& mStore;
     Captures& mCaptures;
     TagLibrary mLibrary;
+    /** Milliseconds by archive. */
+    std::unordered_map<std::string, int64_t> mLogged;
     std::optional<Table> mTable;
     size_t mCount = 0;
     uint64_t mBytes = 0;

@@ -58,12 +58,15 @@ bool readEvents(Session& session, bool keepLines, const std::function<void(Event
     return true;
 }
 
-std::string formatTook(const Event& event) {
-    if (!event.whole) return "";
+std::string formatMilliseconds(int64_t milliseconds) {
     char text[32];
     snprintf(text, sizeof(text), "%.3fs",
-             static_cast<double>(event.end - event.start) / kMillisecondsPerSecond);
+             static_cast<double>(milliseconds) / kMillisecondsPerSecond);
     return text;
+}
+
+std::string formatTook(const Event& event) {
+    return event.whole ? formatMilliseconds(event.end - event.start) : "";
 }
 
 }  // namespace zulctl

@@ -15,6 +15,9 @@ class Session;
  */
 bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take);
 
+/** 1234 as 1.234s. */
+std::string formatMilliseconds(int64_t milliseconds);
+
 /** How long an event took; nothing where the log does not tell it. */
 std::string formatTook(const Event& event);
 

@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "tests/support/ZulctlTest.h"
+#include "zulctl/Tar.h"
+
+namespace zulctl::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr char kFolder[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8";
+constexpr char kOther[] = "/data/ZUL/0xffff/0xffff0102_2025_03_04_05_06_07_9";
+
+std::string outputOf(const std::string& command) {
+    FILE* pipe = popen(command.c_str(), "r");
+    std::string text;
+    for (int c; (c = fgetc(pipe)) != EOF;)
+        text += static_cast<char>(c);
+    return pclose(pipe) == 0 ? text : "FAILED: " + text;
+}
+
+class OneCaptureTest : public ZulctlTest {
+  protected:
+    OneCaptureTest() {
+        write(std::string(kFolder) + ".zul", std::string(1000, 'x'));
+        write(kOther);
+        write("/data/ZUL/zul_history", line(kFolder, "0xffff0101") + line(kOther, "0xffff0102"));
+        write("/data/ZUL/ZUL_TAG.txt", "0xffff0101|one\n");
+        write("/data/ZUL/config", "tag:0xffff0101,flag:0x4,cmds:ps|tag:0xffff0102,pkgname:com.a");
+        write("/log",
+              logLine("sceneType===0xffff0101,sceneType.length()=10,mFlag=0x2c1", 0) +
+                      logLine("prepare.....sceneType=0xffff0101,flag=0x2c1,pid=4711, "
+                              "mCompressFileCount=9, extraInfo=hello",
+                              10) +
+                      logLine(std::string("getZulBasePath:fileNum=8,folderName=") + kFolder, 20) +
+                      logLine("startWork....", 500) + logLine("zuldump child normal exit...", 760));
+    }
+
+    static std::string line(const char* folder, const std::string& tag) {
+        return tag + "|2025-03-04 05:06:08|" + folder + ".zul|BUILD|1\n";
+    }
+    static std::string logLine(const std::string& message, int milliseconds) {
+        char time[8];
+        snprintf(time, sizeof(time), "%03d", milliseconds);
+        return std::string("03-04 05:06:07.") + time + " 100 101 D ZUL_DEBUG: " + message + "\n";
+    }
+
+    std::string log() const { return "--log=" + at("/log"); }
+};
+
+TEST_F(OneCaptureTest, IsNamedInManyWays) {
+    const std::string path = kFolder;
+    const std::string name = path.substr(path.rfind('/') + 1);
+    for (const std::string& word :
+         {path, path + ".zul", name, name + ".zul", std::string("0xffff0101")})
+        EXPECT_THAT(onCopy({"info", word}).out, HasSubstr("name       " + name + "\n")) << word;
+    EXPECT_THAT(onCopy({"info", "-1"}).out, HasSubstr("tag        0xffff0102\n"));
+    for (const char* word : {"0xffff", "0xffff0101_2025_03_04_05_06_07_9", "/etc/passwd", ""}) {
+        const Result result = onCopy({"info", word});
+        EXPECT_EQ(result.status, 1) << word;
+        EXPECT_THAT(result.err, HasSubstr("no capture")) << word;
+    }
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{"info"},
+                                                  {"info", "-1", "0xffff0101"},
+                                                  {"info", "a", "b"},
+                                                  {"export", "-1"},
+                                                  {"export", "-o", "/tmp/x"}}) {
+        EXPECT_EQ(onCopy(wrong).status, 2) << wrong.back();
+    }
+}
+
+TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
+    const Result text = onCopy({log(), "info", "0xffff0101"});
+    EXPECT_EQ(text.status, 0);
+    EXPECT_EQ(text.err, "");
+    EXPECT_EQ(text.out, std::string("name       0xffff0101_2025_03_04_05_06_07_8\n"
+                                    "tag        0xffff0101\n"
+                                    "time       2025-03-04 05:06:08\n"
+                                    "state      present\n"
+                                    "archive    ") +
+                                kFolder + ".zul\n" +
+                                "recorded   yes\n"
+                                "build      BUILD|1\n"
+                                "size       1000 (1000 bytes)\n"
+                                "took       0.760s\n"
+                                "legal      yes\n"
+                                "entry      tag:0xffff0101,flag:4,cmds:ps\n"
+                                "outcome    captured\n"
+                                "mask       0x2c1\n"
+                                "asked_for  FLAG_ZUL_BINDER|FLAG_ZUL_ANR_TRACE|FLAG_ZUL_SYS_TRACE|"
+                                "FLAG_ZUL_LOG\n"
+                                "processes  4711\n"
+                                "event_text hello\n");
+    EXPECT_THAT(onCopy({"--json", log(), "info", "0xffff0101"}).out,
+                AllOf(HasSubstr("\"size\":1000,\"took_ms\":760,\"legal\":true"),
+                      HasSubstr("\"event_text\":\"hello\"}\n")));
+    EXPECT_THAT(
+            onCopy({"info", "-1"}).out,
+            AllOf(HasSubstr("state      missing\n"), HasSubstr("legal      no\n"),
+                  HasSubstr("entry      tag:0xffff0102,pkgname:com.a\n"), Not(HasSubstr("size"))));
+    EXPECT_THAT(onCopy({log(), "list"}).out, HasSubstr("present       1000    0.760s  "));
+    EXPECT_THAT(onCopy({log(), "list", "--json", "0xffff0101"}).out,
+                HasSubstr("\"took_ms\":760,\"took_from\":\"log\""));
+}
+
+TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
+    const std::string tar = at("/out.tar");
+    EXPECT_EQ(onCopy({log(), "export", "0xffff0101", "-o", tar}).status, 0);
+    const std::string name = "0xffff0101_2025_03_04_05_06_07_8/";
+    EXPECT_EQ(outputOf("tar -tf " + tar), name + "0xffff0101_2025_03_04_05_06_07_8.zul\n" + name +
+                                                  "history\n" + name + "log\n" + name + "config\n");
+    const auto member = [&](const std::string& member) {
+        return outputOf("tar -xOf " + tar + " " + name + member);
+    };
+    EXPECT_EQ(member("0xffff0101_2025_03_04_05_06_07_8.zul"), std::string(1000, 'x'));
+    EXPECT_EQ(member("history"), line(kFolder, "0xffff0101"));
+    EXPECT_EQ(member("log"), outputOf("cat " + at("/log")));
+    EXPECT_EQ(member("config"), "tag:0xffff0101,flag:4,cmds:ps\n");
+
+    // What is there already is not replaced, and nothing is made in vain.
+    const Result again = onCopy({"export", "0xffff0101", "-o", tar});
+    EXPECT_EQ(again.status, 3);
+    EXPECT_THAT(again.err, HasSubstr("File exists"));
+    const Result missing = onCopy({"export", "-1", "-o", at("/missing.tar")});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_THAT(missing.err, HasSubstr("is missing"));
+    EXPECT_FALSE(exists("/missing.tar"));
+    EXPECT_EQ(onCopy({"export", "0xffff0101", "-o", at("/nowhere/out.tar")}).status, 3);
+}
+
+TEST_F(OneCaptureTest, ExportFollowsNoLink) {
+    const std::string path = kOther;
+    const std::string secret = at("/secret");
+    write("/secret", "secret");
+    const std::pair<const char*, std::function<void()>> swaps[] = {
+            {"link", [&] { ASSERT_EQ(symlink(secret.c_str(), at(path + ".zul").c_str()), 0); }},
+            {"hole", [&] { ASSERT_EQ(mkfifo(at(path + ".zul").c_str(), 0666), 0); }},
+            {"folder", [&] { makeFolder(path + ".zul"); }},
+            {"type folder",
+             [&] {
+                 std::filesystem::rename(at("/data/ZUL/0xffff"), at("/outside"));
+                 ASSERT_EQ(symlink(at("/outside").c_str(), at("/data/ZUL/0xffff").c_str()), 0);
+             }},
+    };
+    for (const auto& [name, swap] : swaps) {
+        std::filesystem::remove_all(at(path + ".zul"));
+        swap();
+        const Result result = onCopy({"export", path, "-o", at("/out.tar")});
+        EXPECT_EQ(result.status, 1) << name;
+        EXPECT_THAT(result.err, HasSubstr("is missing")) << name;
+        EXPECT_FALSE(exists("/out.tar")) << name;
+    }
+}
+
+TEST_F(OneCaptureTest, ExportWritesThroughNoLink) {
+    const std::string link = at("/link.tar");
+    ASSERT_EQ(symlink(at("/made").c_str(), link.c_str()), 0);
+    EXPECT_EQ(onCopy({"export", "0xffff0101", "-o", link}).status, 3);
+    EXPECT_FALSE(exists("/made"));
+    EXPECT_TRUE(exists("/link.tar"));
+}
+
+TEST_F(OneCaptureTest, HostileNamesAreShownSafely) {
+    const std::string tag = "0xffff\x1b[2J\xff";
+    const std::string name = tag + "_2025_03_04_05_06_08_1";
+    write("/data/ZUL/0xffff/" + name + ".zul");
+    const Result text = onCopy({"info", tag});
+    EXPECT_EQ(text.status, 0);
+    EXPECT_THAT(text.out, HasSubstr("tag        0xffff\\x1b[2J\\xff\n"));
+    EXPECT_THAT(text.out, HasSubstr("state      unrecorded\n"));
+    EXPECT_THAT(onCopy({"--json", "info", name}).out,
+                HasSubstr("\"tag_hex\":\"3078666666661b5b324aff\""));
+    EXPECT_EQ(onCopy({"export", name, "-o", at("/out.tar")}).status, 0);
+    EXPECT_EQ(outputOf("tar -tf " + at("/out.tar") + " | wc -l"), "1\n");
+}
+
+TEST_F(OneCaptureTest, TarHoldsLongNamesAndTellsOfFailure) {
+    const std::string path = at("/names.tar");
+    FILE* file = fopen(path.c_str(), "w");
+    TarWriter tar(fileno(file), 1741064767);
+    std::string names;
+    for (const size_t length : {1, 99, 100, 101, 255, 1000}) {
+        // Folders, as no name of a file is that long.
+        std::string name;
+        while (name.size() < length)
+            name += name.size() % 50 == 40 ? '/' : 'n';
+        EXPECT_TRUE(tar.addText(name, std::string(length, 't')));
+        names += name + "\n";
+    }
+    EXPECT_TRUE(tar.finish());
+    fclose(file);
+    EXPECT_EQ(outputOf("tar -tf " + path), names);
+    EXPECT_EQ(outputOf("tar -xOf " + path), std::string(1 + 99 + 100 + 101 + 255 + 1000, 't'));
+
+    TarWriter full(fileno(fopen("/dev/full", "w")), 0);
+    EXPECT_FALSE(full.addText("name", "text"));
+    FILE* source = fopen(at("/log").c_str(), "r");
+    TarWriter sink(fileno(fopen("/dev/null", "w")), 0);
+    EXPECT_FALSE(sink.addFile("name", fileno(source), 1 << 20));
+    fclose(source);
+}
+
+TEST_F(OneCaptureTest, AnUnreadableConfigurationIsToldAndTheRestShown) {
+    remove(at("/data/ZUL/config").c_str());
+    makeFolder("/data/ZUL/config");
+    const Result result = onCopy({"info", "0xffff0101"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("/data/ZUL/config: "));
+    EXPECT_THAT(result.out, HasSubstr("state      present\n"));
+}
+
+}  // namespace
+}  // namespace zulctl::test
