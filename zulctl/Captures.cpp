@@ -115,8 +115,10 @@ void Captures::readToTheStart() {
     mReadToTheStart = true;
     HistoryFile rest(mHistoryFd.get());
     rest.seek(mHistory.position());
-    while (const auto line = rest.previous()) {
-        if (DiskEntry* entry = mDisk.find(line->record.archive)) entry->recorded = true;
+    while (const auto line = rest.previousText()) {
+        DiskEntry* entry = mDisk.find(zul::parseRecord(*line).archive);
+        // Most lines are about what is gone, and need no closer look.
+        if (entry != nullptr && !entry->recorded && readHistoryLine(*line)) entry->recorded = true;
     }
 }
 

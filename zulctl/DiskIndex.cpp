@@ -120,7 +120,11 @@ void DiskIndex::grow() {
 DiskEntry* DiskIndex::find(std::string_view archivePath) {
     if (!archivePath.ends_with(zul::kArchiveSuffix)) return nullptr;
     archivePath.remove_suffix(kSuffixSize);
-    const size_t nameStart = archivePath.rfind('/') + 1;
+    // A history has a million lines, and rfind() is no memrchr().
+    const void* slash = memrchr(archivePath.data(), '/', archivePath.size());
+    if (slash == nullptr) return nullptr;
+    const auto nameStart =
+            static_cast<size_t>(static_cast<const char*>(slash) - archivePath.data()) + 1;
     const std::string_view folder = archivePath.substr(0, nameStart);
     if (mLastFolder >= mFolders.size() || mFolders[mLastFolder].path != folder) {
         const auto found =

@@ -110,16 +110,19 @@ std::optional<std::string_view> HistoryFile::previousLine() {
     }
 }
 
+std::optional<std::string_view> HistoryFile::previousText() {
+    if (mFailed || mFd < 0) return std::nullopt;
+    std::optional<std::string_view> line = previousLine();
+    if (!line) return std::nullopt;
+    if (line->ends_with('\n')) line->remove_suffix(1);
+    if (mSkipping) line = "";
+    mSkipping = false;
+    return line;
+}
+
 std::optional<HistoryLine> HistoryFile::previous() {
-    while (!mFailed && mFd >= 0) {
-        std::optional<std::string_view> line = previousLine();
-        if (!line) break;
-        if (line->ends_with('\n')) line->remove_suffix(1);
-        const bool skipped = mSkipping;
-        mSkipping = false;
-        if (!skipped) {
-            if (const auto read = readHistoryLine(*line)) return read;
-        }
+    while (const auto line = previousText()) {
+        if (const auto read = readHistoryLine(*line)) return read;
         mStrangeLines++;
     }
     return std::nullopt;

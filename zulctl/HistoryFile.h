@@ -36,6 +36,9 @@ class HistoryFile {
     /** The record before; nothing at the start. What it views is good until the next call. */
     std::optional<HistoryLine> previous();
 
+    /** The line before as it stands, without its end; one that no record is as long as is empty. */
+    std::optional<std::string_view> previousText();
+
     /** Lines so far that are no records, longer ones than any record among them. */
     size_t strangeLines() const { return mStrangeLines; }
     /** True after a read that failed: what is before was not seen. */
