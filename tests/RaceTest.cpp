@@ -2,7 +2,7 @@
 
 /**
  * Another user, who may write into the store as everybody may, exchanges folders for links while the
- * daemon makes and removes what is in there. Nothing outside of the store may go or come by that.
+ * daemon, or zulctl, makes and removes what is in there. Nothing outside of the store may go or come by that.
  * Needs a box with real user ids. The argument is the number of tries for each case.
  */
 #include <fcntl.h>
@@ -21,6 +21,7 @@
 #include <random>
 
 #include "tests/support/ServiceTest.h"
+#include "zulctl/Command.h"
 
 namespace zul::test {
 namespace {
@@ -37,6 +38,8 @@ constexpr char kLink[] = "/data/ZUL/link";
 const std::string kName = "0xffff0101_2025_03_04_17_06_07_7";
 const std::string kLogoName = "0xffffff06_2025_03_04_17_06_07_7";
 const std::string kType = "/data/ZUL/0xffff";
+/** Archives of one tag, of which zulctl takes all those behind the first that are more than 20. */
+constexpr int kArchives = 40;
 
 struct RaceCase {
     const char* name;
@@ -48,6 +51,8 @@ struct RaceCase {
     std::function<void()> prepare;
     std::function<void()> prepareOther;
     std::function<void(ZulService&)> act;
+    /** What the other user does besides. */
+    std::function<void()> meanwhile = nullptr;
 };
 
 /** What the two processes tell each other. */
@@ -62,11 +67,22 @@ void makeFolders(const std::string& path) {
     fs::permissions(path, fs::perms::all);
 }
 
+void makeFile(const std::string& path) {
+    close(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+}
+
 /** A folder with something in it, which everybody may change. */
 void makeLeftover(const std::string& path) {
     makeFolders(path);
     makeFolders(path + "/inner");
-    close(open((path + "/inner/file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+    makeFile(path + "/inner/file");
+}
+
+void makeArchives(const std::string& folder) {
+    for (int i = 10; i < 10 + kArchives; i++) {
+        const std::string number = std::to_string(i);
+        makeFile(folder + "/" + kTag + "_2025_03_04_05_" + number + "_00_" + number + ".zul");
+    }
 }
 
 void makeCapture(ZulService& service, const char* tag) {
@@ -90,6 +106,7 @@ void makeCapture(ZulService& service, const char* tag) {
         char buffer[4096];
         const bool moved = read(events, buffer, sizeof(buffer)) > 0;
         if (number % 2 == 0 && !moved) continue;
+        if (race.meanwhile) race.meanwhile();
         for (unsigned spin = random() % 20000; spin > 0 && !shared.done; spin--)
             std::atomic_signal_fence(std::memory_order_seq_cst);
         if (syscall(SYS_renameat2, AT_FDCWD, race.target.c_str(), AT_FDCWD, race.link.c_str(),
@@ -118,6 +135,7 @@ class RaceTest : public TableTest<RaceCase> {
                                         std::string("inner"), std::string("file")}) {
             fs::create_directories(std::string(kVictim) + "/" + name + "/inner");
         }
+        makeArchives(kVictim);
         for (const std::string folder : {kVictim, "/data"})
             fs::permissions(folder, fs::perms(0755));
     }
@@ -191,6 +209,26 @@ void makeSecret() {
     fs::permissions("/data/ZUL/a", fs::perms::all);
 }
 
+void makeStore() {
+    makeArchives(kType);
+    makeLeftover(kType + "/" + kName);
+    makeFile("/data/ZUL/zul_history");
+}
+
+/** A line of what lies behind the link. */
+void growHistory() {
+    const int file = open("/data/ZUL/zul_history", O_WRONLY | O_APPEND | O_CLOEXEC);
+    dprintf(file, "%s|2025-03-04 17:06:07|%s/%s.zul|build\n", kTag, kVictim, kName.c_str());
+    close(file);
+}
+
+void callZulctl(ZulService&) {
+    FILE* const nowhere = fopen("/dev/null", "we");
+    zulctl::run({"zulctl", "list"}, nowhere, nowhere);
+    zulctl::run({"zulctl", "clean", "-f"}, nowhere, nowhere);
+    fclose(nowhere);
+}
+
 INSTANTIATE_TEST_SUITE_P(
         Store, RaceTest,
         testing::Values(
@@ -225,7 +263,16 @@ INSTANTIATE_TEST_SUITE_P(
                          },
                          [](ZulService&) ZUL_NO_THREAD_SAFETY_ANALYSIS {
                              ZulService::writeConfig("/data/ZUL/config", "tag:a,enable:1");
-                         }}),
+                         }},
+                RaceCase{"Clean", kType, kLink, makeStore, nullptr, callZulctl, growHistory},
+                RaceCase{"CleanLastName", kType + "/" + kName, kType + "/link", makeStore, nullptr,
+                         callZulctl, growHistory},
+                RaceCase{"CleanInside", kType + "/" + kName + "/inner",
+                         kType + "/" + kName + "/link", makeStore, nullptr, callZulctl,
+                         growHistory},
+                RaceCase{"CleanStuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
+                         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr,
+                         callZulctl}),
         caseName<RaceCase>);
 
 /** Runs as the other user. */

@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <map>
+#include <filesystem>
 
 #include "tests/support/ZulctlTest.h"
 
@@ -182,6 +182,12 @@ TEST_F(ListTest, EveryCopyOfAStoreWillDo) {
         EXPECT_THAT(result.out, HasSubstr("2 captures, ")) << root;
         EXPECT_EQ(result.status, 0) << root;
     }
+    std::filesystem::rename(at("/morvfs/stuck_logo"), at("/outside"));
+    ASSERT_EQ(symlink(at("/outside").c_str(), at("/morvfs/stuck_logo").c_str()), 0);
+    const Result rest = call({"--root", at("/data"), "list"});
+    EXPECT_EQ(rest.status, 3);
+    EXPECT_THAT(rest.err, HasSubstr("/morvfs/stuck_logo/: Not a directory\n"));
+    EXPECT_THAT(rest.out, HasSubstr("1 capture, "));
     for (const char* root : {"/morvfs", "/nowhere", "/data/ZUL/zul_history"})
         EXPECT_EQ(call({"--root", at(root), "list"}).status, 3) << root;
 }
@@ -209,6 +215,17 @@ TEST_F(ListTest, WhatIsNoRecordIsCountedAndTheRestShown) {
     EXPECT_THAT(states(), testing::SizeIs(lines + 1));
     EXPECT_EQ(mResult.status, 3);
     EXPECT_THAT(mResult.err, HasSubstr(": " + std::to_string(lines) + " lines are no records"));
+}
+
+TEST_F(ListTest, ALineInTheMakingIsNoFault) {
+    capture("0xffff0101", "05:00:00");
+    const std::string whole = mHistory;
+    capture("0xffff0101", "05:00:01", true);
+    for (const size_t size : {whole.size() + 1, whole.size() + 70}) {
+        mHistory.resize(size);
+        EXPECT_THAT(states(), ElementsAre("05:00:00 present"));
+        EXPECT_EQ(mResult.err, "");
+    }
 }
 
 TEST_F(ListTest, ReadsLongHistoriesWhole) {

@@ -114,6 +114,7 @@ std::optional<std::string_view> HistoryFile::previousText() {
     if (mFailed || mFd < 0) return std::nullopt;
     std::optional<std::string_view> line = previousLine();
     if (!line) return std::nullopt;
+    mEnded = mSkipping || line->ends_with('\n');
     if (line->ends_with('\n')) line->remove_suffix(1);
     if (mSkipping) line = "";
     mSkipping = false;
@@ -123,7 +124,7 @@ std::optional<std::string_view> HistoryFile::previousText() {
 std::optional<HistoryLine> HistoryFile::previous() {
     while (const auto line = previousText()) {
         if (const auto read = readHistoryLine(*line)) return read;
-        mStrangeLines++;
+        if (mEnded) mStrangeLines++;
     }
     return std::nullopt;
 }

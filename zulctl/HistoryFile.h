@@ -39,7 +39,10 @@ class HistoryFile {
     /** The line before as it stands, without its end; one that no record is as long as is empty. */
     std::optional<std::string_view> previousText();
 
-    /** Lines so far that are no records, longer ones than any record among them. */
+    /**
+     * Lines so far that are no records, longer ones than any record among them; but not what stands
+     * behind the last line end, which may be in the making.
+     */
     size_t strangeLines() const { return mStrangeLines; }
     /** True after a read that failed: what is before was not seen. */
     bool failed() const { return mFailed; }
@@ -61,6 +64,8 @@ class HistoryFile {
     off_t mPosition = 0;
     /** Inside of a line of which the end was given up. */
     bool mSkipping = false;
+    /** The line that came last has a line end. */
+    bool mEnded = false;
     bool mFailed = false;
     size_t mStrangeLines = 0;
 };

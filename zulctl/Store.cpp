@@ -28,7 +28,7 @@ constexpr Layout kLayouts[] = {
         {".", {"../morvfs/stuck_logo", "../../morvfs/stuck_logo", "morvfs/stuck_logo"}},
 };
 
-/** The folder at a path below `parent`, through no link. */
+/** The folder at a path below `parent`, through no link; else -1 inside, and errno. */
 zul::ScopedFd openPath(int parent, const std::string& path) {
     zul::ScopedFd folder = zul::openInner(parent, ".");
     for (const std::string& name : zul::split(path, "/")) {
@@ -59,34 +59,41 @@ int openRegularAt(int parent, const char* name) {
     return -1;
 }
 
-std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& reason) {
+std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& problem) {
+    const auto tell = [&problem](const std::string& path) {
+        problem = path + ": " + strerror(errno);
+        return nullptr;
+    };
+    const auto openStuckLogoRoot = [&tell](int base, const char* path) {
+        zul::ScopedFd folder = openPath(base, path);
+        if (!folder.ok() && errno != ENOENT) tell(zul::kStuckLogoRoot);
+        return folder;
+    };
+    const zul::ScopedFd base(
+            ::open(root ? root->c_str() : "/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!base.ok()) return tell(root.value_or("/"));
     if (!root) {
-        zul::ScopedFd outputRoot = zul::openInner(AT_FDCWD, zul::kOutputRoot);
-        if (!outputRoot.ok()) {
-            reason = std::string(zul::kOutputRoot) + ": " + strerror(errno);
-            return nullptr;
-        }
-        return std::unique_ptr<Store>(new Store(false, std::move(outputRoot),
-                                                zul::openInner(AT_FDCWD, zul::kStuckLogoRoot)));
+        // Step by step: the "/" at the end of a path would have a link followed.
+        zul::ScopedFd outputRoot = openPath(base.get(), zul::kOutputRoot + 1);
+        if (!outputRoot.ok()) return tell(zul::kOutputRoot);
+        return std::unique_ptr<Store>(
+                new Store(false, std::move(outputRoot),
+                          openStuckLogoRoot(base.get(), zul::kStuckLogoRoot + 1)));
     }
 
-    const zul::ScopedFd base(::open(root->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!base.ok()) {
-        reason = *root + ": " + strerror(errno);
-        return nullptr;
-    }
     for (const Layout& layout : kLayouts) {
         zul::ScopedFd outputRoot = openPath(base.get(), layout.outputRoot);
         const bool isBase = strcmp(layout.outputRoot, ".") == 0;
         if (!outputRoot.ok() || (isBase && !looksLikeOutputRoot(outputRoot.get()))) continue;
         zul::ScopedFd stuckLogoRoot(-1);
         for (const char* path : layout.stuckLogoRoots) {
-            if (path != nullptr && !stuckLogoRoot.ok()) stuckLogoRoot = openPath(base.get(), path);
+            if (path != nullptr && !stuckLogoRoot.ok())
+                stuckLogoRoot = openStuckLogoRoot(base.get(), path);
         }
         return std::unique_ptr<Store>(
                 new Store(true, std::move(outputRoot), std::move(stuckLogoRoot)));
     }
-    reason = *root + ": no copy of /data or of /data/ZUL";
+    problem = *root + ": no copy of /data or of /data/ZUL";
     return nullptr;
 }
 

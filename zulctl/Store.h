@@ -18,9 +18,11 @@ class Store {
   public:
     /**
      * Opens the store of this device, or the copy in `root`: of /data, of /data/ZUL, or of what holds
-     * both data and morvfs; morvfs may lie beside it. Null, and a reason, when there is none.
+     * both data and morvfs; morvfs may lie beside it. Null, and a problem, when there is none; a problem alone when one of
+     * its folders is there and cannot be opened.
      */
-    static std::unique_ptr<Store> open(const std::optional<std::string>& root, std::string& reason);
+    static std::unique_ptr<Store> open(const std::optional<std::string>& root,
+                                       std::string& problem);
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
