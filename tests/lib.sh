@@ -90,7 +90,7 @@ is_gone() {
 # start_engine MODE THREADS [OPTION...]: returns when the engine is published.
 start_engine() {
     : >"$ENGINE_LOG"
-    zul_engine --mode "$1" --threads "$2" "${@:3}" >>"$ENGINE_LOG" 2>&1 &
+    with_socket zul_engine_control zul_engine --mode "$1" --threads "$2" "${@:3}" >>"$ENGINE_LOG" 2>&1 &
     ENGINE_PID=$!
     wait_for 20 grep -qsx 'engine: ready' "$ENGINE_LOG" || fail "the engine does not come up"
 }

@@ -9,8 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-
+#include "sim/Folders.h"
 #include "sim/UniqueFd.h"
 
 namespace sim {
@@ -24,7 +23,7 @@ bool complain(const std::string& what, int error) {
 /** Runs `tar` with its standard output on `archive`, so that it opens no path of a name of ours. */
 bool runTar(const std::string& parent, const std::string& name, int archive) {
     const std::string directory = "--directory=" + parent;
-    const char* arguments[] = {"tar", "--create",   "--file=-", "--sort=name", directory.c_str(),
+    const char* arguments[] = {"tar", "--create",   "--file=-", directory.c_str(),
                                "--",  name.c_str(), nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -57,6 +56,17 @@ bool pack(const std::string& folder, const std::string& temporary) {
     return rename(temporary.c_str(), whole.c_str()) == 0 || complain(whole, errno);
 }
 
+bool removeFolder(const std::string& folder) {
+    const FolderWalk walk = walkFolder(folder, 0);
+    if (walk == nullptr) return complain(folder, errno);
+    bool removed = true;
+    while (const FTSENT* entry = fts_read(walk.get())) {
+        if (entry->fts_info == FTS_D) continue;
+        if (remove(entry->fts_accpath) != 0) removed = complain(entry->fts_path, errno);
+    }
+    return removed;
+}
+
 }  // namespace
 
 bool replaceByArchive(const std::string& folder) {
@@ -68,9 +78,7 @@ bool replaceByArchive(const std::string& folder) {
         unlink(temporary.c_str());
         return false;
     }
-    std::error_code error;
-    std::filesystem::remove_all(folder, error);
-    return !error || complain(folder, error.value());
+    return removeFolder(folder);
 }
 
 }  // namespace sim

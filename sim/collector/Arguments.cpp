@@ -27,9 +27,10 @@ void addPids(std::string_view text, Request* request) {
         text.remove_prefix(number.size());
 
         pid_t pid = 0;
-        const auto result = std::from_chars(number.begin(), number.end(), pid);
+        const auto result = std::from_chars(number.data(), number.data() + number.size(), pid);
         if (result.ec == std::errc() && pid == 0) continue;
-        if (std::ranges::find(request->pids, pid) != request->pids.end()) continue;
+        const std::vector<pid_t>& known = request->pids;
+        if (std::find(known.begin(), known.end(), pid) != known.end()) continue;
         if (result.ec != std::errc() || request->pids.size() == kMaxPids) {
             request->ignoredPids++;
             continue;
@@ -47,8 +48,8 @@ std::optional<Request> parseRequest(char** arguments) {
 
     const std::string_view mask = arguments[MASK];
     int64_t number = 0;
-    const auto result = std::from_chars(mask.begin(), mask.end(), number);
-    if (result.ec != std::errc() || result.ptr != mask.end()) {
+    const auto result = std::from_chars(mask.data(), mask.data() + mask.size(), number);
+    if (result.ec != std::errc() || result.ptr != mask.data() + mask.size()) {
         fprintf(stderr, "zul_dumpstate: argument %d, '%s', is not a 64-bit number\n", MASK,
                 arguments[MASK]);
         return std::nullopt;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/collector/Files.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
 
 namespace sim {
 
@@ -50,6 +52,16 @@ bool replaceFile(const std::string& path, std::string_view text) {
 
 OutputFolder::OutputFolder(const std::string& path)
       : mFd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
+
+bool OutputFolder::isEmpty() const {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(
+            fdopendir(fcntl(mFd.get(), F_DUPFD_CLOEXEC, 0)), closedir);
+    if (folder == nullptr) return false;
+    size_t entries = 0;
+    while (readdir(folder.get()) != nullptr)
+        entries++;
+    return entries == 2;  // "." and ".."
+}
 
 void OutputFolder::add(const std::string& name, std::string_view text) const {
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;

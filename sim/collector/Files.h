@@ -27,6 +27,8 @@ class OutputFolder {
     explicit OutputFolder(const std::string& path);
 
     bool isOpen() const { return mFd.isOpen(); }
+    /** False also when that cannot be told. */
+    bool isEmpty() const;
     /** Adds a new file; a failure is told on standard error and the capture goes on. */
     void add(const std::string& name, std::string_view text) const;
 

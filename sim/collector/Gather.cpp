@@ -116,7 +116,8 @@ void gather(const Request& request, const OutputFolder& folder) {
     for (int bit = 0; bit < 64; bit++) {
         if ((request.mask >> bit & 1) == 0) continue;
         const auto match = [bit](const Kind& kind) { return kind.bit == bit; };
-        if (std::ranges::none_of(kinds, match)) unknown += "bit " + std::to_string(bit) + '\n';
+        if (std::none_of(kinds.begin(), kinds.end(), match))
+            unknown += "bit " + std::to_string(bit) + '\n';
         for (const Kind& kind : kinds) {
             if (match(kind)) gatherKind(kind, request, folder);
         }

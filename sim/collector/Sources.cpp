@@ -41,7 +41,7 @@ std::vector<int> numbersIn(const std::string& folder, int* error) {
         if (name.find_first_not_of("0123456789") != std::string_view::npos) continue;
         numbers.push_back(atoi(entry->d_name));
     }
-    std::ranges::sort(numbers);
+    std::sort(numbers.begin(), numbers.end());
     return numbers;
 }
 
@@ -140,7 +140,7 @@ Gathered listProperties(const std::string&) {
                                                                   value + "]\n");
     };
     if (property_list(keep, &lines) != 0) return {"", reason("system properties", errno)};
-    std::ranges::sort(lines);
+    std::sort(lines.begin(), lines.end());
     Gathered result;
     for (const std::string& line : lines)
         result.text += line;

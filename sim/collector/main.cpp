@@ -27,7 +27,6 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <string>
 
 #include "sim/collector/Archive.h"
@@ -55,8 +54,7 @@ int complain(const std::string& path, const char* what) {
 int capture(const sim::Request& request, const std::string& record) {
     const sim::OutputFolder folder(request.folder);
     if (!folder.isOpen()) return complain(request.folder, strerror(errno));
-    std::error_code error;
-    if (!std::filesystem::is_empty(request.folder, error) || error) {
+    if (!folder.isEmpty()) {
         return complain(request.folder, "the folder is not empty and stays as it is");
     }
     folder.add("arguments", record);

@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 
 #include <algorithm>
 #include <chrono>
@@ -151,17 +152,12 @@ bool decode(std::string_view body, ControlReply* reply) {
     return good;
 }
 
-sockaddr_un controlAddress() {
+UniqueFd connectToControl() {
+    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     static_assert(sizeof(kControlSocket) <= sizeof(address.sun_path));
     memcpy(address.sun_path, kControlSocket, sizeof(kControlSocket));
-    return address;
-}
-
-UniqueFd connectToControl() {
-    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = controlAddress();
     if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         const int error = errno;
         fd = UniqueFd();

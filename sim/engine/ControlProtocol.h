@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <sys/un.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,7 +11,8 @@
 
 namespace sim {
 
-/** Where the engine listens for `fire`. */
+/** Where the engine listens for `fire`, and the name by which init passes the socket. */
+inline constexpr char kControlName[] = "zul_engine_control";
 inline constexpr char kControlSocket[] = "/dev/socket/zul_engine_control";
 
 inline constexpr size_t kMaxTextBytes = 256 * 1024;
@@ -60,9 +59,6 @@ bool decode(std::string_view body, ControlReply* reply);
  * Connects to the engine's control socket; a closed UniqueFd with errno set when none serves it.
  */
 UniqueFd connectToControl();
-
-/** The address of the control socket. */
-sockaddr_un controlAddress();
 
 /** Sends a body behind its length. False when the peer is gone or takes nothing any more. */
 bool sendFrame(int fd, std::string_view body);

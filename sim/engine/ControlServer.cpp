@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/engine/ControlServer.h"
 
+#include <cutils/sockets.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -21,49 +22,46 @@ constexpr int kRequestLimitMs = 5000;
 constexpr timeval kSendLimit{5, 0};
 constexpr std::chrono::milliseconds kWaitLimit{30000};
 
-std::string describe(const char* what) {
-    return std::string(what) + " " + kControlSocket + ": " + strerror(errno);
-}
-
 }  // namespace
 
 std::string ControlServer::open() {
-    if (connectToControl().isOpen()) {
-        return std::string("the name is taken: another engine serves ") + kControlSocket;
-    }
-    // Only a socket whose owner is gone refuses; it would keep bind() from succeeding.
-    if (errno == ECONNREFUSED) {
-        unlink(kControlSocket);
-    }
-
-    UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    UniqueFd listener(android_get_control_socket(kControlName));
     if (!listener.isOpen()) {
-        return describe("cannot make the socket");
+        return std::string("init has passed no socket ") + kControlName;
     }
-    const sockaddr_un address = controlAddress();
-    if (bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        return describe("cannot bind");
-    }
-    if (listen(listener.get(), kMaxClients) != 0) {
-        return describe("cannot listen on");
+    if (fcntl(listener.get(), F_SETFD, FD_CLOEXEC) != 0 ||
+        listen(listener.get(), kMaxClients) != 0) {
+        return std::string("cannot listen on ") + kControlSocket + ": " + strerror(errno);
     }
     mListener = std::move(listener);
     return "";
 }
 
+void ControlServer::enter() {
+    std::unique_lock lock(mClientLock);
+    mClientLeft.wait(lock, [this] { return mClients < kMaxClients; });
+    mClients++;
+}
+
+void ControlServer::leave() {
+    std::lock_guard lock(mClientLock);
+    mClients--;
+    mClientLeft.notify_one();
+}
+
 void ControlServer::serve() {
     for (;;) {
-        mSlots.acquire();
+        enter();
         const int client = accept4(mListener.get(), nullptr, nullptr, SOCK_CLOEXEC);
         if (client < 0) {
-            mSlots.release();
+            leave();
             // Out of descriptors is the one lasting reason; running clients will give some back.
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
             continue;
         }
         std::thread([this, client] {
             serveClient(client);
-            mSlots.release();
+            leave();
         }).detach();
     }
 }

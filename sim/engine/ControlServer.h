@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <semaphore>
+#include <condition_variable>
+#include <mutex>
 #include <string>
 
 #include "sim/UniqueFd.h"
@@ -20,8 +21,8 @@ class ControlServer {
     ControlServer& operator=(const ControlServer&) = delete;
 
     /**
-     * Takes the control socket, also over from an engine that is gone. Returns an empty text, or
-     * why the socket cannot be had, for instance because another engine serves it.
+     * Listens on the control socket that init has passed. Returns an empty text, or why that is not
+     * possible.
      */
     std::string open();
 
@@ -31,13 +32,18 @@ class ControlServer {
   private:
     static constexpr int kMaxClients = 16;
 
+    /** Waits until fewer than kMaxClients are served, and counts one more. */
+    void enter();
+    void leave();
     void serveClient(int client);
     void fire(int client, const ControlRequest& request);
 
     CallbackList& mCallbacks;
     UniqueFd mListener;
     // A client over the limit waits in the socket's own queue.
-    std::counting_semaphore<kMaxClients> mSlots{kMaxClients};
+    std::mutex mClientLock;  // guards mClients
+    std::condition_variable mClientLeft;
+    int mClients = 0;
 };
 
 }  // namespace sim

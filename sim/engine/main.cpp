@@ -74,7 +74,6 @@ int main(int argc, char** argv) {
 
     static sim::EngineCore core(*options.threadNumber, options.dieIn);
     static sim::ControlServer control(core.callbacks());
-    // The socket first: it tells two engines apart also when they are published in different modes.
     if (const std::string error = control.open(); !error.empty()) {
         return refuse(error);
     }

@@ -3,20 +3,20 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <time.h>
 
 #include <chrono>
-#include <filesystem>
 #include <map>
 #include <set>
 #include <string>
-#include <system_error>
 #include <thread>
+#include <tuple>
 
+#include "sim/Folders.h"
 #include "sim/vendorcopier/FileCopy.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kSourceFolder[] = "/data/vendor/aee_exp";
 constexpr char kTargetFolder[] = "/data/ZUL";
@@ -34,7 +34,11 @@ constexpr DatabaseKind kKinds[] = {
         {"debug.zul.aee.db.connsysdump", {"db.fatal.connsysdump.dbg", "fatal.connsysdump.00.dbg"}},
 };
 
-using FilesByName = std::map<std::string, fs::directory_entry>;
+struct Found {
+    std::string path;
+    timespec changed;
+};
+using FilesByName = std::map<std::string, Found>;
 
 bool isRequested(const DatabaseKind& kind) {
     char value[PROPERTY_VALUE_MAX];
@@ -47,22 +51,20 @@ bool belongsTo(const DatabaseKind& kind, const std::string& name) {
            name.find(kind.names[1]) != std::string::npos;
 }
 
+bool isNewer(const timespec& one, const timespec& other) {
+    return std::tie(one.tv_sec, one.tv_nsec) > std::tie(other.tv_sec, other.tv_nsec);
+}
+
 /** The regular files of a kind; of several with one name the newest, as only one can be copied. */
 FilesByName findFiles(const DatabaseKind& kind) {
     FilesByName files;
-    std::error_code error;
-    const auto options = fs::directory_options::skip_permission_denied;
-    for (fs::recursive_directory_iterator it(kSourceFolder, options, error), end;
-         !error && it != end; it.increment(error)) {
-        const std::string name = it->path().filename();
-        std::error_code ignored;
-        if (!belongsTo(kind, name) || !fs::is_regular_file(it->symlink_status(ignored))) {
-            continue;
-        }
-        const auto [known, isNew] = files.emplace(name, *it);
-        if (!isNew && known->second.last_write_time(ignored) < it->last_write_time(ignored)) {
-            known->second = *it;
-        }
+    const sim::FolderWalk walk = sim::walkFolder(kSourceFolder, FTS_NOCHDIR);
+    if (walk == nullptr) return files;
+    while (const FTSENT* entry = fts_read(walk.get())) {
+        if (entry->fts_info != FTS_F || !belongsTo(kind, entry->fts_name)) continue;
+        const Found found{entry->fts_path, entry->fts_statp->st_mtim};
+        const auto [known, isNew] = files.emplace(entry->fts_name, found);
+        if (!isNew && isNewer(found.changed, known->second.changed)) known->second = found;
     }
     return files;
 }
@@ -78,12 +80,12 @@ class Copier {
             return;
         }
         for (const auto& [name, file] : findFiles(mKind)) {
-            if (!mTried.insert(file.path()).second) {
+            if (!mTried.insert(file.path).second) {
                 continue;
             }
-            const std::string error = sim::copyIntoFolder(file.path(), kTargetFolder);
+            const std::string error = sim::copyIntoFolder(file.path, kTargetFolder);
             if (error.empty()) {
-                printf("copier: copied %s\n", file.path().c_str());
+                printf("copier: copied %s\n", file.path.c_str());
             } else {
                 printf("copier: cannot copy %s\n", error.c_str());
             }

@@ -77,7 +77,8 @@ void Device::startEngine() {
     if (mEngine == 0) {
         const int log = open("/tmp/engine.log", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
         dup2(log, STDOUT_FILENO);
-        execlp("zul_engine", "zul_engine", "--mode", mMode.c_str(), "--threads", "1", nullptr);
+        execlp("with_socket", "with_socket", "zul_engine_control", "zul_engine", "--mode",
+               mMode.c_str(), "--threads", "1", nullptr);
         _exit(127);
     }
     eventually([] { return ask({}).has_value(); });
