@@ -137,6 +137,11 @@ thread_count() {
     find "/proc/$1/task" -mindepth 1 -maxdepth 1 | wc -l
 }
 
+# The archive of the capture that came last.
+newest_archive() {
+    zulctl info -1 | sed -n 's/^archive *//p'
+}
+
 collector_runs() {
     pgrep -f '^/data/ZUL/|^0x' >/dev/null
 }
