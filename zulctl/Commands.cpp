@@ -15,9 +15,10 @@ constexpr Option kGlobalOptions[] = {
 };
 
 constexpr const Command* kCommands[] = {
-        &kListCommand,        &kInfoCommand,        &kExportCommand,     &kCleanCommand,
-        &kEventsCommand,      &kMaskCommand,        &kTagsCommand,       &kConfigShowCommand,
-        &kConfigCheckCommand, &kConfigMatchCommand, &kCompletionCommand,
+        &kListCommand,        &kInfoCommand,        &kExportCommand, &kCleanCommand,
+        &kEventsCommand,      &kMaskCommand,        &kTagsCommand,   &kConfigShowCommand,
+        &kConfigCheckCommand, &kConfigMatchCommand, &kReportCommand, &kTimelineCommand,
+        &kCompletionCommand,
 };
 
 }  // namespace

@@ -16,6 +16,8 @@ extern const Command kExportCommand;
 extern const Command kInfoCommand;
 extern const Command kListCommand;
 extern const Command kMaskCommand;
+extern const Command kReportCommand;
 extern const Command kTagsCommand;
+extern const Command kTimelineCommand;
 
 }  // namespace zulctl

@@ -29,7 +29,8 @@ LogTime newestOf(int fd) {
 
 }  // namespace
 
-bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take) {
+bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take,
+                const std::function<void(const LogLine&)>& see) {
     const std::optional<std::string>& name = session.options().log;
     if (!name) return false;
     const bool standardInput = *name == "-";
@@ -47,8 +48,10 @@ bool readEvents(Session& session, bool keepLines, const std::function<void(Event
             take(event);
     };
     LogLine line;
-    while (log.next(line))
+    while (log.next(line)) {
+        if (see) see(line);
         takeAll(events.add(line));
+    }
     takeAll(events.finish());
 
     if (log.error() != 0) session.problem(*name + ": " + strerror(log.error()));

@@ -11,9 +11,14 @@ class Session;
 
 /**
  * Gives each event of the log that --log names to `take`, in the order in which they end; with their
- * lines where asked for. What cannot be read is told as a problem. False when there is no log at all.
+ * lines where asked for. `see` gets each line of the daemon's, where it is given. What cannot be read is told
+ * as a problem. False when there is no log at all.
  */
-bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take);
+bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take,
+                const std::function<void(const LogLine&)>& see = nullptr);
+
+/** 1234 as 1.234s. */
+std::string formatMilliseconds(int64_t milliseconds);
 
 /** 1234 as 1.234s. */
 std::string formatMilliseconds(int64_t milliseconds);

@@ -13,6 +13,8 @@ enum class LineRole {
     /** Nothing that changes what becomes of it. */
     OTHER,
     DAEMON_START,
+    ENGINE_GONE,
+    ENGINE_BACK,
     // It begins.
     LOOK_UP,
     DESCRIBED,

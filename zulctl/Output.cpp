@@ -41,11 +41,11 @@ Character firstCharacter(std::string_view text) {
     return {size, true, code};
 }
 
-/** Controls, and what turns the direction of writing or ends a line. */
+/** Controls, what turns the direction of writing or ends a line, and what no text may hold. */
 bool isUnsafe(uint32_t code) {
     return code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x061c || code == 0x200e ||
            code == 0x200f || (code >= 0x2028 && code <= 0x202e) ||
-           (code >= 0x2066 && code <= 0x2069) || code == 0xfeff;
+           (code >= 0x2066 && code <= 0x2069) || code == 0xfeff || code == 0xfffe || code == 0xffff;
 }
 
 bool isUtf8(std::string_view text) {
@@ -103,7 +103,8 @@ std::string counted(size_t number, const char* what) {
 }
 
 void JsonObject::addName(std::string_view name) {
-    mText.append(",\"").append(name).append("\":");
+    if (mText.size() > 1) mText += ',';
+    mText.append("\"").append(name).append("\":");
 }
 
 namespace {
@@ -167,6 +168,12 @@ JsonObject& JsonObject::add(std::string_view name, const std::vector<std::string
         appendJsonText(mText, isUtf8(text) ? text : printable(text));
     }
     mText += ']';
+    return *this;
+}
+
+JsonObject& JsonObject::add(std::string_view name, const JsonObject& inner) {
+    addName(name);
+    mText += inner.text();
     return *this;
 }
 

@@ -23,9 +23,14 @@ std::string humanSize(uint64_t bytes);
 /** "1 archive", "2 archives". */
 std::string counted(size_t number, const char* what);
 
-/** One line of --json, which begins with {"v":1. */
+/** A JSON object in one line. */
 class JsonObject {
   public:
+    /** One of --json, which begins with {"v":1. */
+    JsonObject() : mText("{\"v\":1") {}
+    /** One of another format, empty at first. */
+    static JsonObject ofOtherFormat() { return JsonObject("{"); }
+
     /** A text, in the member `name`_hex when it is no UTF-8. */
     JsonObject& add(std::string_view name, std::string_view text);
     JsonObject& add(std::string_view name, const std::string& text) {
@@ -38,13 +43,16 @@ class JsonObject {
     JsonObject& add(std::string_view name, bool value);
     JsonObject& addNull(std::string_view name);
     JsonObject& add(std::string_view name, const std::vector<std::string>& texts);
+    JsonObject& add(std::string_view name, const JsonObject& inner);
 
     std::string text() const { return mText + "}"; }
 
   private:
+    explicit JsonObject(const char* start) : mText(start) {}
+
     void addName(std::string_view name);
 
-    std::string mText = "{\"v\":1";
+    std::string mText;
 };
 
 /** Where the results go. */
