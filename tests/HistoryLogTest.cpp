@@ -194,6 +194,10 @@ TEST_F(HistoryLogTest, StartEndsTheLineThatAKillTore) {
         ZulService::getCompressFileCount();
         EXPECT_EQ(readFile(kHistory), after);
     }
+    FakeSystem::refusesRecordLocks = true;
+    ZulService::getCompressFileCount();
+    EXPECT_THAT(mLog.takeAboveDebug(), testing::SizeIs(2)) << "it asks for the record lock";
+    FakeSystem::refusesRecordLocks = false;
     std::filesystem::rename(kHistory, "/data/ZUL/target");
     writeFile("/data/ZUL/target", "torn");
     std::filesystem::create_symlink("/data/ZUL/target", kHistory);

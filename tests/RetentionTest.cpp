@@ -197,6 +197,9 @@ struct LineCase {
     const char* archive;
 };
 
+/** What 255 bytes of a line reach of its archive. */
+const std::string kFirstRead = "/" + std::string(250, 'c');
+
 using HistoryLineTest = TableTest<LineCase, RetentionTest>;
 
 TEST_P(HistoryLineTest, ArchiveIsTheThirdPiece) {
@@ -218,6 +221,8 @@ INSTANTIATE_TEST_SUITE_P(
                         // 300 characters are two reads, of 255 and of 45.
                         LineCase{"LongLineCountsTwice", std::string(300, 'x') + "\na|b|/c|d\n", 3,
                                  "/c"},
+                        LineCase{"EndsInItsArchive", "a|b|/" + std::string(251, 'c') + "|d\n", 1,
+                                 kFirstRead.c_str()},
                         LineCase{"RestOfALongLine", std::string(255, 'x') + "a|b|/c|d\n", 2, "/c"}),
         caseName<LineCase>);
 
