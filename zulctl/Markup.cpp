@@ -84,6 +84,14 @@ void Markup::escape(std::string_view text) {
     }
 }
 
+std::string shortened(std::string_view text, size_t most) {
+    if (text.size() <= most) return std::string(text);
+    size_t size = most - 3;
+    while (size > 0 && (text[size] & 0xc0) == 0x80)
+        size--;
+    return std::string(text.substr(0, size)) + "...";
+}
+
 std::string percent(double share) {
     char text[32] = {};
     snprintf(text, sizeof(text), "%.2f%%", share * 100);

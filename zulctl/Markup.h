@@ -42,6 +42,9 @@ class Markup {
     std::vector<std::string_view> mOpen;
 };
 
+/** No more than `most` bytes of a text, its end as "..." if there is more; no character is cut. */
+std::string shortened(std::string_view text, size_t most);
+
 /** A share of a whole, 0 to 1, as a percentage. */
 std::string percent(double share);
 

@@ -20,8 +20,9 @@ constexpr Option kOptions[] = {
         {'o', "output", "FILE.html", "the page to write; - is the standard output"},
 };
 
-/** What the list of captures may take of a page that is to stay below 2 MB. */
-constexpr size_t kListBytes = 1400 * 1000;
+/** How large a page may be, with what begins and ends it. */
+constexpr size_t kMostBytes = 2000 * 1000;
+constexpr size_t kFrameBytes = 16 * 1024;
 
 /** The first sentence: what there is, and from when to when. */
 std::string summarize(const Story& story) {
@@ -49,9 +50,22 @@ std::string summarize(const Story& story) {
 }
 
 Markup makePage(const Story& story, const Rules& rules) {
-    // The marks lead to the list, which has to be known before them.
+    Markup tables;
+    addTags(story, tables);
+    addDrops(story, tables);
+    addTurns(story, tables);
+    addSurplus(story, tables);
+    addConfiguration(story, rules, tables);
+    Markup picture;
+    drawTimeline(story, story.captures.size(), picture);
+    // The list takes what room is left. Where it cannot hold all, the marks have to know.
     Markup list;
-    const size_t listed = addCaptures(story, kListBytes, list);
+    const size_t taken = kFrameBytes + tables.size() + picture.size();
+    const size_t listed = addCaptures(story, kMostBytes - std::min(kMostBytes, taken), list);
+    if (listed < story.captures.size()) {
+        picture = Markup();
+        drawTimeline(story, listed, picture);
+    }
 
     Markup page;
     page.insertAsIs("<!DOCTYPE html>\n");
@@ -75,12 +89,7 @@ Markup makePage(const Story& story, const Rules& rules) {
                               : " Without a log (--log) nothing is known of dropped events, and "
                                 "what a capture took is told by the times of files (~)."));
     page.add("h2", {}, "Timeline");
-    drawTimeline(story, listed, page);
-    addTags(story, page);
-    addDrops(story, page);
-    addTurns(story, page);
-    addSurplus(story, page);
-    addConfiguration(story, rules, page);
+    page.insert(picture).insert(tables);
     page.insert(list);
     page.close().close().close();
     return page;

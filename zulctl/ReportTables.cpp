@@ -21,6 +21,7 @@ namespace zulctl {
 namespace {
 
 constexpr size_t kMostTags = 200;
+constexpr size_t kLongestText = 300;
 constexpr size_t kMostTurns = 100;
 constexpr size_t kMostEntries = 200;
 /** Tags that are named for one entry of the configuration. */
@@ -67,7 +68,8 @@ class ReportTable {
     }
 
   private:
-    void addCell(Cell cell, const std::string& text) {
+    void addCell(Cell cell, const std::string& whole) {
+        const std::string text = shortened(whole, kLongestText);
         if (cell == Cell::TEXT) {
             mPage.add("td", {}, text);
             return;

@@ -21,6 +21,7 @@ constexpr size_t kMostMarks = 48;
 constexpr size_t kParts = 60;
 constexpr size_t kMostTurns = 200;
 constexpr size_t kLongestLabel = 40;
+constexpr size_t kLongestReason = 120;
 /** Dates on the axis keep this distance, which is their width in the narrowest picture. */
 constexpr double kLabelDistance = 0.26;
 
@@ -38,6 +39,7 @@ struct Shape {
 
 /** Each is a class and, behind "s-", a shape of the style. */
 constexpr Shape kDropped = {"dropped", "dropped: nothing was kept"};
+constexpr Shape kCut = {"cut", "time is cut out"};
 constexpr Shape kSeveral = {"several", "several: the higher, the more"};
 constexpr State kStates[] = {State::PRESENT,     State::MISSING,    State::RUNNING, State::LEFT,
                              State::OVERWRITTEN, State::UNRECORDED, State::UNLISTED};
@@ -59,25 +61,17 @@ struct Row {
 };
 
 std::string describe(const Story& story, const CaptureStory& capture) {
-    std::string text = capture.tag + ", " + formatWallTime(capture.start / 1000) + ", " +
-                       nameOf(capture.state);
+    std::string text = shortened(capture.tag, kLongestLabel) + ", " +
+                       formatWallTime(capture.start / 1000) + ", " + nameOf(capture.state);
     if (capture.use.known) text += ", " + humanSize(capture.use.bytes);
     if (capture.took) text += ", took " + formatTook(capture);
     const std::string reason = reasonOf(story, capture);
-    return reason.empty() ? text : text + ", " + reason;
+    return reason.empty() ? text : text + ", " + shortened(reason, kLongestReason);
 }
 
 std::string describe(const Event& event) {
-    return event.tag + ", " + formatWallTime(event.start / 1000) + ", " + reasonOf(event);
-}
-
-/** Without the end of one that is too long for its row; no character is cut. */
-std::string shortened(const std::string& name) {
-    size_t size = kLongestLabel - 3;
-    if (name.size() <= kLongestLabel) return name;
-    while (size > 0 && (name[size] & 0xc0) == 0x80)
-        size--;
-    return name.substr(0, size) + "...";
+    return shortened(event.tag, kLongestLabel) + ", " + formatWallTime(event.start / 1000) + ", " +
+           shortened(reasonOf(event), kLongestReason);
 }
 
 /** What is drawn, by the tags; those with the most marks first, the rest in one row. */
@@ -177,6 +171,7 @@ class Drawing {
     }
 
     void drawCut(const TimeAxis::Piece& before, const TimeAxis::Piece& behind) {
+        mShapes.insert(kCut.name);
         const int64_t pause = (behind.time.begin - before.time.end) / 1000;
         mPage.open("rect", {{"class", "cut"},
                             {"x", percent(before.to + kCutMargin)},
@@ -205,8 +200,9 @@ class Drawing {
     }
 
     void drawRow(const Row& row, int top) {
-        mPage.open("g", {{"role", "group"}, {"aria-label", row.name}});
-        mPage.add("text", {{"x", "0"}, {"y", std::to_string(top + kLabelAt)}}, shortened(row.name));
+        mPage.open("g", {{"role", "group"}, {"aria-label", shortened(row.name, kLongestLabel)}});
+        mPage.add("text", {{"x", "0"}, {"y", std::to_string(top + kLabelAt)}},
+                  shortened(row.name, kLongestLabel));
         const std::string y = std::to_string(top + kTrackAt);
         mPage.addEmpty("line",
                        {{"class", "track"}, {"x1", "0"}, {"x2", "100%"}, {"y1", y}, {"y2", y}});
@@ -256,8 +252,9 @@ class Drawing {
     void drawPart(const Row& row, size_t number, const std::vector<const Mark*>& marks, size_t most,
                   int top) {
         mShapes.insert(kSeveral.name);
-        const std::string label = row.name + ", " + formatWallTime(marks.front()->start / 1000) +
-                                  " to " + formatWallTime(marks.back()->start / 1000) + ": " +
+        const std::string label = shortened(row.name, kLongestLabel) + ", " +
+                                  formatWallTime(marks.front()->start / 1000) + " to " +
+                                  formatWallTime(marks.back()->start / 1000) + ": " +
                                   tellShapes(marks);
         const auto height = static_cast<int>(kTallest * marks.size() / most) + 2;
         mPage.open("a",
@@ -306,31 +303,37 @@ TimeAxis axisOf(const Story& story, const std::vector<Row>& rows) {
 
 void addLegend(const std::set<std::string_view>& shapes, Markup& page) {
     page.open("ul", {{"class", "legend"}});
-    const auto addSign = [&page](const Shape& shape, bool isLine) {
+    const auto addSign = [&page](const Shape& shape,
+                                 void (*draw)(const Shape& shape, Markup& page)) {
         page.open("li");
         page.open("svg", {{"width", "14"},
                           {"height", "14"},
                           {"class", shape.name},
                           {"aria-hidden", "true"}});
-        if (isLine) {
-            page.addEmpty(
-                    "line",
-                    {{"class", shape.name}, {"x1", "7"}, {"x2", "7"}, {"y1", "0"}, {"y2", "14"}});
-        } else {
-            page.addEmpty("use",
-                          {{"href", std::string("#s-") + shape.name}, {"x", "7"}, {"y", "7"}});
-        }
+        draw(shape, page);
         page.close().text(shape.meaning).close();
     };
+    const auto mark = [](const Shape& shape, Markup& out) {
+        out.addEmpty("use", {{"href", std::string("#s-") + shape.name}, {"x", "7"}, {"y", "7"}});
+    };
+    const auto line = [](const Shape& shape, Markup& out) {
+        out.addEmpty("line",
+                     {{"class", shape.name}, {"x1", "7"}, {"x2", "7"}, {"y1", "0"}, {"y2", "14"}});
+    };
+    const auto box = [](const Shape& shape, Markup& out) {
+        out.addEmpty("rect",
+                     {{"class", shape.name}, {"x", "2"}, {"width", "10"}, {"height", "14"}});
+    };
     for (const State state : kStates) {
-        if (shapes.contains(nameOf(state))) addSign({nameOf(state), nameOf(state)}, false);
+        if (shapes.contains(nameOf(state))) addSign({nameOf(state), nameOf(state)}, mark);
     }
     for (const Shape& shape : {kDropped, kSeveral}) {
-        if (shapes.contains(shape.name)) addSign(shape, false);
+        if (shapes.contains(shape.name)) addSign(shape, mark);
     }
     for (const Shape& shape : kTurnShapes) {
-        if (shapes.contains(shape.name)) addSign(shape, true);
+        if (shapes.contains(shape.name)) addSign(shape, line);
     }
+    if (shapes.contains(kCut.name)) addSign(kCut, box);
     page.close();
 }
 
