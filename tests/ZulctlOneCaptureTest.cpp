@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <signal.h>
 #include <stdio.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -113,8 +115,12 @@ TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
             AllOf(HasSubstr("state      missing\n"), HasSubstr("legal      no\n"),
                   HasSubstr("entry      tag:0xffff0102,pkgname:com.a\n"), Not(HasSubstr("size"))));
     EXPECT_THAT(onCopy({log(), "list"}).out, HasSubstr("present       1000    0.760s  "));
-    EXPECT_THAT(onCopy({log(), "list", "--json", "0xffff0101"}).out,
-                HasSubstr("\"took_ms\":760,\"took_from\":\"log\""));
+    // The one before it had the same name.
+    write("/data/ZUL/zul_history", line(kFolder, "0xffff0101") + line(kFolder, "0xffff0101"));
+    for (const auto& [state, took] : {std::pair("present", "760,\"took_from\":\"log\""),
+                                      {"overwritten", "null,\"took_from\":null"}})
+        EXPECT_THAT(onCopy({log(), "list", "--json", "--state", state}).out,
+                    HasSubstr(std::string("\"took_ms\":") + took));
 }
 
 TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
@@ -140,6 +146,19 @@ TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     EXPECT_THAT(missing.err, HasSubstr("is missing"));
     EXPECT_FALSE(exists("/missing.tar"));
     EXPECT_EQ(onCopy({"export", "0xffff0101", "-o", at("/nowhere/out.tar")}).status, 3);
+}
+
+TEST_F(OneCaptureTest, WhatCannotBeWrittenWholeGoes) {
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small = {1500, before.rlim_max};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const Result result = onCopy({"export", "0xffff0101", "-o", at("/out.tar")});
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("File too large"));
+    EXPECT_FALSE(exists("/out.tar"));
 }
 
 TEST_F(OneCaptureTest, ExportFollowsNoLink) {

@@ -98,10 +98,12 @@ TEST_F(ListTest, AnArchiveBelongsToTheLastOfItsName) {
 }
 
 TEST_F(ListTest, ALineThatComesEarlierThanItsTimeIsFound) {
+    const std::string unrecorded = kType + nameOf("0xffff0103", "05:30:00") + ".zul";
+    write(unrecorded);
+    mHistory = lineOf("0xffff0102", "05:30:00", unrecorded);
     // The clock was set back between the two.
     capture("0xffff0101", "06:00:00");
     capture("0xffff0102", "05:00:00");
-    write(kType + nameOf("0xffff0103", "05:30:00") + ".zul");
     EXPECT_THAT(states(),
                 ElementsAre("05:30:00 unrecorded", "05:00:00 present", "06:00:00 present"));
     EXPECT_THAT(states({"-n2"}), ElementsAre("05:30:00 unrecorded", "05:00:00 present"));
