@@ -216,7 +216,8 @@ TEST_F(ListTest, WhatIsNoRecordIsCountedAndTheRestShown) {
     // The very last one is whole, but for its end. The line before the last two holds two.
     EXPECT_THAT(states(), testing::SizeIs(lines + 1));
     EXPECT_EQ(mResult.status, 3);
-    EXPECT_THAT(mResult.err, HasSubstr(": " + std::to_string(lines) + " lines are no records"));
+    EXPECT_THAT(mResult.err,
+                HasSubstr(": " + std::to_string(lines) + " lines cannot be read as a record"));
 }
 
 TEST_F(ListTest, ALineInTheMakingIsNoFault) {

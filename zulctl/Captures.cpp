@@ -180,7 +180,7 @@ void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
     }
     if (mHistory.strangeLines() > 0) {
         mSession.problem(std::string(zul::kHistoryFile) + ": " +
-                         std::to_string(mHistory.strangeLines()) + " lines are no records");
+                         counted(mHistory.strangeLines(), "line") + " cannot be read as a record");
     }
 }
 

@@ -9,6 +9,7 @@ const Store* Session::openStore(bool mustBe) {
         mTriedStore = true;
         std::string reason;
         mStore = Store::open(mOptions.root, reason);
+        if (mStore == nullptr && !mOptions.root) reason += " (--root=DIR reads a copy)";
         if (!reason.empty() && (mStore != nullptr || mustBe)) problem(reason);
     }
     return mStore.get();
