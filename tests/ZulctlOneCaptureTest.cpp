@@ -107,9 +107,10 @@ TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
                                 "FLAG_ZUL_LOG\n"
                                 "processes  4711\n"
                                 "event_text hello\n");
-    EXPECT_THAT(onCopy({"--json", log(), "info", "0xffff0101"}).out,
-                AllOf(HasSubstr("\"size\":1000,\"took_ms\":760,\"legal\":true"),
-                      HasSubstr("\"event_text\":\"hello\"}\n")));
+    EXPECT_THAT(
+            onCopy({"--json", log(), "info", "0xffff0101"}).out,
+            AllOf(HasSubstr("\"size\":1000,\"took_ms\":760,\"took_from\":\"log\",\"legal\":true"),
+                  HasSubstr("\"event_text\":\"hello\"}\n")));
     EXPECT_THAT(
             onCopy({"info", "-1"}).out,
             AllOf(HasSubstr("state      missing\n"), HasSubstr("legal      no\n"),

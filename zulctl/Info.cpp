@@ -33,6 +33,13 @@ class Facts {
     void addNumber(const char* name, int64_t value, const char* textName, const std::string& text) {
         mOut.json() ? void(mObject.add(name, value)) : add(textName, text);
     }
+    /** How long it took, and what tells it; lines have a ~ for what is no more than a guess. */
+    void addTook(int64_t milliseconds, bool fromLog) {
+        const std::string guess = "~" + formatDuration(milliseconds / 1000);
+        addNumber("took_ms", milliseconds, "took",
+                  fromLog ? formatMilliseconds(milliseconds) : guess);
+        if (mOut.json()) mObject.add("took_from", fromLog ? "log" : "file");
+    }
     void addYesNo(const char* name, bool value) {
         mOut.json() ? void(mObject.add(name, value)) : add(name, value ? "yes" : "no");
     }
@@ -51,9 +58,9 @@ void addDisk(Facts& facts, const DiskUse& use, const std::optional<Event>& event
                         humanSize(use.bytes) + " (" + std::to_string(use.bytes) + " bytes)");
     }
     if (event && event->whole) {
-        facts.addNumber("took_ms", event->end - event->start, "took", formatTook(*event));
+        facts.addTook(event->end - event->start, true);
     } else if (use.took >= 0) {
-        facts.addNumber("took_ms", use.took * 1000, "took", "~" + formatDuration(use.took));
+        facts.addTook(use.took * 1000, false);
     }
 }
 
