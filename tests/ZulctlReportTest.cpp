@@ -58,11 +58,18 @@ INSTANTIATE_TEST_SUITE_P(
                         AxisCase{"NightAndWeeks", {0, 3, 600, 603, 90000}, {0, 600, 90000}},
                         AxisCase{"ShortPause", {0, 2}, {0}},
                         AxisCase{"NoMoreThanTwelveCuts",
-                                 {0, 2, 6, 18, 54, 162, 486, 1458, 4374, 13122, 39366, 118098,
-                                  354294, 1062882, 3188646},
-                                 {0, 18, 54, 162, 486, 1458, 4374, 13122, 39366, 118098, 354294,
-                                  1062882, 3188646}}),
+                                 {0, 3, 12, 39, 120, 363, 1092, 3279, 9840, 29523, 88572, 265719,
+                                  797160, 2391483, 7174452, 21523359},
+                                 {0, 120, 363, 1092, 3279, 9840, 29523, 88572, 265719, 797160,
+                                  2391483, 7174452, 21523359}}),
         testing::PrintToStringParamName());
+
+TEST(TimeAxisTest, AMomentStandsInTheMiddleOfItsPiece) {
+    const TimeAxis axis({{7, 7}, {kMinute * 1000, kMinute * 1000}});
+    ASSERT_EQ(axis.pieces().size(), 2u);
+    for (const TimeAxis::Piece& piece : axis.pieces())
+        EXPECT_DOUBLE_EQ(axis.at(piece.time.begin), (piece.from + piece.to) / 2);
+}
 
 class ReportTest : public ZulctlTest {};
 
