@@ -258,7 +258,9 @@ TEST_F(OutputFolderTest, ArchiveThatCannotBeRemovedTakesItsFolderAlong) {
     std::filesystem::remove("/data/ZUL/old/1.zul");
     std::filesystem::create_directories("/data/ZUL/old/1.zul/inner");
     std::filesystem::create_directories("/data/ZUL/old/1/inner");
-    // Beside one that goes, a folder stays.
+    // An empty folder goes as a file does, and the folder beside it stays.
+    std::filesystem::remove("/data/ZUL/old/2.zul");
+    std::filesystem::create_directory("/data/ZUL/old/2.zul");
     std::filesystem::create_directories("/data/ZUL/old/2/inner");
     // Too short to have a folder.
     archives("0xffff0101")[3] = "/data";
@@ -267,6 +269,7 @@ TEST_F(OutputFolderTest, ArchiveThatCannotBeRemovedTakesItsFolderAlong) {
     create("0xffff0101");
     EXPECT_TRUE(exists("/data/ZUL/old/1.zul/inner"));
     EXPECT_FALSE(exists("/data/ZUL/old/1"));
+    EXPECT_FALSE(exists("/data/ZUL/old/2.zul"));
     EXPECT_TRUE(exists("/data/ZUL/old/2"));
     EXPECT_EQ(archives("0xffff0101").size(), 20u);
     EXPECT_THAT(archives("0xffff0101"), Not(Contains(HasSubstr("old/1.zul"))));

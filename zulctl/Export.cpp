@@ -27,7 +27,7 @@ class OutputFile {
   public:
     explicit OutputFile(const std::string& name)
           : mName(name),
-            mFd(name == "-" ? dup(STDOUT_FILENO)
+            mFd(name == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
                             : open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {}
     ~OutputFile() {
         if (mFd.ok() && !mDone && mName != "-") unlink(mName.c_str());
