@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <sstream>
 #include <thread>
@@ -143,8 +144,9 @@ TEST_F(HistoryLogTest, WritersInThreadsAndProcessesNeverInterleave) {
     EXPECT_EQ(count, kProcesses * kThreads * kRecords);
 }
 
-/** Called once, in the place of the next ftruncate() before it does its work. */
+/** Called once, by the next ftruncate() or lseek() before it does its work. */
 std::function<void()> gBeforeCut;
+std::function<void()> gBeforeLook;
 
 }  // namespace
 }  // namespace zul::test
@@ -154,8 +156,23 @@ extern "C" int ftruncate(int fd, off_t size) noexcept {
     return static_cast<int>(syscall(SYS_ftruncate, fd, size));
 }
 
+extern "C" off_t lseek(int fd, off_t offset, int whence) noexcept {
+    if (const auto before = std::exchange(zul::test::gBeforeLook, nullptr)) before();
+    return syscall(SYS_lseek, fd, offset, whence);
+}
+
 namespace zul::test {
 namespace {
+
+TEST_F(HistoryLogTest, HalfALineStaysWhereSomebodyWroteBehindIt) {
+    FakeSystem::onWrite = [](size_t size) { return size / 2; };
+    gBeforeLook = [] {
+        FakeSystem::onWrite = nullptr;
+        std::ofstream(kHistory, std::ios::app) << "other\n";
+    };
+    record("0xffff0101", "/data/ZUL/0xffff/a_1");
+    EXPECT_THAT(readFile(kHistory), testing::MatchesRegex("0xffff0101.*other\n"));
+}
 
 TEST_F(HistoryLogTest, TakingHalfALineBackLeavesALineThatCameMeanwhile) {
     const std::string old(1 << 20, 'x');
