@@ -50,19 +50,17 @@ using ndk::ScopedAStatus;
 
 const String16 kDescriptor("test.IEcho");
 
-/** Reads a few values and writes them back in reverse. */
+/** Answers a number and a text with the text and the number. */
 class Echo : public BBinder {
   public:
     const String16& getInterfaceDescriptor() const override { return kDescriptor; }
 
     status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t) override {
         if (code != FIRST_CALL_TRANSACTION) return android::UNKNOWN_TRANSACTION;
-        if (!data.checkInterface(this)) return android::BAD_TYPE;
-        const bool truth = data.readBool();
-        const String16 text = data.readString16();
-        reply->writeStrongBinder(data.readStrongBinder());
-        reply->writeString16(text);
-        return reply->writeBool(truth);
+        if (!data.enforceInterface(kDescriptor)) return android::BAD_TYPE;
+        const int32_t number = data.readInt32();
+        reply->writeString16(data.readString16());
+        return reply->writeInt32(number);
     }
 };
 
@@ -74,7 +72,7 @@ const Peer::Register kEcho("echo", [](const std::string& name) {
     android::IPCThreadState::self()->joinThreadPool();
 });
 
-TEST(LibbinderTest, CallsCarryTextAndObjectsThereAndBack) {
+TEST(LibbinderTest, CallsCarryTextThereAndBack) {
     Peer peer("echo", "echo.types");
     ASSERT_EQ(peer.nextReport(), 'r');
     const sp<IBinder> service = defaultServiceManager()->getService(String16("echo.types"));
@@ -82,24 +80,15 @@ TEST(LibbinderTest, CallsCarryTextAndObjectsThereAndBack) {
     EXPECT_TRUE(service->getInterfaceDescriptor() == kDescriptor);
     EXPECT_EQ(service->pingBinder(), android::OK);
 
-    const sp<IBinder> mine = new Echo;
     for (const char* text : {"", "a", "com.example.app", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80"}) {
-        for (const sp<IBinder>& object : {mine, sp<IBinder>(nullptr), service}) {
-            Parcel data;
-            Parcel reply;
-            data.writeInterfaceToken(kDescriptor);
-            data.writeBool(true);
-            data.writeString16(String16(text));
-            data.writeStrongBinder(object);
-            EXPECT_EQ(service->transact(IBinder::FIRST_CALL_TRANSACTION, data, &reply),
-                      android::OK);
-            const sp<IBinder> returned = reply.readStrongBinder();
-            EXPECT_EQ(returned != nullptr, object != nullptr);
-            EXPECT_EQ(returned == mine, object == mine) << "home again";
-            EXPECT_STREQ(String8(reply.readString16()).c_str(), text);
-            EXPECT_TRUE(reply.readBool());
-            EXPECT_EQ(reply.dataAvail(), 0u);
-        }
+        Parcel data;
+        Parcel reply;
+        data.writeInterfaceToken(kDescriptor);
+        data.writeInt32(-7);
+        data.writeString16(String16(text));
+        EXPECT_EQ(service->transact(IBinder::FIRST_CALL_TRANSACTION, data, &reply), android::OK);
+        EXPECT_STREQ(String8(reply.readString16()).c_str(), text);
+        EXPECT_EQ(reply.readInt32(), -7);
     }
     Parcel wrong;
     Parcel reply;
@@ -117,10 +106,10 @@ TEST(LibbinderTest, TruncatedParcelsReadAsNothing) {
     Parcel empty;
     EXPECT_EQ(empty.readInt32(), 0);
     EXPECT_EQ(empty.readString16().size(), 0u);
-    EXPECT_EQ(empty.readStrongBinder().get(), nullptr);
     Parcel forged;
     forged.writeInt32(5);
-    EXPECT_EQ(forged.readStrongBinder().get(), nullptr) << "an object that the parcel has not";
+    sp<IBinder> object;
+    EXPECT_EQ(forged.readNullableStrongBinder(&object), android::BAD_TYPE) << "it has none";
     const struct {
         const char* name;
         int32_t length;
@@ -143,7 +132,9 @@ TEST(LibbinderTest, TruncatedParcelsReadAsNothing) {
 
 // --- The engine's interfaces, in both modes -----------------------------------------------------
 
-// The calls that reached a client, one line each, and how many clients live.
+// The calls that reached a client, one line each, and how many clients live. The engine orders
+// writing and reading, which a sanitizer cannot see in another process.
+std::mutex gCallsLock;
 std::ostringstream gCalls;
 std::atomic<int> gClients{0};
 
@@ -185,7 +176,10 @@ class Client : public Interface {
   private:
     template <class... Words>
     static Result note(const Words&... words) {
-        ((gCalls << words << ','), ...) << '\n';
+        {
+            std::lock_guard lock(gCallsLock);
+            ((gCalls << words << ','), ...) << '\n';
+        }
         if constexpr (std::is_same_v<Result, ScopedAStatus>) {
             return ScopedAStatus::ok();
         } else {
@@ -258,8 +252,11 @@ const Peer::Register kAidlEngine("aidl_engine", [](const std::string&) {
 
 /** To be called when a client has registered and only the engine holds it. */
 void expectEventsThenDeath(Peer& peer) {
-    EXPECT_EQ(gCalls.str(), kExpected);
-    gCalls.str("");
+    {
+        std::lock_guard lock(gCallsLock);
+        EXPECT_EQ(gCalls.str(), kExpected);
+        gCalls.str("");
+    }
     EXPECT_EQ(gClients, 1) << "the engine holds it";
     EXPECT_EQ(peer.nextReport(0), '?') << "every call was good";
     peer.kill();

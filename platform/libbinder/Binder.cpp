@@ -29,19 +29,6 @@ class LocalNode final : public transport::Object {
 
 }  // namespace
 
-void IBinder::attachObject(const void* id, void* object) {
-    std::lock_guard lock(mAttachedLock);
-    mAttached.emplace_back(id, object);
-}
-
-void* IBinder::findObject(const void* id) const {
-    std::lock_guard lock(mAttachedLock);
-    for (const auto& [attachedId, object] : mAttached) {
-        if (attachedId == id) return object;
-    }
-    return nullptr;
-}
-
 const String16& BBinder::getInterfaceDescriptor() const {
     static const String16& none = *new String16();
     return none;
@@ -49,7 +36,7 @@ const String16& BBinder::getInterfaceDescriptor() const {
 
 status_t BBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {
     if (flags != 0) return INVALID_OPERATION;
-    data.setDataPosition(0);
+    data.message().rewind();
     Parcel unwanted;
     Parcel& answer = reply != nullptr ? *reply : unwanted;
     answer.message() = transport::Message();
@@ -100,14 +87,7 @@ status_t BpBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, ui
 std::shared_ptr<transport::Object> toTransport(const sp<IBinder>& binder) {
     if (binder == nullptr) return nullptr;
     if (BpBinder* proxy = binder->remoteBinder()) return proxy->mObject;
-    BBinder* local = binder->localBinder();
-    std::lock_guard lock(local->mNodeLock);
-    std::shared_ptr<transport::Object> node = local->mNode.lock();
-    if (node == nullptr) {
-        node = std::make_shared<LocalNode>(local);
-        local->mNode = node;
-    }
-    return node;
+    return std::make_shared<LocalNode>(binder->localBinder());
 }
 
 sp<IBinder> fromTransport(const std::shared_ptr<transport::Object>& object) {

@@ -11,13 +11,6 @@ namespace {
 
 constexpr int32_t kNullString = -1;
 
-template <typename T>
-T valueOrZero(const transport::Message& message) {
-    T value{};
-    message.read(&value, sizeof(value));
-    return value;
-}
-
 }  // namespace
 
 status_t Parcel::writeInterfaceToken(const String16& interface) {
@@ -32,34 +25,20 @@ bool Parcel::enforceInterface(const String16& interface) const {
     return false;
 }
 
-bool Parcel::checkInterface(IBinder* binder) const {
-    return enforceInterface(binder->getInterfaceDescriptor());
-}
-
-status_t Parcel::write(const void* data, size_t size) {
-    mMessage.write(data, size);
+status_t Parcel::writeInt32(int32_t value) {
+    mMessage.write(&value, sizeof(value));
     return OK;
 }
 
-status_t Parcel::writeInt32(int32_t value) {
-    return write(&value, sizeof(value));
-}
-
-status_t Parcel::writeUint32(uint32_t value) {
-    return write(&value, sizeof(value));
-}
-
 status_t Parcel::writeInt64(int64_t value) {
-    return write(&value, sizeof(value));
-}
-
-status_t Parcel::writeBool(bool value) {
-    return writeInt32(value ? 1 : 0);
+    mMessage.write(&value, sizeof(value));
+    return OK;
 }
 
 status_t Parcel::writeString16(const String16& text) {
     writeInt32(static_cast<int32_t>(text.size()));
-    return write(text.string(), (text.size() + 1) * sizeof(char16_t));
+    mMessage.write(text.string(), (text.size() + 1) * sizeof(char16_t));
+    return OK;
 }
 
 status_t Parcel::writeStrongBinder(const sp<IBinder>& binder) {
@@ -67,47 +46,18 @@ status_t Parcel::writeStrongBinder(const sp<IBinder>& binder) {
     return OK;
 }
 
-status_t Parcel::read(void* data, size_t size) const {
-    return mMessage.read(data, size);
-}
-
-const void* Parcel::readInplace(size_t size) const {
-    return mMessage.readInPlace(size);
-}
-
 int32_t Parcel::readInt32() const {
-    return valueOrZero<int32_t>(mMessage);
+    int32_t value = 0;
+    readInt32(&value);
+    return value;
 }
 
 status_t Parcel::readInt32(int32_t* value) const {
-    return read(value, sizeof(*value));
-}
-
-uint32_t Parcel::readUint32() const {
-    return valueOrZero<uint32_t>(mMessage);
-}
-
-status_t Parcel::readUint32(uint32_t* value) const {
-    return read(value, sizeof(*value));
-}
-
-int64_t Parcel::readInt64() const {
-    return valueOrZero<int64_t>(mMessage);
+    return mMessage.read(value, sizeof(*value));
 }
 
 status_t Parcel::readInt64(int64_t* value) const {
-    return read(value, sizeof(*value));
-}
-
-bool Parcel::readBool() const {
-    return readInt32() != 0;
-}
-
-status_t Parcel::readBool(bool* value) const {
-    int32_t number = 0;
-    const status_t status = readInt32(&number);
-    if (status == OK) *value = number != 0;
-    return status;
+    return mMessage.read(value, sizeof(*value));
 }
 
 String16 Parcel::readString16() const {
@@ -123,16 +73,10 @@ status_t Parcel::readString16(String16* text) const {
     if (status != OK) return status;
     if (units == kNullString) return UNEXPECTED_NULL;
     if (units < 0) return BAD_VALUE;
-    const void* start = readInplace((static_cast<size_t>(units) + 1) * sizeof(char16_t));
+    const void* start = mMessage.readInPlace((static_cast<size_t>(units) + 1) * sizeof(char16_t));
     if (start == nullptr) return NOT_ENOUGH_DATA;
     *text = String16(static_cast<const char16_t*>(start), static_cast<size_t>(units));
     return OK;
-}
-
-sp<IBinder> Parcel::readStrongBinder() const {
-    sp<IBinder> binder;
-    readNullableStrongBinder(&binder);
-    return binder;
 }
 
 status_t Parcel::readNullableStrongBinder(sp<IBinder>* binder) const {

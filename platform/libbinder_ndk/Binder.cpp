@@ -12,20 +12,17 @@ using ::android::String16;
 
 namespace {
 
-// Its address is the key under which an object of ours is attached to itself.
-const char kLocalKey = 0;
-
 /** An object of this process that `AIBinder_new()` made. */
 class LocalBinder final : public AIBinder, public BBinder {
   public:
     LocalBinder(const AIBinder_Class* clazzOfAll, void* args)
           : mUserData(clazzOfAll->onCreate(args)) {
         clazz = clazzOfAll;
-        attachObject(&kLocalKey, static_cast<AIBinder*>(this));
     }
     ~LocalBinder() override { clazz.load()->onDestroy(mUserData); }
 
     sp<IBinder> binder() override { return sp<IBinder>(this); }
+    void* ndkBinder() override { return static_cast<AIBinder*>(this); }
     void* userData() const override { return mUserData; }
 
     const String16& getInterfaceDescriptor() const override { return clazz.load()->descriptor; }
@@ -34,7 +31,7 @@ class LocalBinder final : public AIBinder, public BBinder {
         if (code < FIRST_CALL_TRANSACTION || code > ::LAST_CALL_TRANSACTION) {
             return STATUS_UNKNOWN_TRANSACTION;
         }
-        if (!data.checkInterface(this)) return STATUS_BAD_TYPE;
+        if (!data.enforceInterface(getInterfaceDescriptor())) return STATUS_BAD_TYPE;
         // The callee gets it as const, and reading leaves the content alone.
         const AParcel in(const_cast<Parcel*>(&data));
         AParcel out(reply);
@@ -59,7 +56,7 @@ class ForeignBinder final : public AIBinder {
 
 AIBinder* AIBinder_fromPlatformBinder(const sp<IBinder>& binder) {
     if (binder == nullptr) return nullptr;
-    auto* object = static_cast<AIBinder*>(binder->findObject(&kLocalKey));
+    auto* object = static_cast<AIBinder*>(binder->ndkBinder());
     if (object == nullptr) object = new ForeignBinder(binder);
     AIBinder_incStrong(object);
     return object;

@@ -145,13 +145,7 @@ hardware::Return<bool> IBase::unlinkToDeath(const sp<hardware::hidl_death_recipi
 std::shared_ptr<Object> IBase::_hidl_object() {
     // Whoever gets the object may call it.
     Domain::hwbinder().startThreads();
-    std::lock_guard lock(mNodeLock);
-    std::shared_ptr<Object> node = mNode.lock();
-    if (node == nullptr) {
-        node = std::make_shared<hardware::details::LocalNode>(this);
-        mNode = node;
-    }
-    return node;
+    return std::make_shared<hardware::details::LocalNode>(this);
 }
 
 }  // namespace android::hidl::base::V1_0

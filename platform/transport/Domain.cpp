@@ -17,8 +17,9 @@
 #include "Fork.h"
 #include "Log.h"
 #include "Manifest.h"
+#include "Proxy.h"
 #include "Rendezvous.h"
-#include "Session.h"
+#include "Serving.h"
 #include "ThreadPool.h"
 
 namespace transport {
@@ -30,18 +31,18 @@ constexpr std::chrono::seconds kWarningPeriod(1);
 /** The process that has used the layer, or 0. A fork handler would cost each child two page faults. */
 pid_t gOwner = 0;
 
-/** Begins a session for everybody who connects to a service. */
+/** Serves a service to everybody who connects to it. */
 class Listener final : public Endpoint {
   public:
-    Listener(ThreadPool& pool, Claim claim, std::shared_ptr<Object> object)
-          : mPool(pool), mClaim(std::move(claim)), mObject(std::move(object)) {}
+    Listener(ThreadPool& pool, FileDescriptor socket, std::shared_ptr<Object> object)
+          : mPool(pool), mSocket(std::move(socket)), mObject(std::move(object)) {}
 
-    int descriptor() const { return mClaim.socket.get(); }
+    int descriptor() const { return mSocket.get(); }
 
     bool handleReady() override {
-        FileDescriptor control(accept4(mClaim.socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (control.isValid()) {
-            Session::begin(mPool, std::move(control), mObject);
+        FileDescriptor channel(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (channel.isValid()) {
+            serve(mPool, std::move(channel), mObject);
         } else if (errno != EINTR && errno != EAGAIN && errno != ECONNABORTED) {
             __android_log_print(ANDROID_LOG_ERROR, kLogTag, "accept4: %s", strerror(errno));
             // Usually there is no descriptor left: without a pause this would spin until one is.
@@ -52,7 +53,7 @@ class Listener final : public Endpoint {
 
   private:
     ThreadPool& mPool;
-    const Claim mClaim;
+    const FileDescriptor mSocket;
     const std::shared_ptr<Object> mObject;
 };
 
@@ -102,12 +103,17 @@ void abortInForkedChild() {
 }
 
 struct Domain::State {
+    struct Published {
+        std::shared_ptr<Object> object;
+        uint64_t listenerKey = 0;
+    };
+
     State(const char* prefixOfAll, size_t maxThreads) : prefix(prefixOfAll), pool(maxThreads) {}
 
     const std::string prefix;
     ThreadPool pool;
     std::mutex lock;  // guards what follows
-    std::unordered_map<std::string, std::shared_ptr<Object>> published;
+    std::unordered_map<std::string, Published> published;
     std::shared_ptr<Announcer> announcer;  // made when first needed
 };
 
@@ -129,18 +135,18 @@ Domain::Domain(const char* prefix, size_t maxThreads) : mState(new State(prefix,
 
 android::status_t Domain::publish(const std::string& name, std::shared_ptr<Object> object) {
     abortInForkedChild();
-    std::lock_guard lock(mState->lock);
-    if (mState->published.contains(name)) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
-                            "service %s: already served by this process", name.c_str());
-        return android::ALREADY_EXISTS;
-    }
-    Claim claim;
-    const android::status_t status = claimAddress(mState->prefix, name, &claim);
+    FileDescriptor socket;
+    const android::status_t status = takeAddress(mState->prefix, name, &socket);
     if (status != android::OK) return status;
-    auto listener = std::make_shared<Listener>(mState->pool, std::move(claim), object);
-    if (mState->pool.add(listener, listener->descriptor()) == 0) return android::UNKNOWN_ERROR;
-    mState->published.emplace(name, std::move(object));
+    auto listener = std::make_shared<Listener>(mState->pool, std::move(socket), object);
+    const uint64_t key = mState->pool.add(listener, listener->descriptor());
+    if (key == 0) return android::UNKNOWN_ERROR;
+    State::Published service{std::move(object), key};
+    {
+        std::lock_guard lock(mState->lock);
+        std::swap(mState->published[name], service);
+    }
+    mState->pool.remove(service.listenerKey);
     return android::OK;
 }
 
@@ -149,12 +155,11 @@ std::shared_ptr<Object> Domain::lookup(const std::string& name) {
     {
         std::lock_guard lock(mState->lock);
         auto own = mState->published.find(name);
-        if (own != mState->published.end()) return own->second;
+        if (own != mState->published.end()) return own->second.object;
     }
-    FileDescriptor control = connectTo(mState->prefix, name);
-    if (!control.isValid()) return nullptr;
-    const auto session = Session::begin(mState->pool, std::move(control), nullptr);
-    return session != nullptr ? session->rootProxy() : nullptr;
+    FileDescriptor channel = connectTo(mState->prefix, name);
+    if (!channel.isValid()) return nullptr;
+    return Proxy::make(mState->pool, std::move(channel));
 }
 
 bool Domain::notify(const std::string& name, std::function<void(bool preexisting)> listener) {
@@ -168,10 +173,8 @@ bool Domain::notify(const std::string& name, std::function<void(bool preexisting
         }
         mState->announcer->add(addressFile(mState->prefix, name), listener);
     }
-    if (connectTo(mState->prefix, name).isValid()) {
-        mState->pool.run([listener] { listener(true); });
-    }
-    return true;
+    if (!connectTo(mState->prefix, name).isValid()) return true;
+    return mState->pool.run([listener] { listener(true); });
 }
 
 std::shared_ptr<Object> Domain::waitIfDeclared(const std::string& name, const char* logTag) {

@@ -6,7 +6,7 @@ namespace transport {
 /** True in a child that was forked from a process that uses this layer. */
 bool isForkedChild();
 
-/** Ends such a child: its copies of locks and sockets are its parent's. */
+/** Ends such a child: its locks are its parent's. */
 void abortInForkedChild();
 
 }  // namespace transport

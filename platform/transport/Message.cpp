@@ -2,7 +2,6 @@
 #include <transport/Message.h>
 #include <transport/Object.h>
 
-#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -19,13 +18,11 @@ size_t padded(size_t size) {
 
 }  // namespace
 
-Message::Message(std::vector<uint8_t>&& bytes, size_t begin,
-                 std::vector<std::shared_ptr<Object>>&& objects)
-      : mBytes(std::move(bytes)), mBegin(begin), mObjects(std::move(objects)) {}
+Message::Message(std::vector<uint8_t>&& bytes, std::vector<std::shared_ptr<Object>>&& objects)
+      : mBytes(std::move(bytes)), mObjects(std::move(objects)) {}
 
 Message& Message::operator=(Message&& other) noexcept {
     mBytes = std::exchange(other.mBytes, {});
-    mBegin = std::exchange(other.mBegin, 0);
     mObjects = std::exchange(other.mObjects, {});
     mPosition = std::exchange(other.mPosition, 0);
     return *this;
@@ -70,10 +67,6 @@ android::status_t Message::readObject(std::shared_ptr<Object>* object) const {
     if (index >= mObjects.size()) return android::BAD_TYPE;
     *object = mObjects[index];
     return android::OK;
-}
-
-void Message::setPosition(size_t position) const {
-    mPosition = std::min(position, size());
 }
 
 }  // namespace transport

@@ -3,7 +3,6 @@
 
 #include <android/log.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/inotify.h>
@@ -57,39 +56,24 @@ std::string addressFile(const std::string& domain, const std::string& name) {
     return file;
 }
 
-android::status_t claimAddress(const std::string& domain, const std::string& name, Claim* claim) {
+android::status_t takeAddress(const std::string& domain, const std::string& name,
+                              FileDescriptor* listener) {
+    static std::atomic<int> count{0};
     const std::string path = addressOf(domain, name);
     sockaddr_un address;
     if (name.empty() || name.find('\0') != std::string::npos || !fill(path, &address)) {
         return fail(name, "no valid name", android::BAD_VALUE);
     }
-    // No escaped name can end like this. A record lock dies with the process that took it, even
-    // while a forked child lives on, so the lock tells a living owner from a stale socket.
-    const std::string lockPath = path + "%lock";
-    Claim taken;
-    taken.lock = FileDescriptor(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (!taken.lock.isValid()) return fail(name, strerror(errno), -errno);
-    struct flock whole {};
-    whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET;
-    if (fcntl(taken.lock.get(), F_SETLK, &whole) != 0) {
-        const bool isTaken = errno == EAGAIN || errno == EACCES;
-        return isTaken ? fail(name, "already served by another process", android::ALREADY_EXISTS)
-                       : fail(name, strerror(errno), -errno);
-    }
     // Listens before it gets its name: whoever learns of the name finds the service.
-    static std::atomic<int> count{0};
     const std::string unnamed =
             kFolder + ("%" + std::to_string(getpid()) + "." + std::to_string(count++));
     fill(unnamed, &address);
     unlink(unnamed.c_str());
-    taken.socket = FileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!taken.socket.isValid() ||
-        bind(taken.socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        listen(taken.socket.get(), kBacklog) != 0 || rename(unnamed.c_str(), path.c_str()) != 0) {
+    *listener = FileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (bind(listener->get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+        listen(listener->get(), kBacklog) != 0 || rename(unnamed.c_str(), path.c_str()) != 0) {
         return fail(name, strerror(errno), -errno);
     }
-    *claim = std::move(taken);
     return android::OK;
 }
 

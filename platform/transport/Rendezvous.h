@@ -10,18 +10,12 @@
 
 namespace transport {
 
-/** What holds a service's address: the listening socket and the lock that proves its owner lives.
- */
-struct Claim {
-    FileDescriptor socket;
-    FileDescriptor lock;
-};
-
 /**
- * Takes the address of a service. `ALREADY_EXISTS` when another living process has it, `BAD_VALUE`
- * when the name makes no address; every failure is logged.
+ * Listens at the address of a service, in the place of whoever did before. `BAD_VALUE` when the name
+ * makes no address; every failure is logged.
  */
-android::status_t claimAddress(const std::string& domain, const std::string& name, Claim* claim);
+android::status_t takeAddress(const std::string& domain, const std::string& name,
+                              FileDescriptor* listener);
 
 /** Tells of the services that appear, from its construction on. */
 class Arrivals {

@@ -4,7 +4,6 @@
 #include <android/log.h>
 #include <errno.h>
 #include <malloc.h>
-#include <poll.h>
 #include <pthread.h>
 #include <string.h>
 #include <sys/epoll.h>
@@ -16,53 +15,31 @@
 
 namespace transport {
 
-/** What comes from within the process: the event counts the tasks that wait. */
-class ThreadPool::Tasks final : public Endpoint {
+namespace {
+
+/** Is ready at once. */
+class Task final : public Endpoint {
   public:
-    explicit Tasks(ThreadPool& pool) : mPool(pool) {}
+    explicit Task(std::function<void()> work) : mWork(std::move(work)) {}
 
     int descriptor() const { return mEvent.get(); }
-    void setKey(uint64_t key) { mKey = key; }
-
-    void add(std::function<void()> task) {
-        {
-            std::lock_guard lock(mLock);
-            mWaiting.push_back(std::move(task));
-        }
-        eventfd_write(mEvent.get(), 1);
-    }
 
     bool handleReady() override {
-        eventfd_t one;
-        if (eventfd_read(mEvent.get(), &one) != 0) return true;
-        std::function<void()> task;
-        {
-            std::lock_guard lock(mLock);
-            task = std::move(mWaiting.front());
-            mWaiting.pop_front();
-        }
-        // The next task need not wait for the end of this one.
-        mPool.rearm(mKey);
-        task();
-        return true;
+        mWork();
+        return false;
     }
 
   private:
-    ThreadPool& mPool;
-    uint64_t mKey = 0;
-    const FileDescriptor mEvent{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE)};
-
-    std::mutex mLock;  // guards what follows
-    std::deque<std::function<void()>> mWaiting;
+    const FileDescriptor mEvent{eventfd(1, EFD_CLOEXEC)};
+    const std::function<void()> mWork;
 };
 
+}  // namespace
+
 ThreadPool::ThreadPool(size_t maxThreads)
-      : mEpoll(epoll_create1(EPOLL_CLOEXEC)),
-        mTasks(std::make_shared<Tasks>(*this)),
-        mSpawnLimit(maxThreads) {
+      : mEpoll(epoll_create1(EPOLL_CLOEXEC)), mSpawnLimit(maxThreads) {
     if (!mEpoll.isValid())
         __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_create1: %s", strerror(errno));
-    mTasks->setKey(add(mTasks, mTasks->descriptor()));
     // A heap for each thread would be copied for each child, and grow with the threads' turns.
     mallopt(M_ARENA_MAX, 1);
 }
@@ -84,11 +61,8 @@ void ThreadPool::join() {
         std::lock_guard lock(mLock);
         mStarted = true;
         mIdle++;
-        mThreads++;
     }
     serve();
-    std::lock_guard lock(mLock);
-    mThreads--;
 }
 
 void ThreadPool::spawnIfAllBusy() {
@@ -106,7 +80,6 @@ void ThreadPool::spawnIfAllBusy() {
     }
     mSpawned++;
     mIdle++;
-    mThreads++;
 }
 
 void* ThreadPool::threadMain(void* pool) {
@@ -123,15 +96,10 @@ void ThreadPool::serve() {
             __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_wait: %s", strerror(errno));
             return;
         }
-        const uint64_t key = event.data.u64;
         // Dropped before the thread waits again: a removed endpoint must not outlive its use.
-        std::shared_ptr<Endpoint> endpoint = take(key);
-        bool keep = endpoint != nullptr && endpoint->handleReady();
-        // What has come meanwhile stays with this thread: watched again, it would wake another one for
-        // nothing. Only while one is free, or this endpoint could hold up all others.
-        while (keep && hasReadyForFreeThread(key))
-            keep = endpoint->handleReady();
-        putBack(key, keep);
+        const std::shared_ptr<Endpoint> endpoint = take(event.data.u64);
+        const bool keep = endpoint != nullptr && endpoint->handleReady();
+        putBack(event.data.u64, keep);
     }
 }
 
@@ -143,59 +111,33 @@ std::shared_ptr<Endpoint> ThreadPool::take(uint64_t key) {
     return found != mWatched.end() ? found->second.endpoint : nullptr;
 }
 
-bool ThreadPool::hasReadyForFreeThread(uint64_t key) {
-    std::lock_guard lock(mLock);
-    auto found = mWatched.find(key);
-    if (found == mWatched.end() || mIdle == 0) return false;
-    pollfd readable{found->second.descriptor, POLLIN, 0};
-    return poll(&readable, 1, 0) == 1;
-}
-
 void ThreadPool::putBack(uint64_t key, bool keep) {
-    std::shared_ptr<Endpoint> dropped;
+    if (!keep) remove(key);
     std::lock_guard lock(mLock);
     mIdle++;
     auto found = mWatched.find(key);
-    if (found == mWatched.end()) return;
-    if (keep) {
-        control(EPOLL_CTL_MOD, key, found->second);
-        return;
-    }
-    epoll_ctl(mEpoll.get(), EPOLL_CTL_DEL, found->second.descriptor, nullptr);
-    dropped = std::move(found->second.endpoint);
-    mWatched.erase(found);
+    if (found != mWatched.end()) control(EPOLL_CTL_MOD, key, found->second.descriptor);
 }
 
-int ThreadPool::control(int operation, uint64_t key, const Watched& watched) const {
+int ThreadPool::control(int operation, uint64_t key, int descriptor) const {
     // One event wakes one thread, and nothing more comes until that thread is done with it.
     epoll_event event{EPOLLIN | EPOLLONESHOT, {.u64 = key}};
-    if (watched.endpoint->wantsToWrite()) event.events |= EPOLLOUT;
-    return epoll_ctl(mEpoll.get(), operation, watched.descriptor, &event);
-}
-
-void ThreadPool::rearm(uint64_t key) {
-    std::lock_guard lock(mLock);
-    auto found = mWatched.find(key);
-    if (found != mWatched.end()) control(EPOLL_CTL_MOD, key, found->second);
+    return epoll_ctl(mEpoll.get(), operation, descriptor, &event);
 }
 
 uint64_t ThreadPool::add(std::shared_ptr<Endpoint> endpoint, int descriptor) {
     std::lock_guard lock(mLock);
     const uint64_t key = mNextKey++;
-    const Watched watched{std::move(endpoint), descriptor};
-    if (control(EPOLL_CTL_ADD, key, watched) != 0) {
+    if (control(EPOLL_CTL_ADD, key, descriptor) != 0) {
         __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_ctl: %s", strerror(errno));
         return 0;
     }
-    mWatched.emplace(key, watched);
+    mWatched.emplace(key, Watched{std::move(endpoint), descriptor});
     return key;
 }
 
-void ThreadPool::run(std::function<void()> task) {
-    mTasks->add(std::move(task));
-}
-
 void ThreadPool::remove(uint64_t key) {
+    // Ends after the lock is released: its end may run anybody's code.
     std::shared_ptr<Endpoint> dropped;
     std::lock_guard lock(mLock);
     auto found = mWatched.find(key);
@@ -204,6 +146,11 @@ void ThreadPool::remove(uint64_t key) {
     epoll_ctl(mEpoll.get(), EPOLL_CTL_DEL, found->second.descriptor, nullptr);
     dropped = std::move(found->second.endpoint);
     mWatched.erase(found);
+}
+
+bool ThreadPool::run(std::function<void()> task) {
+    const auto endpoint = std::make_shared<Task>(std::move(task));
+    return add(endpoint, endpoint->descriptor()) != 0;
 }
 
 }  // namespace transport

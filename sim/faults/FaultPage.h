@@ -14,10 +14,10 @@
     X(access) X(close) X(connect) X(dlopen) X(epoll_create1) X(epoll_ctl)            \
     X(epoll_wait) X(execl) X(execv) X(fchmod) X(fcntl) X(fdopen) X(fdopendir)        \
     X(fgets) X(fork) X(fstat) X(fstatat) X(fsync) X(ftruncate) X(getdelim)           \
-    X(getsockopt) X(link) X(lseek) X(mkdirat) X(mkostemp) X(open) X(openat)          \
-    X(opendir) X(poll) X(pread) X(pthread_create) X(read) X(readdir) X(recv)         \
-    X(recvmsg) X(rename) X(renameat) X(sendmsg) X(shutdown) X(socket) X(socketpair)  \
-    X(unlink) X(unlinkat) X(vfork) X(waitpid) X(write)
+    X(link) X(lseek) X(mkdirat) X(mkostemp) X(open) X(openat) X(opendir) X(poll)     \
+    X(pread) X(pthread_create) X(read) X(readdir) X(recv) X(recvmsg) X(rename)       \
+    X(renameat) X(sendmsg) X(socket) X(socketpair) X(unlink) X(unlinkat) X(vfork)    \
+    X(waitpid) X(write)
 // clang-format on
 
 namespace sim {

@@ -75,8 +75,6 @@ FAULT_POINT(int, ftruncate, (int fd, off_t size), (fd, size))
 // What an optimised getline() calls.
 FAULT_POINT_AS("__getdelim", ssize_t, getdelim, (char** line, size_t* size, int end, FILE* file),
                (line, size, end, file))
-FAULT_POINT(int, getsockopt, (int fd, int level, int name, void* value, socklen_t* size),
-            (fd, level, name, value, size))
 FAULT_POINT(int, link, (const char* from, const char* to), (from, to))
 FAULT_POINT(off_t, lseek, (int fd, off_t offset, int whence), (fd, offset, whence))
 FAULT_POINT(int, mkdirat, (int at, const char* path, mode_t mode), (at, path, mode))
@@ -136,11 +134,6 @@ REPLACE(ssize_t, sendmsg, "sendmsg", (int fd, const msghdr* message, int flags))
 REPLACE(int, close, "close", (int fd)) {
     const int result = REAL(close)(fd);
     return decide(Call::close) == Verdict::PASS ? result : -1;
-}
-
-REPLACE(int, shutdown, "shutdown", (int fd, int how)) {
-    const int result = REAL(shutdown)(fd, how);
-    return decide(Call::shutdown) == Verdict::PASS ? result : -1;
 }
 
 REPLACE(pid_t, waitpid, "waitpid", (pid_t pid, int* status, int options)) {

@@ -4,10 +4,10 @@
 #include <binder/IBinder.h>
 
 #include <memory>
+#include <mutex>
 
 namespace transport {
 class Object;
-class Remote;
 }  // namespace transport
 
 namespace android {
@@ -27,13 +27,6 @@ class BBinder : public IBinder {
     /** Serves one call; a code that is not known gets `UNKNOWN_TRANSACTION`. */
     virtual status_t onTransact(uint32_t code, const Parcel& data, Parcel* reply,
                                 uint32_t flags = 0);
-
-  private:
-    friend std::shared_ptr<transport::Object> toTransport(const sp<IBinder>& binder);
-
-    // While other processes hold this object, the node does, and they see one and the same.
-    std::mutex mNodeLock;
-    std::weak_ptr<transport::Object> mNode;
 };
 
 /** Proxy of an object in another process. */

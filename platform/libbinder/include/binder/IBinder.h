@@ -6,10 +6,6 @@
 #include <utils/RefBase.h>
 #include <utils/String16.h>
 
-#include <mutex>
-#include <utility>
-#include <vector>
-
 namespace android {
 
 class BBinder;
@@ -45,15 +41,8 @@ class IBinder : public virtual RefBase {
     /** The object itself when it lives in this process, else null. */
     virtual BBinder* localBinder() { return nullptr; }
     virtual BpBinder* remoteBinder() { return nullptr; }
-
-    /** Keeps a pointer with this object under `id`, not owned. Locks inside. */
-    void attachObject(const void* id, void* object);
-    /** What was attached under `id`, or null. */
-    void* findObject(const void* id) const;
-
-  private:
-    mutable std::mutex mAttachedLock;
-    std::vector<std::pair<const void*, void*>> mAttached;
+    /** What `libbinder_ndk` made of an object of its own; null for any other. */
+    virtual void* ndkBinder() { return nullptr; }
 };
 
 }  // namespace android

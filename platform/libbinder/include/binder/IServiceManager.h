@@ -18,8 +18,8 @@ class IServiceManager : public virtual RefBase {
     virtual sp<IBinder> checkService(const String16& name) const = 0;
 
     /**
-     * Offers an object for the life of this process; calls are served once the pool is started.
-     * `ALREADY_EXISTS` when a living process offers the name.
+     * Offers an object for the life of this process, in the place of whoever offered the name;
+     * calls are served once the pool is started.
      */
     virtual status_t addService(const String16& name, const sp<IBinder>& service) = 0;
 };

@@ -5,9 +5,9 @@
 #include <android/binder_status.h>
 
 /**
- * Offers an object for the life of this process; calls are served once the pool is started.
- * Fails with `EX_ILLEGAL_STATE` when a living process offers the name, and with
- * `EX_ILLEGAL_ARGUMENT` when it is no valid name or there is no object.
+ * Offers an object for the life of this process, in the place of whoever offered the name; calls
+ * are served once the pool is started. `EX_ILLEGAL_ARGUMENT` when it is no valid name or there is no
+ * object.
  */
 __attribute__((warn_unused_result)) binder_exception_t AServiceManager_addService(
         AIBinder* binder, const char* instance);

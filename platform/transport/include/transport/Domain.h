@@ -29,9 +29,8 @@ class Domain {
     Domain& operator=(const Domain&) = delete;
 
     /**
-     * Offers `object` under `name` until the process ends. A name that a living process serves is
-     * refused with `ALREADY_EXISTS`, one that makes no valid address with `BAD_VALUE`; both with an
-     * error line. What a dead process left behind is taken over.
+     * Offers `object` under `name` until the process ends, or another one is offered under it.
+     * `BAD_VALUE`, with an error line, when the name makes no valid address.
      */
     android::status_t publish(const std::string& name, std::shared_ptr<Object> object);
 

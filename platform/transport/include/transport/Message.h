@@ -14,7 +14,7 @@ class Object;
 
 /** Bytes and objects of one direction of a call; more is refused by the sender. */
 inline constexpr size_t kMaxMessageBytes = 1024 * 1024;
-inline constexpr size_t kMaxMessageObjects = 1024;
+inline constexpr size_t kMaxMessageObjects = 16;
 
 /**
  * Content of a request or a reply: values one after the other, each filled up to four bytes, and
@@ -28,9 +28,8 @@ class Message {
     Message(Message&& other) noexcept { *this = std::move(other); }
     Message& operator=(Message&& other) noexcept;
 
-    /** Takes over received `bytes`, of which the first `begin` belong to the frame. */
-    Message(std::vector<uint8_t>&& bytes, size_t begin,
-            std::vector<std::shared_ptr<Object>>&& objects);
+    /** What has been received. */
+    Message(std::vector<uint8_t>&& bytes, std::vector<std::shared_ptr<Object>>&& objects);
 
     void write(const void* data, size_t size);
     /** Null is an object like any other. */
@@ -42,11 +41,11 @@ class Message {
     /** `BAD_TYPE` when what stands there names no object of this message. */
     android::status_t readObject(std::shared_ptr<Object>* object) const;
 
-    const uint8_t* data() const { return mBytes.data() + mBegin; }
-    size_t size() const { return mBytes.size() - mBegin; }
-    size_t position() const { return mPosition; }
-    /** A position behind the end is taken as the end. */
-    void setPosition(size_t position) const;
+    /** Reads begin anew. */
+    void rewind() const { mPosition = 0; }
+
+    const uint8_t* data() const { return mBytes.data(); }
+    size_t size() const { return mBytes.size(); }
     const std::vector<std::shared_ptr<Object>>& objects() const { return mObjects; }
     bool fits() const {
         return size() <= kMaxMessageBytes && mObjects.size() <= kMaxMessageObjects;
@@ -54,7 +53,6 @@ class Message {
 
   private:
     std::vector<uint8_t> mBytes;
-    size_t mBegin = 0;
     std::vector<std::shared_ptr<Object>> mObjects;
     mutable size_t mPosition = 0;
 };

@@ -50,11 +50,6 @@ struct IBase : virtual public ::android::RefBase {
                                  ::transport::Message& reply) = 0;
     /** What travels for this object. */
     virtual std::shared_ptr<::transport::Object> _hidl_object();
-
-  private:
-    // While other processes hold this object, the node does, and they see one and the same.
-    std::mutex mNodeLock;
-    std::weak_ptr<::transport::Object> mNode;
 };
 
 }  // namespace android::hidl::base::V1_0

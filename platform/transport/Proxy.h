@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <transport/Object.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "FileDescriptor.h"
+#include "ThreadPool.h"
+
+namespace transport {
+
+/**
+ * An object of another process: this side's end of the channel that the object is served on. A call
+ * takes a connection of its own, which the channel carries over; the caller reads its reply itself.
+ */
+class Proxy final : public Remote, public std::enable_shared_from_this<Proxy> {
+  public:
+    /** Null, with an error line, when the system does not let the channel be watched. */
+    static std::shared_ptr<Proxy> make(ThreadPool& pool, FileDescriptor channel);
+
+    /** For `make()` alone. */
+    Proxy(ThreadPool& pool, FileDescriptor channel);
+    ~Proxy() override;
+
+    android::status_t call(uint32_t code, const Message& request, Message& reply) override;
+    bool isAlive() override { return !mDead; }
+    android::status_t linkToDeath(const std::shared_ptr<DeathLink>& link) override;
+    bool unlinkToDeath(const std::shared_ptr<DeathLink>& link) override;
+
+  private:
+    class Watch;
+
+    android::status_t borrowConnection(FileDescriptor* connection);
+    void returnConnection(FileDescriptor connection);
+    void noteEnd();
+    void tellDeath();
+
+    ThreadPool& mPool;
+    std::atomic<bool> mDead{false};
+
+    std::mutex mLock;         // guards what follows
+    FileDescriptor mChannel;  // invalid once its end has been seen
+    FileDescriptor mIdle;     // for the next call
+    std::vector<std::weak_ptr<DeathLink>> mLinks;
+    uint64_t mWatchKey = 0;
+};
+
+}  // namespace transport
