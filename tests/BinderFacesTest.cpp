@@ -40,7 +40,9 @@ using android::sp;
 using android::status_t;
 using android::String16;
 using android::String8;
+using android::hardware::configureRpcThreadpool;
 using android::hardware::hidl_string;
+using android::hardware::joinRpcThreadpool;
 using android::hardware::Return;
 using android::hardware::Status;
 using android::hardware::Void;
@@ -235,9 +237,9 @@ struct AidlEngine : aidl_zul::BnZul {
 
 const Peer::Register kHidlEngine("hidl_engine", [](const std::string& instance) {
     const sp<hidl_zul::IZul> engine = new HidlEngine;
-    android::hardware::configureRpcThreadpool(1, true);
+    configureRpcThreadpool(1, true);
     Peer::report(engine->registerAsService(instance) == android::OK ? 'r' : 'x');
-    android::hardware::joinRpcThreadpool();
+    joinRpcThreadpool();
 });
 
 const std::string kAidlName = std::string(aidl_zul::IZul::descriptor) + "/default";
@@ -580,7 +582,9 @@ Return<int32_t> moved(Return<int32_t> result) {
     return result;
 }
 
-TEST(HidlDeathTest, UncheckedFailuresAndAnUnconfiguredPoolEndTheProcess) {
+TEST(FatalDeathTest, UncheckedFailuresAndPoolsWithoutThreadsEndTheProcess) {
+    // Each use has a process of its own: none has used a pool yet.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const char* const unchecked = " F HidlSupport: Failed HIDL return status not checked: Status";
     const struct {
         const char* name;
@@ -598,8 +602,21 @@ TEST(HidlDeathTest, UncheckedFailuresAndAnUnconfiguredPoolEndTheProcess) {
             {"asked after a move", [] { EXPECT_FALSE(moved(failed()).isOk()); }, nullptr},
             {"asked for death", [] { EXPECT_TRUE(failed().isDeadObject()); }, nullptr},
             {"default taken", [] { EXPECT_EQ(failed().withDefault(5), 5); }, nullptr},
-            // Only peers configure the pool, so it is not configured in this process.
-            {"join", [] { android::hardware::joinRpcThreadpool(); }, " joinRpcThreadpool without"},
+            {"join", [] { joinRpcThreadpool(); }, " joinRpcThreadpool without"},
+            {"none and join", [] { configureRpcThreadpool(0, true); }, " minimum of one thread"},
+            {"shrunk from the default",
+             [] {
+                 ABinderProcess_startThreadPool();
+                 ABinderProcess_setThreadPoolMaxThreadCount(14);
+             },
+             " cannot be shrunk after starting"},
+            {"shrunk to none",
+             [] {
+                 ABinderProcess_setThreadPoolMaxThreadCount(1);
+                 ABinderProcess_startThreadPool();
+                 ABinderProcess_setThreadPoolMaxThreadCount(0);
+             },
+             " cannot be shrunk after starting"},
             {"good", [] { EXPECT_EQ(int32_t{Return<int32_t>(4)}, 4); }, nullptr},
     };
     for (const auto& c : cases) {

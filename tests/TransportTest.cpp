@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <android/log.h>
+#include <android/binder_process.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <hidl/HidlTransportSupport.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -20,6 +21,8 @@ namespace zul::test {
 namespace {
 
 using android::status_t;
+using android::hardware::configureRpcThreadpool;
+using android::hardware::joinRpcThreadpool;
 using transport::Domain;
 using transport::FileDescriptor;
 using transport::Frame;
@@ -86,21 +89,33 @@ class Service : public Object {
 };
 
 /**
- * Serves a name and reports 'r', or '!' when it was refused. Then takes steps, one letter each: a
- * digit configures so many threads ('w' after it: the caller will join), 's' starts, 'j' joins.
+ * Serves a name over AIDL and reports 'r', or '!' when it was refused. Then takes steps, one letter
+ * each: a digit sets the number of threads, 's' starts, 'j' joins.
  */
 const Peer::Register kServer("server", [](const std::string& argument) {
     const size_t blank = argument.find(' ');
-    const std::string steps = argument.substr(0, blank);
     const auto service = std::make_shared<Service>();
     const status_t status = Domain::binder().publish(argument.substr(blank + 1), service);
     Peer::report(status == android::OK ? 'r' : '!');
+    for (const char step : argument.substr(0, blank)) {
+        if (isdigit(step)) ABinderProcess_setThreadPoolMaxThreadCount(step - '0');
+        if (step == 's') ABinderProcess_startThreadPool();
+        if (step == 'j') ABinderProcess_joinThreadPool();
+    }
+});
+
+/** The same over HIDL; a number followed by 'w' has the caller join. */
+const Peer::Register kHidlServer("hidl_server", [](const std::string& argument) {
+    const size_t blank = argument.find(' ');
+    const std::string steps = argument.substr(0, blank);
+    const auto service = std::make_shared<Service>();
+    const status_t status = Domain::hwbinder().publish(argument.substr(blank + 1), service);
+    Peer::report(status == android::OK ? 'r' : '!');
     for (size_t i = 0; i < steps.size(); i++) {
-        if (isdigit(steps[i])) {
-            Domain::binder().configureThreads(steps[i] - '0', steps.substr(i + 1, 1) == "w");
-        }
-        if (steps[i] == 's') Domain::binder().startThreads();
-        if (steps[i] == 'j') Domain::binder().joinThreads();
+        const bool callerWillJoin = steps.substr(i + 1, 1) == "w";
+        if (isdigit(steps[i])) configureRpcThreadpool(steps[i] - '0', callerWillJoin);
+        if (steps[i] == 's') Domain::hwbinder().startThreads();
+        if (steps[i] == 'j') joinRpcThreadpool();
     }
 });
 
@@ -119,7 +134,7 @@ TEST(PeerProcess, DISABLED_Run) {
 
 class TransportTest : public testing::Test {
   protected:
-    TransportTest() { Domain::binder().startThreads(); }
+    TransportTest() { ABinderProcess_startThreadPool(); }
 
     /** A name that no other test has. */
     static std::string newName() {
@@ -308,23 +323,33 @@ TEST_F(TransportTest, ANameStandsForWhoTookItLast) {
 TEST_F(TransportTest, PoolServesExactlyTheConfiguredNumberAtATime) {
     const struct {
         const char* name;
+        const char* role;
         const char* steps;
         int parallel;
     } cases[] = {
-            {"not started", "3", 0},
-            {"started", "1s", 1},
-            {"started twice", "3ss", 3},
-            {"join comes on top", "2sj", 3},
-            {"join is one of them", "3wsj", 3},
-            {"raised before join", "1s4wsj", 4},
-            {"none and join", "1s0wj", 2},
+            {"not started", "server", "3", 0},
+            {"the first does not count", "server", "1s", 2},
+            {"started twice", "server", "3ss", 4},
+            {"join comes on top", "server", "2sj", 4},
+            {"join alone", "server", "0j", 1},
+            {"join without a start", "server", "2j", 3},
+            {"raised after the start", "server", "1s3sj", 5},
+            {"HIDL, not started", "hidl_server", "3", 0},
+            {"HIDL, started", "hidl_server", "2s", 2},
+            {"HIDL, join comes on top", "hidl_server", "2sj", 3},
+            {"HIDL, join is one of them", "hidl_server", "3wj", 3},
+            {"HIDL, join alone", "hidl_server", "1wj", 1},
+            {"HIDL, none but the joined", "hidl_server", "0j", 1},
+            {"HIDL, raised before join", "hidl_server", "1s4wj", 4},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string name = newName();
-        Peer peer("server", std::string(c.steps) + " " + name);
+        Peer peer(c.role, std::string(c.steps) + " " + name);
         ASSERT_EQ(peer.nextReport(), 'r');
-        const std::shared_ptr<Object> service = Domain::binder().lookup(name);
+        const bool isHidl = c.role == std::string("hidl_server");
+        const std::shared_ptr<Object> service =
+                (isHidl ? Domain::hwbinder() : Domain::binder()).lookup(name);
         ASSERT_NE(service, nullptr);
         std::vector<std::thread> callers;
         std::atomic<int> good{0};

@@ -1,9 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <android/log.h>
 #include <binder/IPCThreadState.h>
 #include <binder/ProcessState.h>
+#include <stdlib.h>
 #include <transport/Domain.h>
 
 namespace android {
+
+namespace {
+
+/** What the start brings does not count. */
+constexpr size_t kFirstThread = 1;
+
+}  // namespace
 
 sp<ProcessState> ProcessState::self() {
     static const sp<ProcessState>& state = *new sp<ProcessState>(new ProcessState);
@@ -11,11 +20,23 @@ sp<ProcessState> ProcessState::self() {
 }
 
 void ProcessState::startThreadPool() {
+    std::lock_guard lock(mLock);
+    if (mStarted) return;
+    mStarted = true;
+    transport::Domain::binder().configureThreads(mMaxThreads + kFirstThread, false);
     transport::Domain::binder().startThreads();
 }
 
 status_t ProcessState::setThreadPoolMaxThreadCount(size_t maxThreads) {
-    transport::Domain::binder().configureThreads(maxThreads, false);
+    std::lock_guard lock(mLock);
+    if (mStarted && maxThreads < mMaxThreads) {
+        __android_log_print(ANDROID_LOG_FATAL, "ProcessState",
+                            "Binder threadpool cannot be shrunk after starting");
+        abort();
+    }
+    mMaxThreads = maxThreads;
+    const size_t first = mStarted ? kFirstThread : 0;
+    transport::Domain::binder().configureThreads(mMaxThreads + first, false);
     return OK;
 }
 

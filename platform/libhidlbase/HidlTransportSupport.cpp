@@ -13,6 +13,10 @@ std::atomic<bool> gConfigured{false};
 }  // namespace
 
 void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
+    if (maxThreads == 0 && callerWillJoin) {
+        details::logAlwaysFatal(
+                "Binder threadpool must have a minimum of one thread if caller joins pool.");
+    }
     gConfigured = true;
     transport::Domain::hwbinder().configureThreads(maxThreads, callerWillJoin);
 }

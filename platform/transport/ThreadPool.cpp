@@ -46,7 +46,7 @@ ThreadPool::ThreadPool(size_t maxThreads)
 
 void ThreadPool::configure(size_t maxThreads, bool callerWillJoin) {
     std::lock_guard lock(mLock);
-    mSpawnLimit = maxThreads > 0 && callerWillJoin ? maxThreads - 1 : maxThreads;
+    mSpawnLimit = callerWillJoin ? maxThreads - 1 : maxThreads;
     spawnIfAllBusy();
 }
 

@@ -5,6 +5,8 @@
 #include <utils/Errors.h>
 #include <utils/RefBase.h>
 
+#include <mutex>
+
 namespace android {
 
 /** The process's side of binder: its thread pool, which `libbinder_ndk` shares. */
@@ -19,11 +21,18 @@ class ProcessState : public virtual RefBase {
      */
     void startThreadPool();
 
-    /** Sets the maximum (15 by default); threads that join come on top, those that run stay. */
+    /**
+     * Sets the maximum (15 by default). The first thread of the pool and those that join come on
+     * top. Ends the process when the pool runs and had a larger maximum.
+     */
     status_t setThreadPoolMaxThreadCount(size_t maxThreads);
 
   private:
     ProcessState() = default;
+
+    std::mutex mLock;  // guards what follows
+    size_t mMaxThreads = 15;
+    bool mStarted = false;
 };
 
 }  // namespace android

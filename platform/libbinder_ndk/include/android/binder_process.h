@@ -4,8 +4,8 @@
 #include <stdint.h>
 
 /**
- * Sets how many threads serve calls, 15 by default; a thread that joins comes on top. May be called
- * again; threads that run already stay. True when it was set.
+ * Sets how many threads serve calls, 15 by default; the first thread of the pool and one that joins
+ * come on top. True when it was set. Ends the process when the pool runs and had a larger number.
  */
 bool ABinderProcess_setThreadPoolMaxThreadCount(uint32_t numThreads);
 

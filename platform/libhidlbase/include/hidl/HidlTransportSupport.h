@@ -12,7 +12,7 @@ namespace android::hardware {
  * `joinRpcThreadpool()` is one of them. May be called again; threads that run already stay. The
  * pool starts when this process first hands out an object of its own, or when a thread joins.
  *
- * A maximum of 0 is taken as it is, also with `callerWillJoin`: then only the joining thread serves.
+ * Ends the process when there is to be no thread and the caller would join.
  */
 void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin);
 
