@@ -96,8 +96,10 @@ TEST_F(PropertiesTest, boundsValuesAndSetsReadOnlyNamesOnce) {
     EXPECT_EQ(-1, property_set("test.long", std::string(92, 'w').c_str()));
     EXPECT_EQ(EINVAL, errno);
     EXPECT_EQ(std::string(91, 'v'), get("test.long"));
-    EXPECT_EQ(0, property_set("ro.test.long", std::string(2000, 'r').c_str()));
-    EXPECT_EQ(std::string(91, 'r'), get("ro.test.long"));
+    EXPECT_EQ(0, property_set("ro.test.long", std::string(92, 'r').c_str()));
+    EXPECT_EQ("Must use __system_property_read_callback() to read", get("ro.test.long"));
+    EXPECT_EQ(0, property_set("ro.test.fits", std::string(91, 'r').c_str()));
+    EXPECT_EQ(std::string(91, 'r'), get("ro.test.fits"));
     // Whatever put it there, a reader's buffer has room for 92 bytes.
     std::ofstream(kFolder / "test.huge") << std::string(100000, 'h');
     EXPECT_EQ(std::string(91, 'h'), get("test.huge"));

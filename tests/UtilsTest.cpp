@@ -98,7 +98,7 @@ TEST(StringTest, convertsBothWays) {
         EXPECT_EQ(row.back, String8(wide).c_str()) << row.name;
     }
     const char16_t halves[] = {0xDE00, 0xD83D, u'a', 0xD83D};
-    EXPECT_EQ(bad + bad + "a" + bad, String8(String16(halves, 4)).c_str());
+    EXPECT_STREQ("a", String8(String16(halves, 4)).c_str());
     EXPECT_EQ(3u, String8(String16("a\0b", 3)).size());
     EXPECT_TRUE(String16("a") < String16("ab") && String16(u"a") == String16("a"));
 }

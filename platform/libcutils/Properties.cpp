@@ -21,6 +21,8 @@ namespace {
 constexpr std::string_view kFolder = "/dev/__properties__/";
 // The dot in front keeps unfinished files apart from every legal name.
 constexpr std::string_view kTemporary = "/dev/__properties__/.set-XXXXXX";
+// What this interface gives for a longer value of an "ro." name.
+constexpr char kTooLongToRead[] = "Must use __system_property_read_callback() to read";
 constexpr size_t kMaxReadBytes = 64 * 1024;
 
 bool isLegalName(const char* key) {
@@ -108,7 +110,10 @@ int property_get(const char* key, char* value, const char* default_value) {
     std::string text = readValue(key);
     // A file may hold a zero byte only if something else wrote it; a C string ends there.
     text.resize(strlen(text.c_str()));
-    if (text.empty() && default_value != nullptr) text = default_value;
+    if (text.empty() && default_value != nullptr)
+        text = default_value;
+    else if (text.size() >= PROPERTY_VALUE_MAX && isWriteOnce(key))
+        text = kTooLongToRead;
     const size_t length = std::min<size_t>(text.size(), PROPERTY_VALUE_MAX - 1);
     memcpy(value, text.data(), length);
     value[length] = '\0';

@@ -97,7 +97,7 @@ String8::String8(const String16& text) {
         const bool pair = c >= 0xD800 && c <= 0xDBFF && i + 1 < units.size() &&
                           units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF;
         if (pair) c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
-        appendUtf8(isSurrogate(c) ? kReplacement : c, &mText);
+        if (!isSurrogate(c)) appendUtf8(c, &mText);
     }
 }
 

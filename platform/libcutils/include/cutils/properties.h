@@ -20,7 +20,8 @@ extern "C" {
 
 /**
  * Copies the value of `key` into `value`, which has room for `PROPERTY_VALUE_MAX` bytes. A property
- * that is unset or empty gives `default_value` (null stands for ""). Longer texts are cut.
+ * that is unset or empty gives `default_value` (null stands for ""), cut where it is longer. A longer
+ * value of an "ro." property gives "Must use __system_property_read_callback() to read".
  *
  * @return the length of the text in `value`.
  */

@@ -21,7 +21,7 @@ typedef enum android_LogPriority {
 /**
  * Writes one line to standard error: `MM-DD HH:MM:SS.mmm PID TID P TAG: message` and a line break.
  *
- * The message is cut after 4068 bytes and the tag after 128. Whatever bytes they hold are written
+ * The message is cut after 1023 bytes and the tag after 128. Whatever bytes they hold are written
  * as they are: a line break in the message stays one, so readers that must not be fooled by a
  * forged line check what they pass in.
  *
@@ -33,7 +33,7 @@ typedef enum android_LogPriority {
 int __android_log_print(int prio, const char* tag, const char* fmt, ...)
         __attribute__((__format__(printf, 3, 4)));
 
-/** As `__android_log_print`, with a message that is ready: a forked child does the least here. */
+/** As `__android_log_print`, with a message that is ready and cut after 4068 bytes. */
 int __android_log_write(int prio, const char* tag, const char* text);
 
 #ifdef __cplusplus

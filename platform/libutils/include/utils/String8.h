@@ -15,7 +15,7 @@ class String8 {
     String8() = default;
     String8(const char* text) : mText(text) {}
     String8(const char* text, size_t bytes) : mText(text, bytes) {}
-    /** Converts from UTF-16; half a surrogate pair becomes U+FFFD. */
+    /** Converts from UTF-16; half a surrogate pair is left out. */
     explicit String8(const String16& text);
 
     const char* c_str() const { return mText.c_str(); }
