@@ -242,6 +242,9 @@ const Peer::Register kHidlEngine("hidl_engine", [](const std::string& instance) 
     joinRpcThreadpool();
 });
 
+// Reads what the program's other static objects may read while it starts.
+const std::string kHashAtStart = aidl_zul::IZul::hash + aidl_zul::IZulClientCallback::hash;
+
 const std::string kAidlName = std::string(aidl_zul::IZul::descriptor) + "/default";
 
 const Peer::Register kAidlEngine("aidl_engine", [](const std::string&) {
@@ -294,6 +297,7 @@ TEST(EngineTest, AidlEngineAndClientCallEachOther) {
     EXPECT_TRUE(engine->isRemote());
     EXPECT_EQ(aidl_zul::IZulClientCallback::fromBinder(binder), nullptr) << "another interface";
     EXPECT_EQ(aidl_zul::IZul::fromBinder(nullptr), nullptr);
+    EXPECT_EQ(kHashAtStart, aidl_zul::IZul::hash + aidl_zul::IZul::hash);
 
     int32_t number = 0;
     EXPECT_TRUE(engine->getThreadNumber(&number).isOk());

@@ -20,9 +20,10 @@ const char* IZul::descriptor = "vendor.morvantic.hardware.zul.zulengine.IZul";
 const char* IZulClientCallback::descriptor =
         "vendor.morvantic.hardware.zul.zulengine.IZulClientCallback";
 
-// Of the package, so both interfaces have the same.
-const std::string IZul::hash = "ce8cabb4c60d35a3ab43972eac4b5599a2a10eed";
-const std::string IZulClientCallback::hash = IZul::hash;
+// Of the package, so both interfaces have the same. Other static objects may use them already.
+[[gnu::init_priority(101)]] const std::string IZul::hash =
+        "ce8cabb4c60d35a3ab43972eac4b5599a2a10eed";
+[[gnu::init_priority(101)]] const std::string IZulClientCallback::hash = IZul::hash;
 
 namespace {
 
