@@ -316,19 +316,18 @@ TEST_P(SpecialSceneTest, WritesOneMarkerOrCaptures) {
     EXPECT_THAT(collectorRuns(), SizeIs(c.instance != nullptr ? 0 : 2));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Scenes, SpecialSceneTest,
-        testing::Values(SceneCase{"Perf", "0xffff1001", "hello", false, kCopyBuffer, "perf"},
-                        SceneCase{"Power", "0xffff1002", "a\nb", false, kCopyBuffer, "power"},
-                        SceneCase{"StabWithoutTheFlag", "0xffff1003", "hello", false, ~kCopyBuffer,
-                                  "stab"},
-                        SceneCase{"Com", "0xffff1004", "hello", false, kCopyBuffer, "com"},
-                        SceneCase{"ComAgain", "0xffff1005", "hello", false, kCopyBuffer, "com"},
-                        SceneCase{"Cam", "0xffff1006", "hello", false, kCopyBuffer, "cam"},
-                        SceneCase{"NoText", "0xffff1001", "", false, kCopyBuffer, nullptr},
-                        SceneCase{"TooLong", "0xffff10033", "hello", false, kCopyBuffer, nullptr},
-                        SceneCase{"UserMode", "0xffff1001", "hello", true, kCopyBuffer, nullptr}),
-        caseName<SceneCase>);
+const SceneCase kSceneCases[] = {
+        {"Perf", "0xffff1001", "hello", false, kCopyBuffer, "perf"},
+        {"Power", "0xffff1002", "a\nb", false, kCopyBuffer, "power"},
+        {"StabWithoutTheFlag", "0xffff1003", "hello", false, ~kCopyBuffer, "stab"},
+        {"Com", "0xffff1004", "hello", false, kCopyBuffer, "com"},
+        {"ComAgain", "0xffff1005", "hello", false, kCopyBuffer, "com"},
+        {"Cam", "0xffff1006", "hello", false, kCopyBuffer, "cam"},
+        {"NoText", "0xffff1001", "", false, kCopyBuffer, nullptr},
+        {"TooLong", "0xffff10033", "hello", false, kCopyBuffer, nullptr},
+        {"UserMode", "0xffff1001", "hello", true, kCopyBuffer, nullptr},
+};
+INSTANTIATE_TEST_SUITE_P(Scenes, SpecialSceneTest, testing::ValuesIn(kSceneCases), caseName);
 
 TEST_F(CaptureRequestTest, InstancesAreWherePerfIs) {
     const std::string debugRoot = "/sys/kernel/debug/tracing/instances/";
@@ -385,15 +384,16 @@ TEST_P(PackageFilterTest, LooksForTheNameInTheFilter) {
     EXPECT_THAT(collectorRuns(), SizeIs(c.passes ? 1 : 0));
 }
 
-INSTANTIATE_TEST_SUITE_P(Filters, PackageFilterTest,
-                         testing::Values(FilterCase{"Same", "com.x.y", "com.x.y", 1, true},
-                                         FilterCase{"PartOfTheFilter", "com.x.y", "com.x", 1, true},
-                                         FilterCase{"Other", "com.x.y", "com.e", 1, false},
-                                         FilterCase{"Longer", "com.x.y", "com.x.y.z", 1, false},
-                                         FilterCase{"NoProcess", "com.x.y", "com.e", 0, true},
-                                         FilterCase{"Negative", "com.x.y", "com.e", -1, false},
-                                         FilterCase{"NoName", "com.x.y", "", 1, true}),
-                         caseName<FilterCase>);
+const FilterCase kFilterCases[] = {
+        {"Same", "com.x.y", "com.x.y", 1, true},
+        {"PartOfTheFilter", "com.x.y", "com.x", 1, true},
+        {"Other", "com.x.y", "com.e", 1, false},
+        {"Longer", "com.x.y", "com.x.y.z", 1, false},
+        {"NoProcess", "com.x.y", "com.e", 0, true},
+        {"Negative", "com.x.y", "com.e", -1, false},
+        {"NoName", "com.x.y", "", 1, true},
+};
+INSTANTIATE_TEST_SUITE_P(Filters, PackageFilterTest, testing::ValuesIn(kFilterCases), caseName);
 
 TEST_F(CaptureRequestTest, UserTagsHaveTheirOwnVocabulary) {
     admit("0xffffff0a");

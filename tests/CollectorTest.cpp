@@ -106,12 +106,13 @@ TEST_P(CollectorEndTest, EndsTheRequest) {
     EXPECT_THAT(collectorRuns(), SizeIs(1));
 }
 
-INSTANTIATE_TEST_SUITE_P(Ends, CollectorEndTest,
-                         testing::Values(EndCase{"Zero", "exit 0\n", true},
-                                         EndCase{"Status", "exit 3\n", true},
-                                         EndCase{"Killed", "signal 9\n", false},
-                                         EndCase{"Crashed", "signal 11\n", false}),
-                         caseName<EndCase>);
+const EndCase kEndCases[] = {
+        {"Zero", "exit 0\n", true},
+        {"Status", "exit 3\n", true},
+        {"Killed", "signal 9\n", false},
+        {"Crashed", "signal 11\n", false},
+};
+INSTANTIATE_TEST_SUITE_P(Ends, CollectorEndTest, testing::ValuesIn(kEndCases), caseName);
 
 struct MissingCase {
     const char* name;
@@ -139,18 +140,16 @@ TEST_P(CollectorMissingTest, IsToldByTheChildThatThenEnds) {
     EXPECT_EQ(ZulService::mCompressFileCount, 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Causes, CollectorMissingTest,
-        testing::Values(MissingCase{"Missing", ENOENT, [] {}},
-                        MissingCase{"NotExecutable", EACCES,
-                                    [] { std::filesystem::copy_file("/etc/passwd", kCollector); }},
-                        MissingCase{"NoProgram", ENOEXEC,
-                                    [] {
-                                        std::filesystem::copy_file("/etc/passwd", kCollector);
-                                        std::filesystem::permissions(kCollector,
-                                                                     std::filesystem::perms::all);
-                                    }}),
-        caseName<MissingCase>);
+const MissingCase kMissingCases[] = {
+        {"Missing", ENOENT, [] {}},
+        {"NotExecutable", EACCES, [] { std::filesystem::copy_file("/etc/passwd", kCollector); }},
+        {"NoProgram", ENOEXEC,
+         [] {
+             std::filesystem::copy_file("/etc/passwd", kCollector);
+             std::filesystem::permissions(kCollector, std::filesystem::perms::all);
+         }},
+};
+INSTANTIATE_TEST_SUITE_P(Causes, CollectorMissingTest, testing::ValuesIn(kMissingCases), caseName);
 
 TEST_F(CollectorTest, RequestEndsWhereNoChildCanBeStarted) {
     FakeSystem::onFork = [] { return false; };
@@ -223,16 +222,16 @@ TEST_P(GlobalLimitTest, CleansWhenIndexAndSpecialsAreOverIt) {
     EXPECT_EQ(mLog.take().back() == "E readSpecialLine failure!", c.cleans);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Counts, GlobalLimitTest,
-        testing::Values(OverCase{"AtTheLimit", kTag, 400, "", false, false},
-                        OverCase{"WithoutHistory", "0x003effff", 401, "", false, true},
-                        OverCase{"Over", kTag, 401, "", false, true},
-                        OverCase{"SpecialsAtTheLimit", kTag, 390, "10", false, false},
-                        OverCase{"SpecialsOver", kTag, 391, "10", false, true},
-                        OverCase{"ManySpecials", kTag, 5, "2147483647", false, true},
-                        OverCase{"User", kTag, 401, "", true, false}),
-        caseName<OverCase>);
+const OverCase kOverCases[] = {
+        {"AtTheLimit", kTag, 400, "", false, false},
+        {"WithoutHistory", "0x003effff", 401, "", false, true},
+        {"Over", kTag, 401, "", false, true},
+        {"SpecialsAtTheLimit", kTag, 390, "10", false, false},
+        {"SpecialsOver", kTag, 391, "10", false, true},
+        {"ManySpecials", kTag, 5, "2147483647", false, true},
+        {"User", kTag, 401, "", true, false},
+};
+INSTANTIATE_TEST_SUITE_P(Counts, GlobalLimitTest, testing::ValuesIn(kOverCases), caseName);
 
 TEST_F(CollectorTest, InterruptedWaitGoesOn) {
     const FakeProgram collector(kCollector, kInterrupting);

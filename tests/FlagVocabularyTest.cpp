@@ -34,29 +34,22 @@ TEST_P(FlagTest, NamesMakeAMask) {
                                          std::string("I getZulInfo flagvalue = ") + c.logged));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Names, FlagTest,
-        testing::Values(
-                FlagCase{"Empty", kFullTag, "", 0, "0x0"},
-                FlagCase{"One", kFullTag, "FLAG_ZUL_LOG", 0x200, "0x200"},
-                FlagCase{"Blanks", kFullTag, " FLAG_ZUL_ LOG |\n FLAG_ZUL_BINDER\n", 0x201,
-                         "0x201"},
-                FlagCase{"Repeated", kFullTag, "FLAG_ZUL_LOG|EXCEPTION_TYPE_ANR", 0x2c1, "0x2c1"},
-                FlagCase{"EmptyPieces", kFullTag, "|FLAG_ZUL_LOG||", 0x200, "0x200"},
-                FlagCase{"Alias", kFullTag, "EXCEPTION_TYPE_JE|FLAG_ZUL_NET", 0x9203, "0x9203"},
-                FlagCase{"Bit31IsNotASign", kFullTag, "FLAG_USAGESTATS", 0x80000000, "0x80000000"},
-                FlagCase{"Bit62", kFullTag, "FLAG_ZUL_COPY_BUFFER", 0x4000000000000000,
-                         "0x4000000000000000"},
-                FlagCase{"NumbersAndCase", kFullTag, "0x200|flag_zul_log", 0, "0x0"},
-                FlagCase{"CarriageReturnAndTab", kFullTag, "FLAG_ZUL_LOG\r|\tFLAG_ZUL_NET", 0,
-                         "0x0"},
-                FlagCase{"FullVocabulary", kFullTag, "FLAG_ZUL_USER_PS|FLAG_ZUL_LOG", 0x200,
-                         "0x200"},
-                FlagCase{"UserVocabulary", kUserTag, "FLAG_ZUL_USER_PS|FLAG_ZUL_LOG", 0x1000,
-                         "0x1000"},
-                FlagCase{"UserTextAnywhere", "x0xffffff", "FLAG_ZUL_MINIDUMP", 0x200000,
-                         "0x200000"}),
-        caseName<FlagCase>);
+const FlagCase kFlagCases[] = {
+        {"Empty", kFullTag, "", 0, "0x0"},
+        {"One", kFullTag, "FLAG_ZUL_LOG", 0x200, "0x200"},
+        {"Blanks", kFullTag, " FLAG_ZUL_ LOG |\n FLAG_ZUL_BINDER\n", 0x201, "0x201"},
+        {"Repeated", kFullTag, "FLAG_ZUL_LOG|EXCEPTION_TYPE_ANR", 0x2c1, "0x2c1"},
+        {"EmptyPieces", kFullTag, "|FLAG_ZUL_LOG||", 0x200, "0x200"},
+        {"Alias", kFullTag, "EXCEPTION_TYPE_JE|FLAG_ZUL_NET", 0x9203, "0x9203"},
+        {"Bit31IsNotASign", kFullTag, "FLAG_USAGESTATS", 0x80000000, "0x80000000"},
+        {"Bit62", kFullTag, "FLAG_ZUL_COPY_BUFFER", 0x4000000000000000, "0x4000000000000000"},
+        {"NumbersAndCase", kFullTag, "0x200|flag_zul_log", 0, "0x0"},
+        {"CarriageReturnAndTab", kFullTag, "FLAG_ZUL_LOG\r|\tFLAG_ZUL_NET", 0, "0x0"},
+        {"FullVocabulary", kFullTag, "FLAG_ZUL_USER_PS|FLAG_ZUL_LOG", 0x200, "0x200"},
+        {"UserVocabulary", kUserTag, "FLAG_ZUL_USER_PS|FLAG_ZUL_LOG", 0x1000, "0x1000"},
+        {"UserTextAnywhere", "x0xffffff", "FLAG_ZUL_MINIDUMP", 0x200000, "0x200000"},
+};
+INSTANTIATE_TEST_SUITE_P(Names, FlagTest, testing::ValuesIn(kFlagCases), caseName);
 
 /** The names of the bits from 0 on, without what they begin with; "-" is a bit without a name. */
 void expectBits(const ZulService::FlagTable& table, const std::string& prefix, const char* names) {

@@ -90,14 +90,13 @@ TEST_P(BlockedHistoryTest, LosesTheLineAlone) {
     EXPECT_FALSE(exists("/data/elsewhere"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Blocks, BlockedHistoryTest,
-        testing::Values(BlockedCase{"Folder", [] { std::filesystem::create_directory(kHistory); }},
-                        BlockedCase{"LinkElsewhere",
-                                    [] { (void)!symlink("/data/elsewhere", kHistory); }},
-                        BlockedCase{"Fifo", [] { mkfifo(kHistory, 0666); }},
-                        BlockedCase{"NoRoot", [] { std::filesystem::remove_all("/data/ZUL"); }}),
-        caseName<BlockedCase>);
+const BlockedCase kBlockedCases[] = {
+        {"Folder", [] { std::filesystem::create_directory(kHistory); }},
+        {"LinkElsewhere", [] { (void)!symlink("/data/elsewhere", kHistory); }},
+        {"Fifo", [] { mkfifo(kHistory, 0666); }},
+        {"NoRoot", [] { std::filesystem::remove_all("/data/ZUL"); }},
+};
+INSTANTIATE_TEST_SUITE_P(Blocks, BlockedHistoryTest, testing::ValuesIn(kBlockedCases), caseName);
 
 TEST_F(HistoryLogTest, LineIsKeptWithoutALock) {
     FakeSystem::refusesRecordLocks = true;

@@ -53,17 +53,18 @@ TEST_P(ModeTest, FollowsProperties) {
     EXPECT_THAT(mLog.take(), ElementsAre());
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, ModeTest,
-                         testing::Values(ModeCase{"NothingSet", "", "", "", true, true},
-                                         ModeCase{"User", "user", "0", "1", true, true},
-                                         ModeCase{"UserWithAdb", "user", "1", "", false, true},
-                                         ModeCase{"UserWithMuchAdb", "user", "2", "", false, true},
-                                         ModeCase{"UserWithOddAdb", "user", "yes", "", true, true},
-                                         ModeCase{"Userdebug", "userdebug", "", "", false, true},
-                                         ModeCase{"EngWithoutAdb", "eng", "0", "", false, true},
-                                         ModeCase{"LogOff", "", "", "off", true, false},
-                                         ModeCase{"OddLogStaysOn", "", "", "OFF", true, true}),
-                         caseName<ModeCase>);
+const ModeCase kModeCases[] = {
+        {"NothingSet", "", "", "", true, true},
+        {"User", "user", "0", "1", true, true},
+        {"UserWithAdb", "user", "1", "", false, true},
+        {"UserWithMuchAdb", "user", "2", "", false, true},
+        {"UserWithOddAdb", "user", "yes", "", true, true},
+        {"Userdebug", "userdebug", "", "", false, true},
+        {"EngWithoutAdb", "eng", "0", "", false, true},
+        {"LogOff", "", "", "off", true, false},
+        {"OddLogStaysOn", "", "", "OFF", true, true},
+};
+INSTANTIATE_TEST_SUITE_P(Modes, ModeTest, testing::ValuesIn(kModeCases), caseName);
 
 TEST_F(InitializeTest, UserModeKnowsItsOwnTagsAndNothingElse) {
     writeFile("/data/ZUL/ZUL_TAG.txt", "0xffff0101|crash\n");
@@ -172,15 +173,14 @@ TEST_P(TraceTest, BuffersFollowProcessorsAndZygote) {
     EXPECT_EQ(readFile(traceFile("com", "buffer_size_kb")), "1408\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Traces, TraceTest,
-        testing::Values(
-                TraceCase{"ManyProcessors32", 8, "zygote32_64", "1", "4096", "1024", "0xeeffe"},
-                TraceCase{"FiveProcessorsNoZygote", 5, "", "0", "4096", "1024", "0x66"},
-                TraceCase{"ManyProcessors64", 8, "zygote64_32", "2", "8192", "2048", "0x66"},
-                TraceCase{"NoFolder", -1, "zygote32", "", "8192", "2048", "0x66"},
-                TraceCase{"FewProcessors", 4, "zygote32", "", "8192", "2048", "0x66"}),
-        caseName<TraceCase>);
+const TraceCase kTraceCases[] = {
+        {"ManyProcessors32", 8, "zygote32_64", "1", "4096", "1024", "0xeeffe"},
+        {"FiveProcessorsNoZygote", 5, "", "0", "4096", "1024", "0x66"},
+        {"ManyProcessors64", 8, "zygote64_32", "2", "8192", "2048", "0x66"},
+        {"NoFolder", -1, "zygote32", "", "8192", "2048", "0x66"},
+        {"FewProcessors", 4, "zygote32", "", "8192", "2048", "0x66"},
+};
+INSTANTIATE_TEST_SUITE_P(Traces, TraceTest, testing::ValuesIn(kTraceCases), caseName);
 
 TEST_F(InitializeTest, BufferSizeGoesToTheFirstRootThatHasTheInstance) {
     property_set("ro.build.type", "eng");

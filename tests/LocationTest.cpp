@@ -56,26 +56,25 @@ TEST_P(LocationTest, FollowsNoLinkButATopLevelOne) {
     EXPECT_EQ(folder.ok() ? 0 : errno, c.error != 0 ? c.error : c.folderError);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Store, LocationTest,
-        testing::Values(LocationCase{"Folder", "/data/tree/mine/folder", 0, "folder"},
-                        LocationCase{"TopLevel", "/data", 0, "data"},
-                        LocationCase{"NamesWithoutMeaning", "//data/./tree/mine/", 0, "mine"},
-                        LocationCase{"OfOthers", "/data/tree/theirs/folder", 0, "folder", true},
-                        LocationCase{"BelowOthers", "/data/tree/theirs/folder/x", 0, "x", true,
-                                     ENOENT},
-                        LocationCase{"Relative", "data/tree", ENOENT, ""},
-                        LocationCase{"Empty", "", ENOENT, ""},
-                        LocationCase{"Root", "/", ENOENT, ""},
-                        LocationCase{"Up", "/data/tree/../tree/mine", EINVAL, ""},
-                        LocationCase{"UpAtTheEnd", "/data/tree/..", EINVAL, ""},
-                        LocationCase{"LinkOnTheWay", "/data/tree/link/folder", ENOTDIR, ""},
-                        LocationCase{"LinkAtTheEnd", "/data/tree/link", 0, "link", false, ENOTDIR},
-                        LocationCase{"FileOnTheWay", "/data/tree/file/x", ENOTDIR, ""},
-                        LocationCase{"FileAtTheEnd", "/data/tree/file", 0, "file", false, ENOTDIR},
-                        LocationCase{"MissingOnTheWay", "/data/tree/missing/x", ENOENT, ""},
-                        LocationCase{"TopLevelLink", "/link_to_data/tree/mine", 0, "mine"}),
-        caseName<LocationCase>);
+const LocationCase kLocationCases[] = {
+        {"Folder", "/data/tree/mine/folder", 0, "folder"},
+        {"TopLevel", "/data", 0, "data"},
+        {"NamesWithoutMeaning", "//data/./tree/mine/", 0, "mine"},
+        {"OfOthers", "/data/tree/theirs/folder", 0, "folder", true},
+        {"BelowOthers", "/data/tree/theirs/folder/x", 0, "x", true, ENOENT},
+        {"Relative", "data/tree", ENOENT, ""},
+        {"Empty", "", ENOENT, ""},
+        {"Root", "/", ENOENT, ""},
+        {"Up", "/data/tree/../tree/mine", EINVAL, ""},
+        {"UpAtTheEnd", "/data/tree/..", EINVAL, ""},
+        {"LinkOnTheWay", "/data/tree/link/folder", ENOTDIR, ""},
+        {"LinkAtTheEnd", "/data/tree/link", 0, "link", false, ENOTDIR},
+        {"FileOnTheWay", "/data/tree/file/x", ENOTDIR, ""},
+        {"FileAtTheEnd", "/data/tree/file", 0, "file", false, ENOTDIR},
+        {"MissingOnTheWay", "/data/tree/missing/x", ENOENT, ""},
+        {"TopLevelLink", "/link_to_data/tree/mine", 0, "mine"},
+};
+INSTANTIATE_TEST_SUITE_P(Store, LocationTest, testing::ValuesIn(kLocationCases), caseName);
 
 }  // namespace
 }  // namespace zul::test

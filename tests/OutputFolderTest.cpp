@@ -83,22 +83,20 @@ const std::string kType = "/data/ZUL/0xffff";
 const std::string kUserType = "/data/ZUL/0xffffff";
 const std::string kLogo = "/morvfs/stuck_logo";
 
-INSTANTIATE_TEST_SUITE_P(
-        Names, FolderNameTest,
-        testing::Values(NameCase{"Plain", "0xffff0101", false, 42, kType, kType, "_42"},
-                        NameCase{"Remainder", "0xffff0101", false, 123, kType, kType, "_23"},
-                        NameCase{"Negative", "0xffff0101", false, -205, kType, kType, "_-5"},
-                        NameCase{"UserTag", "0xffffff0a", false, 7, kType, kType, "_7"},
-                        NameCase{"UserMode", "0xffffff0a", true, 7, kUserType, kUserType, "_7"},
-                        NameCase{"OtherTagInUserMode", "0x003effff", true, 0, "/data/ZUL/0x003e",
-                                 "/data/ZUL/0x003e", "_0"},
-                        NameCase{"StuckLogo", "0xffffff06", false, 3, kType, kLogo, "_3"},
-                        NameCase{"UserStuckLogo", "0xffffff0e", true, 3, kUserType, kLogo, "_3"},
-                        NameCase{"NoStuckLogo", "0xffffff061", false, 3, kType, kType, "_3"},
-                        NameCase{"NorThis", "0xffffff0e1", false, 3, kType, kType, "_3"},
-                        NameCase{"SixLetters", "SCENE1", false, 1, "/data/ZUL/SCENE1",
-                                 "/data/ZUL/SCENE1", "_1"}),
-        caseName<NameCase>);
+const NameCase kNameCases[] = {
+        {"Plain", "0xffff0101", false, 42, kType, kType, "_42"},
+        {"Remainder", "0xffff0101", false, 123, kType, kType, "_23"},
+        {"Negative", "0xffff0101", false, -205, kType, kType, "_-5"},
+        {"UserTag", "0xffffff0a", false, 7, kType, kType, "_7"},
+        {"UserMode", "0xffffff0a", true, 7, kUserType, kUserType, "_7"},
+        {"OtherTagInUserMode", "0x003effff", true, 0, "/data/ZUL/0x003e", "/data/ZUL/0x003e", "_0"},
+        {"StuckLogo", "0xffffff06", false, 3, kType, kLogo, "_3"},
+        {"UserStuckLogo", "0xffffff0e", true, 3, kUserType, kLogo, "_3"},
+        {"NoStuckLogo", "0xffffff061", false, 3, kType, kType, "_3"},
+        {"NorThis", "0xffffff0e1", false, 3, kType, kType, "_3"},
+        {"SixLetters", "SCENE1", false, 1, "/data/ZUL/SCENE1", "/data/ZUL/SCENE1", "_1"},
+};
+INSTANTIATE_TEST_SUITE_P(Names, FolderNameTest, testing::ValuesIn(kNameCases), caseName);
 
 TEST_F(OutputFolderTest, UnknownTagMakesNothingSilently) {
     EXPECT_EQ(create("0xffff0101"), "");
@@ -235,21 +233,21 @@ TEST_P(PruneTest, ErasesTheOldestButPerhapsTheFirst) {
     EXPECT_EQ(ZulService::mCompressFileCount, c.listed - c.erased);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Lists, PruneTest,
-        testing::Values(PruneCase{"KeepFirst19", "0xffffff0a", false, 19, 1, 0},
-                        PruneCase{"KeepFirst20", "0xffffff0a", false, 20, 1, 1},
-                        PruneCase{"KeepFirst21", "0xffff0101", false, 21, 1, 2},
-                        PruneCase{"KeepFirst25", "0xffff0101", false, 25, 1, 6},
-                        PruneCase{"FrontPruned19", "0xffffff07", false, 19, 0, 0},
-                        PruneCase{"FrontPruned20", "0xffffff08", false, 20, 0, 1},
-                        PruneCase{"FrontPruned25", "x0xffffff07", false, 25, 0, 6},
-                        PruneCase{"UserMode9", "0xffffff0a", true, 9, 1, 0},
-                        PruneCase{"UserMode10", "0xffffff0a", true, 10, 1, 1},
-                        PruneCase{"UserModeFrontPruned12", "0xffffff08", true, 12, 0, 3},
-                        PruneCase{"Unlimited", "0x003effff", false, 40, 0, 0},
-                        PruneCase{"UnlimitedInUserMode", "0x003e0001", true, 40, 0, 0}),
-        caseName<PruneCase>);
+const PruneCase kPruneCases[] = {
+        {"KeepFirst19", "0xffffff0a", false, 19, 1, 0},
+        {"KeepFirst20", "0xffffff0a", false, 20, 1, 1},
+        {"KeepFirst21", "0xffff0101", false, 21, 1, 2},
+        {"KeepFirst25", "0xffff0101", false, 25, 1, 6},
+        {"FrontPruned19", "0xffffff07", false, 19, 0, 0},
+        {"FrontPruned20", "0xffffff08", false, 20, 0, 1},
+        {"FrontPruned25", "x0xffffff07", false, 25, 0, 6},
+        {"UserMode9", "0xffffff0a", true, 9, 1, 0},
+        {"UserMode10", "0xffffff0a", true, 10, 1, 1},
+        {"UserModeFrontPruned12", "0xffffff08", true, 12, 0, 3},
+        {"Unlimited", "0x003effff", false, 40, 0, 0},
+        {"UnlimitedInUserMode", "0x003e0001", true, 40, 0, 0},
+};
+INSTANTIATE_TEST_SUITE_P(Lists, PruneTest, testing::ValuesIn(kPruneCases), caseName);
 
 TEST_F(OutputFolderTest, ArchiveThatCannotBeRemovedTakesItsFolderAlong) {
     admit("0xffff0101");

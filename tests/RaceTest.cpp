@@ -229,51 +229,48 @@ void callZulctl(ZulService&) {
     fclose(nowhere);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Store, RaceTest,
-        testing::Values(
-                RaceCase{"WholeStore", "/data/ZUL/a", kLink, recordSecret, makeSecret,
-                         [](ZulService&) { ZulService::cleanOldFile(); }},
-                RaceCase{"WholeStoreLastName", "/data/ZUL/a/secret", "/data/ZUL/a/link",
-                         recordSecret, makeSecret, [](ZulService&) { ZulService::cleanOldFile(); }},
-                RaceCase{"PrunedTag", kType, kLink, listPruned, nullptr,
-                         [](ZulService& service) { makeCapture(service, kTag); }},
-                RaceCase{"PrunedTagLastName", kType + "/" + kName, kType + "/link", listPruned,
-                         nullptr, [](ZulService& service) { makeCapture(service, kTag); }},
-                RaceCase{"Leftover", kType, kLink, [] { makeLeftover(kType + "/" + kName); },
-                         nullptr, [](ZulService& service) { makeCapture(service, kTag); }},
-                RaceCase{"LeftoverLastName", kType + "/" + kName, kType + "/link",
-                         [] { makeLeftover(kType + "/" + kName); }, nullptr,
-                         [](ZulService& service) { makeCapture(service, kTag); }},
-                RaceCase{"LeftoverInside", kType + "/" + kName + "/inner",
-                         kType + "/" + kName + "/link", [] { makeLeftover(kType + "/" + kName); },
-                         nullptr, [](ZulService& service) { makeCapture(service, kTag); }},
-                RaceCase{"TypeFolder", kType, kLink, [] {}, nullptr,
-                         [](ZulService& service) { makeCapture(service, kTag); }},
-                RaceCase{"StuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
-                         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr,
-                         [](ZulService& service) {
-                             ZulService::getCompressFileCount();
-                             makeCapture(service, kLogoTag);
-                         }},
-                RaceCase{"Configuration", "/data/ZUL/config", kLink, [] {},
-                         [] {
-                             makeLeftover("/data/ZUL/config");
-                             makeLeftover("/data/ZUL/config.new");
-                         },
-                         [](ZulService&) ZUL_NO_THREAD_SAFETY_ANALYSIS {
-                             ZulService::writeConfig("/data/ZUL/config", "tag:a,enable:1");
-                         }},
-                RaceCase{"Clean", kType, kLink, makeStore, nullptr, callZulctl, growHistory},
-                RaceCase{"CleanLastName", kType + "/" + kName, kType + "/link", makeStore, nullptr,
-                         callZulctl, growHistory},
-                RaceCase{"CleanInside", kType + "/" + kName + "/inner",
-                         kType + "/" + kName + "/link", makeStore, nullptr, callZulctl,
-                         growHistory},
-                RaceCase{"CleanStuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
-                         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr,
-                         callZulctl}),
-        caseName<RaceCase>);
+const RaceCase kRaceCases[] = {
+        {"WholeStore", "/data/ZUL/a", kLink, recordSecret, makeSecret,
+         [](ZulService&) { ZulService::cleanOldFile(); }},
+        {"WholeStoreLastName", "/data/ZUL/a/secret", "/data/ZUL/a/link", recordSecret, makeSecret,
+         [](ZulService&) { ZulService::cleanOldFile(); }},
+        {"PrunedTag", kType, kLink, listPruned, nullptr,
+         [](ZulService& service) { makeCapture(service, kTag); }},
+        {"PrunedTagLastName", kType + "/" + kName, kType + "/link", listPruned, nullptr,
+         [](ZulService& service) { makeCapture(service, kTag); }},
+        {"Leftover", kType, kLink, [] { makeLeftover(kType + "/" + kName); }, nullptr,
+         [](ZulService& service) { makeCapture(service, kTag); }},
+        {"LeftoverLastName", kType + "/" + kName, kType + "/link",
+         [] { makeLeftover(kType + "/" + kName); }, nullptr,
+         [](ZulService& service) { makeCapture(service, kTag); }},
+        {"LeftoverInside", kType + "/" + kName + "/inner", kType + "/" + kName + "/link",
+         [] { makeLeftover(kType + "/" + kName); }, nullptr,
+         [](ZulService& service) { makeCapture(service, kTag); }},
+        {"TypeFolder", kType, kLink, [] {}, nullptr,
+         [](ZulService& service) { makeCapture(service, kTag); }},
+        {"StuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
+         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr,
+         [](ZulService& service) {
+             ZulService::getCompressFileCount();
+             makeCapture(service, kLogoTag);
+         }},
+        {"Configuration", "/data/ZUL/config", kLink, [] {},
+         [] {
+             makeLeftover("/data/ZUL/config");
+             makeLeftover("/data/ZUL/config.new");
+         },
+         [](ZulService&) ZUL_NO_THREAD_SAFETY_ANALYSIS {
+             ZulService::writeConfig("/data/ZUL/config", "tag:a,enable:1");
+         }},
+        {"Clean", kType, kLink, makeStore, nullptr, callZulctl, growHistory},
+        {"CleanLastName", kType + "/" + kName, kType + "/link", makeStore, nullptr, callZulctl,
+         growHistory},
+        {"CleanInside", kType + "/" + kName + "/inner", kType + "/" + kName + "/link", makeStore,
+         nullptr, callZulctl, growHistory},
+        {"CleanStuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
+         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr, callZulctl},
+};
+INSTANTIATE_TEST_SUITE_P(Store, RaceTest, testing::ValuesIn(kRaceCases), caseName);
 
 /** Runs as the other user. */
 void asOther(const std::function<void()>& act) {

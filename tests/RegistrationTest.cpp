@@ -192,47 +192,32 @@ TEST_P(StartTest, FindsTheEngineAndRegistersAsItAsks) {
     EXPECT_EXIT(startAndTell(c), testing::ExitedWithCode(0), testing::Eq(expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Engines, StartTest,
-        testing::Values(
-                EngineCase{"HidlThere", false, 0, 3, true, true, 0, 3,
-                           "D hwbinder thread number=3\n"},
-                EngineCase{"HidlLate", false, 4, 1, true, false, 0, 1, ""},
-                EngineCase{"HidlAtTheLastLookUp", false, 10, 1, true, false, 0, 1, ""},
-                EngineCase{"HidlNever", false, -1, 1, true, true, -1, 0,
-                           "E service is still nullptr after 10 attempts, return -1\n"},
-                EngineCase{"HidlNone", false, 0, 0, true, true, 0, 0,
-                           "D hwbinder thread number=0\n"},
-                EngineCase{"HidlNegative", false, 0, -1, true, true, 0, 0,
-                           "D hwbinder thread number=-1\n"},
-                EngineCase{
-                        "HidlGivesNoNumber",
-                        false,
-                        0,
-                        {},
-                        true,
-                        true,
-                        -1,
-                        0,
-                        "E engine gave no thread number: Status(EX_TRANSACTION_FAILED): error 0\n"},
-                EngineCase{"HidlTakesNone", false, 0, 2, false, false, 0, 2, ""},
-                EngineCase{"AidlThere", true, 0, 3, true, true, 0, 3,
-                           "D aidlbinder thread number=3\n"},
-                EngineCase{"AidlLate", true, 9, 2, true, false, 0, 2, ""},
-                EngineCase{"AidlNever", true, -1, 1, true, true, -1, 0, ""},
-                EngineCase{"AidlNegative", true, 0, -1, true, true, 0, 0,
-                           "D aidlbinder thread number=-1\n"},
-                EngineCase{"AidlGivesNoNumber",
-                           true,
-                           0,
-                           {},
-                           false,
-                           true,
-                           0,
-                           0,
-                           "D aidlbinder thread number=0\n"},
-                EngineCase{"AidlFailsButCounts", true, 0, 2, false, false, 0, 2, ""}),
-        caseName<EngineCase>);
+const EngineCase kEngineCases[] = {
+        {"HidlThere", false, 0, 3, true, true, 0, 3, "D hwbinder thread number=3\n"},
+        {"HidlLate", false, 4, 1, true, false, 0, 1, ""},
+        {"HidlAtTheLastLookUp", false, 10, 1, true, false, 0, 1, ""},
+        {"HidlNever", false, -1, 1, true, true, -1, 0,
+         "E service is still nullptr after 10 attempts, return -1\n"},
+        {"HidlNone", false, 0, 0, true, true, 0, 0, "D hwbinder thread number=0\n"},
+        {"HidlNegative", false, 0, -1, true, true, 0, 0, "D hwbinder thread number=-1\n"},
+        {"HidlGivesNoNumber",
+         false,
+         0,
+         {},
+         true,
+         true,
+         -1,
+         0,
+         "E engine gave no thread number: Status(EX_TRANSACTION_FAILED): error 0\n"},
+        {"HidlTakesNone", false, 0, 2, false, false, 0, 2, ""},
+        {"AidlThere", true, 0, 3, true, true, 0, 3, "D aidlbinder thread number=3\n"},
+        {"AidlLate", true, 9, 2, true, false, 0, 2, ""},
+        {"AidlNever", true, -1, 1, true, true, -1, 0, ""},
+        {"AidlNegative", true, 0, -1, true, true, 0, 0, "D aidlbinder thread number=-1\n"},
+        {"AidlGivesNoNumber", true, 0, {}, false, true, 0, 0, "D aidlbinder thread number=0\n"},
+        {"AidlFailsButCounts", true, 0, 2, false, false, 0, 2, ""},
+};
+INSTANTIATE_TEST_SUITE_P(Engines, StartTest, testing::ValuesIn(kEngineCases), caseName);
 
 }  // namespace
 }  // namespace zul::test

@@ -53,13 +53,11 @@ TEST_P(LimitTest, IsCappedAndFixedForUsers) {
     EXPECT_EQ(ZulService::mCompressFileLimit, GetParam().limit);
 }
 
-INSTANTIATE_TEST_SUITE_P(Limits, LimitTest,
-                         testing::Values(LimitCase{"Unset", false, "", 400},
-                                         LimitCase{"Large", false, "1000", 400},
-                                         LimitCase{"Small", false, "50", 50},
-                                         LimitCase{"Negative", false, "-3", -3},
-                                         LimitCase{"User", true, "50", 200}),
-                         caseName<LimitCase>);
+const LimitCase kLimitCases[] = {
+        {"Unset", false, "", 400},     {"Large", false, "1000", 400}, {"Small", false, "50", 50},
+        {"Negative", false, "-3", -3}, {"User", true, "50", 200},
+};
+INSTANTIATE_TEST_SUITE_P(Limits, LimitTest, testing::ValuesIn(kLimitCases), caseName);
 
 using StartUpTest = TableTest<bool, RetentionTest>;
 
@@ -163,16 +161,13 @@ TEST_P(CleanTest, SelectsTheLineByHowFarTheCountIsOver) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Lines, CleanTest,
-                         testing::Values(CleanCase{"ThirdLine", "", 402, 400, 3},
-                                         CleanCase{"SpecialsCount", "2", 400, 400, 3},
-                                         CleanCase{"FirstLine", "", 400, 400, 1},
-                                         CleanCase{"LastLine", "", 404, 400, 5},
-                                         CleanCase{"BehindTheEnd", "", 405, 400, 0},
-                                         CleanCase{"Zero", "", 399, 400, 0},
-                                         CleanCase{"NegativeSpecials", "-9", 402, 400, 0},
-                                         CleanCase{"FarBehind", "2147483647", 402, 400, 0}),
-                         caseName<CleanCase>);
+const CleanCase kCleanCases[] = {
+        {"ThirdLine", "", 402, 400, 3},          {"SpecialsCount", "2", 400, 400, 3},
+        {"FirstLine", "", 400, 400, 1},          {"LastLine", "", 404, 400, 5},
+        {"BehindTheEnd", "", 405, 400, 0},       {"Zero", "", 399, 400, 0},
+        {"NegativeSpecials", "-9", 402, 400, 0}, {"FarBehind", "2147483647", 402, 400, 0},
+};
+INSTANTIATE_TEST_SUITE_P(Lines, CleanTest, testing::ValuesIn(kCleanCases), caseName);
 
 TEST_F(RetentionTest, ArchiveThatIsGoneChangesNoCount) {
     writeHistory(3);
@@ -210,21 +205,19 @@ TEST_P(HistoryLineTest, ArchiveIsTheThirdPiece) {
     EXPECT_EQ(mLog.take().front(), std::string("D remove old file:filename=") + c.archive);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Lines, HistoryLineTest,
-        testing::Values(LineCase{"Plain", "a|b|/c|d\n", 1, "/c"},
-                        LineCase{"EmptyPiecesDoNotCount", "||a||b|/c|d\n", 1, "/c"},
-                        LineCase{"LineEndBelongsToTheLastPiece", "a|b|/c\n", 1, "/c\n"},
-                        LineCase{"TwoPieces", "a|b\n", 1, ""},
-                        LineCase{"EmptyLine", "\na|b|/c|d\n", 1, ""},
-                        LineCase{"NoLineEndAtTheEnd", "x\na|b|/c", 2, "/c"},
-                        // 300 characters are two reads, of 255 and of 45.
-                        LineCase{"LongLineCountsTwice", std::string(300, 'x') + "\na|b|/c|d\n", 3,
-                                 "/c"},
-                        LineCase{"EndsInItsArchive", "a|b|/" + std::string(251, 'c') + "|d\n", 1,
-                                 kFirstRead.c_str()},
-                        LineCase{"RestOfALongLine", std::string(255, 'x') + "a|b|/c|d\n", 2, "/c"}),
-        caseName<LineCase>);
+const LineCase kLineCases[] = {
+        {"Plain", "a|b|/c|d\n", 1, "/c"},
+        {"EmptyPiecesDoNotCount", "||a||b|/c|d\n", 1, "/c"},
+        {"LineEndBelongsToTheLastPiece", "a|b|/c\n", 1, "/c\n"},
+        {"TwoPieces", "a|b\n", 1, ""},
+        {"EmptyLine", "\na|b|/c|d\n", 1, ""},
+        {"NoLineEndAtTheEnd", "x\na|b|/c", 2, "/c"},
+        // 300 characters are two reads, of 255 and of 45.
+        {"LongLineCountsTwice", std::string(300, 'x') + "\na|b|/c|d\n", 3, "/c"},
+        {"EndsInItsArchive", "a|b|/" + std::string(251, 'c') + "|d\n", 1, kFirstRead.c_str()},
+        {"RestOfALongLine", std::string(255, 'x') + "a|b|/c|d\n", 2, "/c"},
+};
+INSTANTIATE_TEST_SUITE_P(Lines, HistoryLineTest, testing::ValuesIn(kLineCases), caseName);
 
 TEST_F(RetentionTest, ArchiveOfTheSpecialTagLowersItsOwnCount) {
     const std::string special = "/data/ZUL/0xffff0000/1.zul";

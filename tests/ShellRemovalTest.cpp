@@ -101,31 +101,33 @@ TEST_P(RefusedRemovalTest, TouchesNothing) {
     ASSERT_EQ(chdir("/"), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Paths, RefusedRemovalTest,
-        testing::Values(RefusedCase{"Empty", ""}, RefusedCase{"Root", "/"},
-                        RefusedCase{"RootAgain", "/./"}, RefusedCase{"Relative", "victim"},
-                        RefusedCase{"Option", "-rf"},
-                        RefusedCase{"Blank", "/data/ZUL/a /data/ZUL/victim"},
-                        RefusedCase{"Tab", "/data/ZUL/a\t/data/ZUL/victim"},
-                        RefusedCase{"LineBreak", "/data/ZUL/a\nrm -rf /data/ZUL/victim"},
-                        RefusedCase{"Semicolon", "/data/ZUL/a;rm -rf victim"},
-                        RefusedCase{"Ampersand", "/data/ZUL/a&rm${IFS}victim"},
-                        RefusedCase{"Pipe", "/data/ZUL/a|rm"},
-                        RefusedCase{"Substitution", "/data/ZUL/$(rm -rf victim)"},
-                        RefusedCase{"Backquotes", "/data/ZUL/`rm -rf victim`"},
-                        RefusedCase{"Variable", "/data/ZUL/$PWD"},
-                        RefusedCase{"SingleQuote", "/data/ZUL/vic'tim'"},
-                        RefusedCase{"DoubleQuote", "/data/ZUL/\"victim\""},
-                        RefusedCase{"Backslash", "/data/ZUL/vic\\tim"},
-                        RefusedCase{"Glob", "/data/ZUL/vic*"},
-                        RefusedCase{"QuestionMark", "/data/ZUL/victi?"},
-                        RefusedCase{"Brackets", "/data/ZUL/victi[m]"},
-                        RefusedCase{"Braces", "/data/ZUL/{victim,b}"},
-                        RefusedCase{"Redirection", "/data/ZUL/a>victim/file"},
-                        RefusedCase{"Upwards", "/data/ZUL/a/../victim"},
-                        RefusedCase{"UpwardsAtTheEnd", "/data/ZUL/a/.."}),
-        caseName<RefusedCase>);
+const RefusedCase kRefusedCases[] = {
+        {"Empty", ""},
+        {"Root", "/"},
+        {"RootAgain", "/./"},
+        {"Relative", "victim"},
+        {"Option", "-rf"},
+        {"Blank", "/data/ZUL/a /data/ZUL/victim"},
+        {"Tab", "/data/ZUL/a\t/data/ZUL/victim"},
+        {"LineBreak", "/data/ZUL/a\nrm -rf /data/ZUL/victim"},
+        {"Semicolon", "/data/ZUL/a;rm -rf victim"},
+        {"Ampersand", "/data/ZUL/a&rm${IFS}victim"},
+        {"Pipe", "/data/ZUL/a|rm"},
+        {"Substitution", "/data/ZUL/$(rm -rf victim)"},
+        {"Backquotes", "/data/ZUL/`rm -rf victim`"},
+        {"Variable", "/data/ZUL/$PWD"},
+        {"SingleQuote", "/data/ZUL/vic'tim'"},
+        {"DoubleQuote", "/data/ZUL/\"victim\""},
+        {"Backslash", "/data/ZUL/vic\\tim"},
+        {"Glob", "/data/ZUL/vic*"},
+        {"QuestionMark", "/data/ZUL/victi?"},
+        {"Brackets", "/data/ZUL/victi[m]"},
+        {"Braces", "/data/ZUL/{victim,b}"},
+        {"Redirection", "/data/ZUL/a>victim/file"},
+        {"Upwards", "/data/ZUL/a/../victim"},
+        {"UpwardsAtTheEnd", "/data/ZUL/a/.."},
+};
+INSTANTIATE_TEST_SUITE_P(Paths, RefusedRemovalTest, testing::ValuesIn(kRefusedCases), caseName);
 
 TEST_F(ShellRemovalTest, PlainPathsGoWhole) {
     for (const std::string path : {"/data/ZUL/a_2025_03_04_-5.zul", "/data/ZUL/\xc3\xa4_1",

@@ -34,22 +34,22 @@ TEST_P(CopyVndFileTest, RewritesAndRequests) {
     EXPECT_EQ(requests(), GetParam().requested);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Lists, CopyVndFileTest,
-        testing::Values(CopyCase{"Empty", "", "", "--"}, CopyCase{"Other", "/a;/b", "/a;/b", "--"},
-                        CopyCase{"Fatal", "/system/a.txt;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg",
-                                 "/system/a.txt;/data/ZUL/db.fatal.08.EE.dbg", "1-"},
-                        CopyCase{"Scp", "/v/fatal.scp.00.dbg", "/data/ZUL/fatal.scp.00.dbg", "1-"},
-                        CopyCase{"Connsys", "/v/db.fatal.connsysdump.dbg",
-                                 "/data/ZUL/db.fatal.connsysdump.dbg", "-1"},
-                        CopyCase{"ConnsysFile", "/v/fatal.connsysdump.00.dbg/;/b;",
-                                 "/data/ZUL/fatal.connsysdump.00.dbg;/b", "-1"},
-                        CopyCase{"NameInAFolder", "/db.fatal.08.EE.dbg/x", "/data/ZUL/x", "1-"},
-                        CopyCase{"BothInOnePath", "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg",
-                                 "/data/ZUL/fatal.connsysdump.00.dbg", "11"},
-                        CopyCase{"EmptyFirstPathLeavesNoTrace", ";/a", "/a", "--"},
-                        CopyCase{"EmptyLaterPathStays", "/a;;/b", "/a;;/b", "--"}),
-        caseName<CopyCase>);
+const CopyCase kCopyCases[] = {
+        {"Empty", "", "", "--"},
+        {"Other", "/a;/b", "/a;/b", "--"},
+        {"Fatal", "/system/a.txt;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg",
+         "/system/a.txt;/data/ZUL/db.fatal.08.EE.dbg", "1-"},
+        {"Scp", "/v/fatal.scp.00.dbg", "/data/ZUL/fatal.scp.00.dbg", "1-"},
+        {"Connsys", "/v/db.fatal.connsysdump.dbg", "/data/ZUL/db.fatal.connsysdump.dbg", "-1"},
+        {"ConnsysFile", "/v/fatal.connsysdump.00.dbg/;/b;", "/data/ZUL/fatal.connsysdump.00.dbg;/b",
+         "-1"},
+        {"NameInAFolder", "/db.fatal.08.EE.dbg/x", "/data/ZUL/x", "1-"},
+        {"BothInOnePath", "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg",
+         "/data/ZUL/fatal.connsysdump.00.dbg", "11"},
+        {"EmptyFirstPathLeavesNoTrace", ";/a", "/a", "--"},
+        {"EmptyLaterPathStays", "/a;;/b", "/a;;/b", "--"},
+};
+INSTANTIATE_TEST_SUITE_P(Lists, CopyVndFileTest, testing::ValuesIn(kCopyCases), caseName);
 
 struct ExistCase {
     const char* name;
@@ -87,17 +87,17 @@ const std::string kScp = "/data/ZUL/fatal.scp.00.dbg";
 const std::string kSealed = "/data/ZUL/sealed.fatal.scp.00.dbg";
 const std::string kBoth = "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg";
 
-INSTANTIATE_TEST_SUITE_P(
-        Lists, VndFileExistTest,
-        testing::Values(ExistCase{"Empty", "", false, "11", ""},
-                        ExistCase{"OthersAlone", "/a;/b", false, "11", ""},
-                        ExistCase{"Fatal", "/a;" + kFatal, true, "01", ""},
-                        ExistCase{"Both", kFatal + ";" + kConnsys, true, "00", ""},
-                        ExistCase{"FirstMissing", kScp + ";" + kConnsys, false, "01", kScp},
-                        ExistCase{"CannotBeOpened", kSealed, false, "01", kSealed},
-                        ExistCase{"SecondMissing", kConnsys + ";" + kScp, false, "00", kScp},
-                        ExistCase{"BothNamesTakeBackTheFatalOne", kBoth, false, "01", kBoth}),
-        caseName<ExistCase>);
+const ExistCase kExistCases[] = {
+        {"Empty", "", false, "11", ""},
+        {"OthersAlone", "/a;/b", false, "11", ""},
+        {"Fatal", "/a;" + kFatal, true, "01", ""},
+        {"Both", kFatal + ";" + kConnsys, true, "00", ""},
+        {"FirstMissing", kScp + ";" + kConnsys, false, "01", kScp},
+        {"CannotBeOpened", kSealed, false, "01", kSealed},
+        {"SecondMissing", kConnsys + ";" + kScp, false, "00", kScp},
+        {"BothNamesTakeBackTheFatalOne", kBoth, false, "01", kBoth},
+};
+INSTANTIATE_TEST_SUITE_P(Lists, VndFileExistTest, testing::ValuesIn(kExistCases), caseName);
 
 }  // namespace
 }  // namespace zul::test

@@ -19,13 +19,13 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-/** ERROR or warning, RECORD.ITEM, CODE. */
-std::vector<std::string> findingsOf(const std::string& text) {
-    std::vector<std::string> all;
+/** ERROR or warning, RECORD.ITEM, CODE; the next one behind a comma. */
+std::string findingsOf(const std::string& text) {
+    std::string all;
     for (const ConfigFinding& finding : checkConfig(text).findings) {
-        all.push_back(std::string(finding.isError ? "ERROR " : "warning ") +
-                      std::to_string(finding.record) + "." + std::to_string(finding.item) + " " +
-                      finding.code);
+        all += (all.empty() ? "" : ", ") + std::string(finding.isError ? "ERROR " : "warning ") +
+               std::to_string(finding.record) + "." + std::to_string(finding.item) + " " +
+               finding.code;
     }
     return all;
 }
@@ -33,7 +33,7 @@ std::vector<std::string> findingsOf(const std::string& text) {
 struct FindingCase {
     const char* name;
     std::string text;
-    std::vector<std::string> findings;
+    const char* findings = "";
 };
 
 class FindingTest : public testing::TestWithParam<FindingCase> {};
@@ -48,117 +48,67 @@ std::string ofSize(size_t bytes) {
     return start + std::string(bytes - start.size(), 'x');
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Texts, FindingTest,
-        testing::Values(
-                FindingCase{"Nothing", "", {}},
-                FindingCase{
-                        "Fine", "tag:0xffff0101,enable:1,flag:0x4,cmds:ps -A,paths:;/data/a", {}},
-                FindingCase{
-                        "FineByItsOtherNames", "tag:0xffff0101,cmd:ps,path:;/a|tag:0xffff0102", {}},
-                FindingCase{"KeywordInAValue",
-                            "tag:0xffff0101,cmds:getprop ro.build.tags",
-                            {"ERROR 1.2 keyword-in-value", "warning 1.2 set-twice"}},
-                FindingCase{"KeywordBehindItsOwn", "tag:0xffff01_path,cmds:ls /path", {}},
-                FindingCase{"PackageWithATag",
-                            "tag:0xffff0101,pkgname:com.vintage",
-                            {"ERROR 1.2 keyword-in-value", "warning 1.2 set-twice"}},
-                FindingCase{"UnknownKey", "tag:0xffff0101,flags:0x4", {"warning 1.2 unknown-key"}},
-                FindingCase{"NoKey", "tag:0xffff0101,Enable:1", {"warning 1.2 ignored"}},
-                FindingCase{"EmptyItem", "tag:0xffff0101,,enable:1", {"warning 1.2 ignored"}},
-                FindingCase{"ColonInAValue",
-                            "tag:0xffff0101,cmds:logcat -s a:V",
-                            {"ERROR 1.2 colon-in-value"}},
-                FindingCase{
-                        "ColonAtTheEnd", "tag:0xffff0101,cmds:ps:", {"ERROR 1.2 colon-in-value"}},
-                FindingCase{"NoColon", "tag:0xffff0101,cmds", {"ERROR 1.2 no-value"}},
-                FindingCase{
-                        "NothingBehindTheColon", "tag:0xffff0101,cmds:", {"ERROR 1.2 no-value"}},
-                FindingCase{"SetTwice",
-                            "tag:0xffff0101,cmds:a,cmds:b,cmds:b",
-                            {"warning 1.3 set-twice"}},
-                FindingCase{"Enable", "tag:0xffff0101,enable:true", {"ERROR 1.2 enable-value"}},
-                FindingCase{
-                        "EnableWithABlank", "tag:0xffff0101,enable: 1", {"ERROR 1.2 enable-value"}},
-                FindingCase{"BlankInATag", "tag: 0xffff0101", {"warning 1.1 blank-in-tag"}},
-                FindingCase{"NoSeparator",
-                            "tag:0xffff0101,paths:/data/a",
-                            {"warning 1.2 no-separator"}},
-                FindingCase{"NoNumber", "tag:0xffff0101,flag:x", {"ERROR 1.2 no-number"}},
-                FindingCase{"TooLarge",
-                            "tag:0xffff0101,flag:0x8000000000000000",
-                            {"ERROR 1.2 number-too-large"}},
-                FindingCase{
-                        "TextBehindANumber",
-                        "tag:0xffff0101,flag:0x4|0x8",
-                        {"warning 2.1 ignored", "ERROR 2.0 empty-tag", "ERROR 2.0 replaces-other"}},
-                FindingCase{
-                        "TextBehind", "tag:0xffff0101,flag:4 8", {"ERROR 1.2 text-behind-number"}},
-                FindingCase{"EightInAnOctal",
-                            "tag:0xffff0101,flag:08",
-                            {"ERROR 1.2 text-behind-number"}},
-                FindingCase{"Octal", "tag:0xffff0101,flag:010", {"warning 1.2 octal"}},
-                FindingCase{"OctalOfOneDigit", "tag:0xffff0101,flag:04|tag:0xffff0102,flag:0", {}},
-                FindingCase{"NegativeHasUnnamedBits",
-                            "tag:0xffff0101,flag:-1",
-                            {"warning 1.0 unnamed-bits"}},
-                FindingCase{"UnnamedInTheFullVocabulary",
-                            "tag:0xffff0101,flag:0x10000",
-                            {"warning 1.0 unnamed-bits"}},
-                FindingCase{"NamedInTheUsers", "tag:0xffffff01,flag:0x10000", {}},
-                FindingCase{"NoTag", "enable:1", {"ERROR 1.0 empty-tag"}},
-                FindingCase{"EmptyTag",
-                            "tag::,enable:1",
-                            {"ERROR 1.1 colon-in-value", "ERROR 1.0 empty-tag"}},
-                FindingCase{"EmptyRecord",
-                            "|tag:0xffff0101,cmd:x",
-                            {"ERROR 1.0 empty-tag", "ERROR 2.0 never-used"}},
-                FindingCase{"NoFolderName", "tag:a,enable:1", {"warning 1.0 no-folder-name"}},
-                FindingCase{"NoFolderNameAndNoNeed", "tag:a,cmds:b", {}},
-                FindingCase{"Package",
-                            "tag:0xffff0101,pkgname:com.example.app",
-                            {"warning 1.0 package-by-part"}},
-                FindingCase{"PackageOfOneWord", "tag:0xffff0101,pkgname:zygote", {}},
-                FindingCase{"ReplacesAnother",
-                            "tag:0xffff0401,enable:1|tag:0xffff04,enable:0",
-                            {"ERROR 2.0 replaces-other"}},
-                FindingCase{"ReplacesItself",
-                            "tag:0xffff0401,enable:1|tag:0xffff0401,enable:0",
-                            {"warning 2.0 replaces-same"}},
-                FindingCase{"NeverUsed",
-                            "tag:0xffff04,cmds:a|tag:0xffff0401,cmds:b",
-                            {"ERROR 2.0 never-used"}},
-                FindingCase{"NeverUsedButNothingIsLost",
-                            "tag:0xffff04,cmds:a|tag:0xffff0401,enable:1",
-                            {}},
-                FindingCase{"LongerTagFirst", "tag:0xffff0401,cmds:b|tag:0xffff0402,cmds:a", {}},
-                FindingCase{"LocksUpdatesOut",
-                            "tag:0xffffffff,enable:0",
-                            {"ERROR 0.0 locks-updates-out"}},
-                FindingCase{"LocksUpdatesOutByAShorterTag",
-                            "tag:0xffffffff,enable:0|tag:0xffffff,enable:1",
-                            {"ERROR 2.0 replaces-other"}},
-                FindingCase{"UnlocksUpdatesAgain",
-                            "tag:0xffffffff,enable:0|tag:0xffffffff,enable:1",
-                            {"warning 2.0 replaces-same"}},
-                FindingCase{"LineBreak", "tag:0xffff0101,\nenable:1\n", {"warning 0.0 line-break"}},
-                FindingCase{"LongestArgument",
-                            "tag:0xffff0101,cmds:" + std::string(128 * 1024 - 1, 'a'),
-                            {}},
-                FindingCase{"TooLongForAnArgument",
-                            "tag:0xffff0101,paths:;,cmds:" + std::string(128 * 1024 - 1, 'a'),
-                            {"ERROR 1.0 too-long"}},
-                FindingCase{"LargestCall", ofSize(500 * 1024), {"warning 1.2 ignored"}},
-                FindingCase{"TooLargeForACall",
-                            ofSize(500 * 1024 + 1),
-                            {"warning 1.2 ignored", "ERROR 0.0 too-large"}},
-                FindingCase{"LargestForTheStart",
-                            ofSize(4 << 20),
-                            {"warning 1.2 ignored", "ERROR 0.0 too-large"}},
-                FindingCase{"TooLargeForTheStart",
-                            ofSize((4 << 20) + 1),
-                            {"warning 1.2 ignored", "ERROR 0.0 too-large"}}),
-        [](const auto& info) { return info.param.name; });
+const FindingCase kFindingCases[] = {
+        {"Nothing", ""},
+        {"Fine", "tag:0xffff0101,enable:1,flag:0x4,cmds:ps -A,paths:;/data/a"},
+        {"FineByItsOtherNames", "tag:0xffff0101,cmd:ps,path:;/a|tag:0xffff0102"},
+        {"KeywordInAValue", "tag:0xffff0101,cmds:getprop ro.build.tags",
+         "ERROR 1.2 keyword-in-value, warning 1.2 set-twice"},
+        {"KeywordBehindItsOwn", "tag:0xffff01_path,cmds:ls /path"},
+        {"PackageWithATag", "tag:0xffff0101,pkgname:com.vintage",
+         "ERROR 1.2 keyword-in-value, warning 1.2 set-twice"},
+        {"UnknownKey", "tag:0xffff0101,flags:0x4", "warning 1.2 unknown-key"},
+        {"NoKey", "tag:0xffff0101,Enable:1", "warning 1.2 ignored"},
+        {"EmptyItem", "tag:0xffff0101,,enable:1", "warning 1.2 ignored"},
+        {"ColonInAValue", "tag:0xffff0101,cmds:logcat -s a:V", "ERROR 1.2 colon-in-value"},
+        {"ColonAtTheEnd", "tag:0xffff0101,cmds:ps:", "ERROR 1.2 colon-in-value"},
+        {"NoColon", "tag:0xffff0101,cmds", "ERROR 1.2 no-value"},
+        {"NothingBehindTheColon", "tag:0xffff0101,cmds:", "ERROR 1.2 no-value"},
+        {"SetTwice", "tag:0xffff0101,cmds:a,cmds:b,cmds:b", "warning 1.3 set-twice"},
+        {"Enable", "tag:0xffff0101,enable:true", "ERROR 1.2 enable-value"},
+        {"EnableWithABlank", "tag:0xffff0101,enable: 1", "ERROR 1.2 enable-value"},
+        {"BlankInATag", "tag: 0xffff0101", "warning 1.1 blank-in-tag"},
+        {"NoSeparator", "tag:0xffff0101,paths:/data/a", "warning 1.2 no-separator"},
+        {"NoNumber", "tag:0xffff0101,flag:x", "ERROR 1.2 no-number"},
+        {"TooLarge", "tag:0xffff0101,flag:0x8000000000000000", "ERROR 1.2 number-too-large"},
+        {"TextBehindANumber", "tag:0xffff0101,flag:0x4|0x8",
+         "warning 2.1 ignored, ERROR 2.0 empty-tag, ERROR 2.0 replaces-other"},
+        {"TextBehind", "tag:0xffff0101,flag:4 8", "ERROR 1.2 text-behind-number"},
+        {"EightInAnOctal", "tag:0xffff0101,flag:08", "ERROR 1.2 text-behind-number"},
+        {"Octal", "tag:0xffff0101,flag:010", "warning 1.2 octal"},
+        {"OctalOfOneDigit", "tag:0xffff0101,flag:04|tag:0xffff0102,flag:0"},
+        {"NegativeHasUnnamedBits", "tag:0xffff0101,flag:-1", "warning 1.0 unnamed-bits"},
+        {"UnnamedInTheFullVocabulary", "tag:0xffff0101,flag:0x10000", "warning 1.0 unnamed-bits"},
+        {"NamedInTheUsers", "tag:0xffffff01,flag:0x10000"},
+        {"NoTag", "enable:1", "ERROR 1.0 empty-tag"},
+        {"EmptyTag", "tag::,enable:1", "ERROR 1.1 colon-in-value, ERROR 1.0 empty-tag"},
+        {"EmptyRecord", "|tag:0xffff0101,cmd:x", "ERROR 1.0 empty-tag, ERROR 2.0 never-used"},
+        {"NoFolderName", "tag:a,enable:1", "warning 1.0 no-folder-name"},
+        {"NoFolderNameAndNoNeed", "tag:a,cmds:b"},
+        {"Package", "tag:0xffff0101,pkgname:com.example.app", "warning 1.0 package-by-part"},
+        {"PackageOfOneWord", "tag:0xffff0101,pkgname:zygote"},
+        {"ReplacesAnother", "tag:0xffff0401,enable:1|tag:0xffff04,enable:0",
+         "ERROR 2.0 replaces-other"},
+        {"ReplacesItself", "tag:0xffff0401,enable:1|tag:0xffff0401,enable:0",
+         "warning 2.0 replaces-same"},
+        {"NeverUsed", "tag:0xffff04,cmds:a|tag:0xffff0401,cmds:b", "ERROR 2.0 never-used"},
+        {"NeverUsedButNothingIsLost", "tag:0xffff04,cmds:a|tag:0xffff0401,enable:1"},
+        {"LongerTagFirst", "tag:0xffff0401,cmds:b|tag:0xffff0402,cmds:a"},
+        {"LocksUpdatesOut", "tag:0xffffffff,enable:0", "ERROR 0.0 locks-updates-out"},
+        {"LocksUpdatesOutByAShorterTag", "tag:0xffffffff,enable:0|tag:0xffffff,enable:1",
+         "ERROR 2.0 replaces-other"},
+        {"UnlocksUpdatesAgain", "tag:0xffffffff,enable:0|tag:0xffffffff,enable:1",
+         "warning 2.0 replaces-same"},
+        {"LineBreak", "tag:0xffff0101,\nenable:1\n", "warning 0.0 line-break"},
+        {"LongestArgument", "tag:0xffff0101,cmds:" + std::string(128 * 1024 - 1, 'a')},
+        {"TooLongForAnArgument", "tag:0xffff0101,paths:;,cmds:" + std::string(128 * 1024 - 1, 'a'),
+         "ERROR 1.0 too-long"},
+        {"LargestCall", ofSize(500 * 1024), "warning 1.2 ignored"},
+        {"TooLargeForACall", ofSize(500 * 1024 + 1), "warning 1.2 ignored, ERROR 0.0 too-large"},
+        {"LargestForTheStart", ofSize(4 << 20), "warning 1.2 ignored, ERROR 0.0 too-large"},
+        {"TooLargeForTheStart", ofSize((4 << 20) + 1), "warning 1.2 ignored, ERROR 0.0 too-large"},
+};
+INSTANTIATE_TEST_SUITE_P(Texts, FindingTest, testing::ValuesIn(kFindingCases), caseName);
 
 struct MessageCase {
     const char* text;
@@ -289,7 +239,9 @@ TEST_F(ConfigCommandTest, ChecksAText) {
 
 struct MatchCase {
     const char* name;
-    std::vector<std::string> operands;
+    const char* tag;
+    /** Of the process; "" when it is not told. */
+    const char* package;
     /** Pushed on top of what is stored; null for nothing. */
     const char* with;
     const char* outcome;
@@ -303,59 +255,37 @@ TEST_P(ConfigMatchTest, TellsWhatTheDaemonWouldDo) {
     store("tag:0xffff04,enable:1,pkgname:com.a.b,flag:4,cmds:ps,paths:;/a|tag:0xffff0505,enable:0|"
           "tag:0xffff0707,enable:1",
           "0xffff0401|x\n0xffff0505|y\n0xffff0606|z\n0xffffffff|\nnone\n");
-    std::vector<std::string> words = {"config", "match"};
-    words.insert(words.end(), c.operands.begin(), c.operands.end());
+    std::vector<std::string> words = {"config", "match", c.tag};
+    if (*c.package != '\0') words.emplace_back(c.package);
     if (c.with != nullptr) {
         write("/text", c.with);
         words.push_back("--with=" + at("/text"));
     }
     const Result result = onCopy(words);
-    EXPECT_EQ(result.out.substr(0, result.out.find('\n')), c.operands[0] + ": " + c.outcome);
+    EXPECT_EQ(result.out.substr(0, result.out.find('\n')), std::string(c.tag) + ": " + c.outcome);
     EXPECT_EQ(result.status, c.status);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Events, ConfigMatchTest,
-        testing::Values(
-                MatchCase{"Passes", {"0xffff0401", "com.a.b"}, nullptr, "passes", 0},
-                MatchCase{"NoPackageTold", {"0xffff0401"}, nullptr, "passes", 0},
-                MatchCase{"PackageIsAPart",
-                          {"0xffff0401", "com.a"},
-                          nullptr,
-                          "passes: the package is a part of the pkgname",
-                          0},
-                MatchCase{"OtherPackage",
-                          {"0xffff0401", "com.a.b.c"},
-                          nullptr,
-                          "refused: other package",
-                          1},
-                MatchCase{"NoEntry",
-                          {"0xffff0606"},
-                          nullptr,
-                          "passes, and no entry counts for it",
-                          1},
-                MatchCase{"NotInTheFile", {"0xffff0999"}, nullptr, "refused: no legal tag", 1},
-                MatchCase{"LineWithoutABarIsNoTag", {"none"}, nullptr, "refused: no legal tag", 1},
-                MatchCase{"MadeIllegal", {"0xffff0505"}, nullptr, "refused: no legal tag", 1},
-                MatchCase{"MadeLegal", {"0xffff0707"}, nullptr, "passes", 0},
-                MatchCase{"Update", {"0xffffffff"}, nullptr, "updates the configuration", 1},
-                MatchCase{"WithAReplacement",
-                          {"0xffff0401", "com.c"},
-                          "tag:0xffff04,enable:1,pkgname:com.c",
-                          "passes",
-                          0},
-                MatchCase{"WithWhatMakesItIllegal",
-                          {"0xffff0606"},
-                          "tag:0xffff0606,enable:0",
-                          "refused: no legal tag",
-                          1},
-                // The entry that made it legal is gone, the tag stays.
-                MatchCase{"WithWhatReplacesItsEntry",
-                          {"0xffff0707"},
-                          "tag:0xffff07,enable:0",
-                          "passes",
-                          0}),
-        [](const auto& info) { return info.param.name; });
+const MatchCase kMatchCases[] = {
+        {"Passes", "0xffff0401", "com.a.b", nullptr, "passes", 0},
+        {"NoPackageTold", "0xffff0401", "", nullptr, "passes", 0},
+        {"PackageIsAPart", "0xffff0401", "com.a", nullptr,
+         "passes: the package is a part of the pkgname", 0},
+        {"OtherPackage", "0xffff0401", "com.a.b.c", nullptr, "refused: other package", 1},
+        {"NoEntry", "0xffff0606", "", nullptr, "passes, and no entry counts for it", 1},
+        {"NotInTheFile", "0xffff0999", "", nullptr, "refused: no legal tag", 1},
+        {"LineWithoutABarIsNoTag", "none", "", nullptr, "refused: no legal tag", 1},
+        {"MadeIllegal", "0xffff0505", "", nullptr, "refused: no legal tag", 1},
+        {"MadeLegal", "0xffff0707", "", nullptr, "passes", 0},
+        {"Update", "0xffffffff", "", nullptr, "updates the configuration", 1},
+        {"WithAReplacement", "0xffff0401", "com.c", "tag:0xffff04,enable:1,pkgname:com.c", "passes",
+         0},
+        {"WithWhatMakesItIllegal", "0xffff0606", "", "tag:0xffff0606,enable:0",
+         "refused: no legal tag", 1},
+        // The entry that made it legal is gone, the tag stays.
+        {"WithWhatReplacesItsEntry", "0xffff0707", "", "tag:0xffff07,enable:0", "passes", 0},
+};
+INSTANTIATE_TEST_SUITE_P(Events, ConfigMatchTest, testing::ValuesIn(kMatchCases), caseName);
 
 TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
     store("tag:0xffff04,flag:4,cmds:ps,paths:;/a", "0xffff0401|");

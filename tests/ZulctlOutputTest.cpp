@@ -22,27 +22,25 @@ TEST_P(TextTest, IsSafeForATerminalAndForJson) {
               "{\"v\":1,\"t" + GetParam().json + "}");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Texts, TextTest,
-        testing::Values(
-                TextCase{"Plain", "a \"b\" ~", "a \"b\" ~", "\":\"a \\\"b\\\" ~\""},
-                TextCase{"Utf8", "\u00e4\u20ac\U0001f600", "\u00e4\u20ac\U0001f600",
-                         "\":\"\u00e4\u20ac\U0001f600\""},
-                TextCase{"Backslash", "\\n", "\\\\n", "\":\"\\\\n\""},
-                TextCase{"LineBreak", "a\nb", "a\\nb", "\":\"a\\u000ab\""},
-                TextCase{"Escape", "\x1b[2J", "\\x1b[2J", "\":\"\\u001b[2J\""},
-                TextCase{"Nul", std::string(1, '\0'), "\\x00", "\":\"\\u0000\""},
-                TextCase{"Delete", "\x7f", "\\x7f", "\":\"\\u007f\""},
-                TextCase{"OneByteControlSequence", "\u009b2J", "\\xc2\\x9b2J", "\":\"\\u009b2J\""},
-                TextCase{"TurnedAround", "\u202egnp", "\\xe2\\x80\\xaegnp", "\":\"\\u202egnp\""},
-                TextCase{"NoUtf8", "a\xff", "a\\xff", "_hex\":\"61ff\""},
-                TextCase{"CutOff", "\xe2\x82", "\\xe2\\x82", "_hex\":\"e282\""},
-                TextCase{"TooLong", "\xc0\xaf", "\\xc0\\xaf", "_hex\":\"c0af\""},
-                TextCase{"TooLongOfThree", "\xe0\x80\xaf", "\\xe0\\x80\\xaf", "_hex\":\"e080af\""},
-                TextCase{"Surrogate", "\xed\xa0\x80", "\\xed\\xa0\\x80", "_hex\":\"eda080\""},
-                TextCase{"BehindTheLast", "\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80",
-                         "_hex\":\"f4908080\""}),
-        [](const auto& info) { return info.param.name; });
+const TextCase kTextCases[] = {
+        {"Plain", "a \"b\" ~", "a \"b\" ~", "\":\"a \\\"b\\\" ~\""},
+        {"Utf8", "\u00e4\u20ac\U0001f600", "\u00e4\u20ac\U0001f600",
+         "\":\"\u00e4\u20ac\U0001f600\""},
+        {"Backslash", "\\n", "\\\\n", "\":\"\\\\n\""},
+        {"LineBreak", "a\nb", "a\\nb", "\":\"a\\u000ab\""},
+        {"Escape", "\x1b[2J", "\\x1b[2J", "\":\"\\u001b[2J\""},
+        {"Nul", std::string(1, '\0'), "\\x00", "\":\"\\u0000\""},
+        {"Delete", "\x7f", "\\x7f", "\":\"\\u007f\""},
+        {"OneByteControlSequence", "\u009b2J", "\\xc2\\x9b2J", "\":\"\\u009b2J\""},
+        {"TurnedAround", "\u202egnp", "\\xe2\\x80\\xaegnp", "\":\"\\u202egnp\""},
+        {"NoUtf8", "a\xff", "a\\xff", "_hex\":\"61ff\""},
+        {"CutOff", "\xe2\x82", "\\xe2\\x82", "_hex\":\"e282\""},
+        {"TooLong", "\xc0\xaf", "\\xc0\\xaf", "_hex\":\"c0af\""},
+        {"TooLongOfThree", "\xe0\x80\xaf", "\\xe0\\x80\\xaf", "_hex\":\"e080af\""},
+        {"Surrogate", "\xed\xa0\x80", "\\xed\\xa0\\x80", "_hex\":\"eda080\""},
+        {"BehindTheLast", "\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80", "_hex\":\"f4908080\""},
+};
+INSTANTIATE_TEST_SUITE_P(Texts, TextTest, testing::ValuesIn(kTextCases), caseName);
 
 TEST(SizeTest, HasTwoOrThreeDigitsAndAUnit) {
     const std::pair<uint64_t, const char*> cases[] = {

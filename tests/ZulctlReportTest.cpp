@@ -49,20 +49,21 @@ TEST_P(AxisTest, CutsOutLongPauses) {
     EXPECT_DOUBLE_EQ(axis.at(INT64_MAX), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Report, AxisTest,
-        testing::Values(AxisCase{"Nothing", {}, {}}, AxisCase{"OneMoment", {5}, {5}},
-                        AxisCase{"EvenlySpread", {0, 10, 20, 30, 40}, {0}},
-                        AxisCase{"AnyOrder", {40, 0, 20, 10, 30}, {0}},
-                        AxisCase{"OneNight", {0, 3, 600, 603}, {0, 600}},
-                        AxisCase{"NightAndWeeks", {0, 3, 600, 603, 90000}, {0, 600, 90000}},
-                        AxisCase{"ShortPause", {0, 2}, {0}},
-                        AxisCase{"NoMoreThanTwelveCuts",
-                                 {0, 3, 12, 39, 120, 363, 1092, 3279, 9840, 29523, 88572, 265719,
-                                  797160, 2391483, 7174452, 21523359},
-                                 {0, 120, 363, 1092, 3279, 9840, 29523, 88572, 265719, 797160,
-                                  2391483, 7174452, 21523359}}),
-        testing::PrintToStringParamName());
+const AxisCase kAxisCases[] = {
+        {"Nothing", {}, {}},
+        {"OneMoment", {5}, {5}},
+        {"EvenlySpread", {0, 10, 20, 30, 40}, {0}},
+        {"AnyOrder", {40, 0, 20, 10, 30}, {0}},
+        {"OneNight", {0, 3, 600, 603}, {0, 600}},
+        {"NightAndWeeks", {0, 3, 600, 603, 90000}, {0, 600, 90000}},
+        {"ShortPause", {0, 2}, {0}},
+        {"NoMoreThanTwelveCuts",
+         {0, 3, 12, 39, 120, 363, 1092, 3279, 9840, 29523, 88572, 265719, 797160, 2391483, 7174452,
+          21523359},
+         {0, 120, 363, 1092, 3279, 9840, 29523, 88572, 265719, 797160, 2391483, 7174452, 21523359}},
+};
+INSTANTIATE_TEST_SUITE_P(Report, AxisTest, testing::ValuesIn(kAxisCases),
+                         testing::PrintToStringParamName());
 
 TEST(TimeAxisTest, AMomentStandsInTheMiddleOfItsPiece) {
     const TimeAxis axis({{7, 7}, {kMinute * 1000, kMinute * 1000}});

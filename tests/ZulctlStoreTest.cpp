@@ -285,20 +285,13 @@ TEST_P(BadHistoryTest, WhatLiesOnDiskIsShownAllTheSame) {
     EXPECT_THAT(result.out, HasSubstr("0xffff0101  present "));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Kinds, BadHistoryTest,
-        testing::Values(BadHistory{"Link",
-                                   [](const std::string& path) {
-                                       (void)!symlink("/etc/passwd", path.c_str());
-                                   },
-                                   "Too many"},
-                        BadHistory{"Fifo",
-                                   [](const std::string& path) { mkfifo(path.c_str(), 0666); },
-                                   "no regular file"},
-                        BadHistory{"Folder",
-                                   [](const std::string& path) { mkdir(path.c_str(), 0777); },
-                                   "no regular file"}),
-        [](const auto& info) { return info.param.name; });
+const BadHistory kBadHistories[] = {
+        {"Link", [](const std::string& path) { (void)!symlink("/etc/passwd", path.c_str()); },
+         "Too many"},
+        {"Fifo", [](const std::string& path) { mkfifo(path.c_str(), 0666); }, "no regular file"},
+        {"Folder", [](const std::string& path) { mkdir(path.c_str(), 0777); }, "no regular file"},
+};
+INSTANTIATE_TEST_SUITE_P(Kinds, BadHistoryTest, testing::ValuesIn(kBadHistories), caseName);
 
 TEST_F(ListTest, AnEmptyStoreHasNothing) {
     const Result result = onCopy({"list"});

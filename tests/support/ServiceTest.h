@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "service/ZulService.h"
+#include "tests/support/CaseName.h"
 #include "tests/support/FakeSystem.h"
 #include "tests/support/FakeTime.h"
 #include "tests/support/LogCapture.h"
@@ -62,11 +63,5 @@ class ServiceTest : public testing::Test {
 /** A fixture whose tests take one row of a table at a time. */
 template <class Case, class Base = ServiceTest>
 class TableTest : public Base, public testing::WithParamInterface<Case> {};
-
-/** Names a row of a table in the test's name. */
-template <class Case>
-std::string caseName(const testing::TestParamInfo<Case>& info) {
-    return info.param.name;
-}
 
 }  // namespace zul::test

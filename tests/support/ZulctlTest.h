@@ -7,7 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/CaseName.h"
+
 namespace zulctl::test {
+
+using zul::test::caseName;
 
 /** What one call of the program came to. */
 struct Result {
