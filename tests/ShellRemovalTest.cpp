@@ -28,18 +28,19 @@ constexpr char kShell[] = "/system/bin/sh";
 /** Only tells how it was called, and who may write in the folder. */
 constexpr char kTelling[] =
         "printf '%s|' \"$#\" \"$@\" >>/data/calls\n"
-        "stat -c %a /data/ZUL /data/ZUL/a_1 >>/data/calls\n"
+        "stat -c %a /data/ZUL /data/ZUL/a_1 /data/ZUL/a_1/inner 2>/dev/null >>/data/calls\n"
         "exit 3\n";
 
 TEST_F(ShellRemovalTest, RunsTheExactCommandOfEitherOperation) {
     const FakeProgram shell(kShell, kTelling);
     std::filesystem::permissions("/data/ZUL", std::filesystem::perms(0755));
-    std::filesystem::create_directories("/data/ZUL/a_1");
+    std::filesystem::create_directories("/data/ZUL/a_1/inner");
     std::string folder = "/data/ZUL/a_1";
     ZulService::deleteOldDir(folder);
     ZulService::removeFilePath(folder.data());
     EXPECT_EQ(readFile("/data/calls"),
-              "2|-c| rm -rf /data/ZUL/a_1;|755\n700\n2|-c| rm -rf /data/ZUL/a_1|755\n700\n");
+              "2|-c| rm -rf /data/ZUL/a_1;|755\n700\n700\n"
+              "2|-c| rm -rf /data/ZUL/a_1|755\n700\n700\n");
     EXPECT_THAT(mLog.take(), ElementsAre("D child normal exit...."));
 }
 

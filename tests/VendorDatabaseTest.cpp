@@ -41,6 +41,7 @@ const CopyCase kCopyCases[] = {
          "/system/a.txt;/data/ZUL/db.fatal.08.EE.dbg", "1-"},
         {"Scp", "/v/fatal.scp.00.dbg", "/data/ZUL/fatal.scp.00.dbg", "1-"},
         {"Connsys", "/v/db.fatal.connsysdump.dbg", "/data/ZUL/db.fatal.connsysdump.dbg", "-1"},
+        {"NoConnsys", "/v/db.fatal.connsysdump.db", "/v/db.fatal.connsysdump.db", "--"},
         {"ConnsysFile", "/v/fatal.connsysdump.00.dbg/;/b;", "/data/ZUL/fatal.connsysdump.00.dbg;/b",
          "-1"},
         {"NameInAFolder", "/db.fatal.08.EE.dbg/x", "/data/ZUL/x", "1-"},
