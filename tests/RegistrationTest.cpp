@@ -199,7 +199,7 @@ const EngineCase kEngineCases[] = {
         {"HidlNever", false, -1, 1, true, true, -1, 0,
          "E service is still nullptr after 10 attempts, return -1\n"},
         {"HidlNone", false, 0, 0, true, true, 0, 0, "D hwbinder thread number=0\n"},
-        {"HidlNegative", false, 0, -1, true, true, 0, 0, "D hwbinder thread number=-1\n"},
+        {"HidlNegative", false, 0, -7, true, true, 0, 0, "D hwbinder thread number=-7\n"},
         {"HidlGivesNoNumber",
          false,
          0,
@@ -213,7 +213,7 @@ const EngineCase kEngineCases[] = {
         {"AidlThere", true, 0, 3, true, true, 0, 3, "D aidlbinder thread number=3\n"},
         {"AidlLate", true, 9, 2, true, false, 0, 2, ""},
         {"AidlNever", true, -1, 1, true, true, -1, 0, ""},
-        {"AidlNegative", true, 0, -1, true, true, 0, 0, "D aidlbinder thread number=-1\n"},
+        {"AidlNegative", true, 0, -7, true, true, 0, 0, "D aidlbinder thread number=-7\n"},
         {"AidlGivesNoNumber", true, 0, {}, false, true, 0, 0, "D aidlbinder thread number=0\n"},
         {"AidlFailsButCounts", true, 0, 2, false, false, 0, 2, ""},
 };
