@@ -289,6 +289,9 @@ TEST(EventsTest, TellsWhatIsMissing) {
     EXPECT_EQ(events[1].folder + events[1].archive, "");
     EXPECT_EQ(events[1].collectorStart, Event::kNoTime);
     EXPECT_FALSE(eventsOf(makeLog(begin()))[0].whole);
+    std::string setBack = makeLog(capture());
+    setBack.replace(setBack.rfind("05:06"), 5, "04:06");
+    EXPECT_FALSE(eventsOf(setBack)[0].whole);
 }
 
 TEST(EventsTest, CollectorsAreToldApartByMaskAndProcess) {

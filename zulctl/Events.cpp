@@ -301,7 +301,8 @@ bool Events::take(const LogLine& line, Open& open) const {
 
 void Events::conclude(OpenEvents::iterator open, Why why, std::vector<Event>& ended) {
     Event& event = open->second.event;
-    event.whole = open->second.begun && why == Why::END;
+    // A clock that was set back meanwhile leaves no time that anything took.
+    event.whole = open->second.begun && why == Why::END && event.end >= event.start;
     if (event.outcome == Outcome::UNKNOWN) {
         event.outcome = judge(open->second, why);
         if (event.reason[0] == '\0') event.reason = nameOf(event.outcome).reason;

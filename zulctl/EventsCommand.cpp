@@ -14,9 +14,9 @@ constexpr Option kOptions[] = {
         {0, "dropped", nullptr, "only those of which nothing was kept"},
 };
 
-/** The milliseconds between two points of an event; nothing unless it got that far. */
+/** The milliseconds between two points of an event; nothing unless it got that far, by its clock. */
 void addSpan(JsonObject& object, const char* name, LogTime start, LogTime end) {
-    if (start == Event::kNoTime || end == Event::kNoTime) {
+    if (start == Event::kNoTime || end < start) {
         object.addNull(name);
     } else {
         object.add(name, static_cast<int64_t>(end - start));
