@@ -88,7 +88,10 @@ TEST_F(OneCaptureTest, IsNamedInManyWays) {
 TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
     const Result text = onCopy({log(), "info", "0xffff0101"});
     EXPECT_EQ(text.status, 0);
-    EXPECT_EQ(text.err, "");
+    // The log's own time is now, and its lines tell no year.
+    EXPECT_THAT(text.err, HasSubstr("/log: taken for a log of another year"));
+    EXPECT_THAT(onCopy({log(), "report", "-o-"}).out,
+                HasSubstr("0xffff0101, 2025-03-04 05:06:08, present, 1000, took 0.760s\""));
     EXPECT_EQ(text.out, std::string("name       0xffff0101_2025_03_04_05_06_07_8\n"
                                     "tag        0xffff0101\n"
                                     "time       2025-03-04 05:06:08\n"

@@ -5,11 +5,14 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "service/Files.h"
+#include "service/Paths.h"
+#include "store/ArchiveName.h"
 #include "zulctl/Session.h"
 #include "zulctl/WallTime.h"
 
@@ -27,7 +30,20 @@ LogTime newestOf(int fd) {
     return newest * kMillisecondsPerSecond;
 }
 
+/** Longer than clocks of two time zones are apart, and than any capture takes. */
+constexpr LogTime kOtherYear = LogTime{100} * 24 * 60 * 60 * kMillisecondsPerSecond;
+
 }  // namespace
+
+bool isInWrongYear(const Event& event) {
+    std::string_view name = event.archive;
+    if (!name.ends_with(zul::kArchiveSuffix)) return false;
+    name.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
+    name.remove_prefix(name.rfind('/') + 1);
+    const auto parts = zul::parseArchiveName(name);
+    const auto time = parts ? parseNameTime(parts->time) : std::nullopt;
+    return time && std::abs(event.start - *time * kMillisecondsPerSecond) > kOtherYear;
+}
 
 bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take,
                 const std::function<void(const LogLine&)>& see) {
@@ -43,9 +59,12 @@ bool readEvents(Session& session, bool keepLines, const std::function<void(Event
 
     LogFile log(fd, newestOf(fd));
     Events events(keepLines);
-    const auto takeAll = [&take](std::vector<Event> ended) {
-        for (Event& event : ended)
+    bool wrongYear = false;
+    const auto takeAll = [&](std::vector<Event> ended) {
+        for (Event& event : ended) {
+            wrongYear = wrongYear || isInWrongYear(event);
             take(event);
+        }
     };
     LogLine line;
     while (log.next(line)) {
@@ -54,6 +73,11 @@ bool readEvents(Session& session, bool keepLines, const std::function<void(Event
     }
     takeAll(events.finish());
 
+    if (wrongYear) {
+        session.remark(*name +
+                       ": taken for a log of another year than its archives are of, by its file's "
+                       "time (touch -d sets it)");
+    }
     if (log.error() != 0) session.problem(*name + ": " + strerror(log.error()));
     if (log.unreadable() != 0) {
         session.problem("torn lines in the log: " + std::to_string(log.unreadable()));

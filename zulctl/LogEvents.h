@@ -17,8 +17,11 @@ class Session;
 bool readEvents(Session& session, bool keepLines, const std::function<void(Event&)>& take,
                 const std::function<void(const LogLine&)>& see = nullptr);
 
-/** 1234 as 1.234s. */
-std::string formatMilliseconds(int64_t milliseconds);
+/**
+ * True when the event's archive is named after another year. Most lines of a log tell none, and its file's
+ * time, by which they get one, is lost in some copies.
+ */
+bool isInWrongYear(const Event& event);
 
 /** 1234 as 1.234s. */
 std::string formatMilliseconds(int64_t milliseconds);

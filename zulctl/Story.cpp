@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <numeric>
 #include <unordered_map>
 
 #include "zulctl/LogEvents.h"
@@ -52,7 +53,7 @@ void addEvent(const Story& story, std::vector<size_t>& numbers, CaptureStory& ca
     const Event& event = story.events[numbers.back()];
     capture.event = numbers.back();
     numbers.pop_back();
-    capture.start = event.start;
+    if (!isInWrongYear(event)) capture.start = event.start;
     if (!event.whole) return;
     capture.took = event.end - event.start;
     capture.timed = true;
@@ -113,7 +114,8 @@ std::string formatTook(const CaptureStory& capture) {
 int64_t medianOf(std::vector<int64_t>& times) {
     const auto middle = times.begin() + static_cast<ptrdiff_t>(times.size() / 2);
     std::nth_element(times.begin(), middle, times.end());
-    return *middle;
+    if (times.size() % 2 == 1) return *middle;
+    return std::midpoint(*std::max_element(times.begin(), middle), *middle);
 }
 
 }  // namespace zulctl

@@ -76,7 +76,7 @@ std::string reasonOf(const Story& story, const CaptureStory& capture);
 /** How long a capture took, with "~" where the times of files tell it; "-" where nothing does. */
 std::string formatTook(const CaptureStory& capture);
 
-/** The middle one of at least one; their order changes. */
+/** The middle of at least one, of an even number between the two there; their order changes. */
 int64_t medianOf(std::vector<int64_t>& times);
 
 }  // namespace zulctl
