@@ -89,6 +89,9 @@ TEST_F(ReportTest, WritesTheFileAnewOrTellsWhyNot) {
         EXPECT_THAT(denied.err, HasSubstr("No such file"));
         EXPECT_EQ(onCopy({command, "-o", "/dev/full"}).status, 3);
     }
+    EXPECT_THAT(page, Not(HasSubstr("As of")));
+    makeFolder("/data/ZUL/config");
+    EXPECT_THAT(onCopy({"report", "-o-"}).out, HasSubstr("Note: /data/ZUL/config: no regular"));
 }
 
 TEST_F(ReportTest, ManyTagsShareARow) {
@@ -107,8 +110,8 @@ TEST_F(ReportTest, ManyTagsShareARow) {
 TEST(StoryTest, TheMiddleOfTimes) {
     std::vector<int64_t> times = {5, 1, 9};
     EXPECT_EQ(medianOf(times), 5);
-    times = {7};
-    EXPECT_EQ(medianOf(times), 7);
+    times = {4, 11, 7, 1};
+    EXPECT_EQ(medianOf(times), 5);
 }
 
 }  // namespace

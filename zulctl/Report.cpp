@@ -23,6 +23,7 @@ constexpr Option kOptions[] = {
 /** How large a page may be, with what begins and ends it. */
 constexpr size_t kMostBytes = 2000 * 1000;
 constexpr size_t kFrameBytes = 16 * 1024;
+constexpr size_t kLongestNote = 150;
 
 /** The first sentence: what there is, and from when to when. */
 std::string summarize(const Story& story) {
@@ -49,7 +50,21 @@ std::string summarize(const Story& story) {
     return text + ".";
 }
 
-Markup makePage(const Story& story, const Rules& rules) {
+/** From when the page is, and what it may lack: it goes to those who did not see the call. */
+void addReservations(const Session& session, const Story& story, Markup& page) {
+    std::string text;
+    if (story.now > 0) text = "As of " + formatWallTime(story.now) + ", in the device's time.";
+    if (!story.hasLog) {
+        text.append(text.empty() ? "" : " ")
+                .append("Without a log (--log) nothing is known of dropped events, and what a "
+                        "capture took is told by the times of files (~).");
+    }
+    if (!text.empty()) page.add("p", {{"class", "soft"}}, text);
+    for (const std::string& told : session.told())
+        page.add("p", {}, "Note: " + shortened(told, kLongestNote));
+}
+
+Markup makePage(const Session& session, const Story& story, const Rules& rules) {
     Markup tables;
     addTags(story, tables);
     addDrops(story, tables);
@@ -82,12 +97,7 @@ Markup makePage(const Story& story, const Rules& rules) {
     page.open("body").open("main");
     page.add("h1", {}, "Captures");
     page.add("p", {}, summarize(story));
-    page.add("p", {{"class", "soft"}},
-             "As of " + formatWallTime(story.now) + ", in the device's time." +
-                     (story.hasLog
-                              ? ""
-                              : " Without a log (--log) nothing is known of dropped events, and "
-                                "what a capture took is told by the times of files (~)."));
+    addReservations(session, story, page);
     page.add("h2", {}, "Timeline");
     page.insert(picture).insert(tables);
     page.insert(list);
@@ -102,8 +112,8 @@ Status runReport(Session& session, const Arguments& arguments) {
     if (store == nullptr) return Status::PARTLY;
     const Story story = tellStory(session, *store);
     const Rules rules = rulesOf(readStartFiles(session, *store));
-    return writeWhole(session, *name, makePage(story, rules).string()) ? Status::FINE
-                                                                       : Status::PARTLY;
+    return writeWhole(session, *name, makePage(session, story, rules).string()) ? Status::FINE
+                                                                                : Status::PARTLY;
 }
 
 }  // namespace

@@ -175,7 +175,7 @@ void addTags(const Story& story, Markup& page) {
 void addDrops(const Story& story, Markup& page) {
     page.add("h2", {}, "Dropped events");
     if (!story.hasLog) {
-        page.add("p", {}, "Not known: no log was given (--log).");
+        page.add("p", {}, "Not known: there was no log to read (--log).");
         return;
     }
     if (story.drops.empty()) {

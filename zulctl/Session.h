@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "zulctl/Command.h"
 #include "zulctl/Output.h"
@@ -51,6 +52,8 @@ class Session {
     Status wrongCall(std::string_view text);
 
     bool hadProblem() const { return mHadProblem; }
+    /** The first problems and remarks. */
+    const std::vector<std::string>& told() const { return mTold; }
 
   private:
     void say(std::string_view text);
@@ -63,6 +66,7 @@ class Session {
     std::unique_ptr<Store> mStore;
     bool mTriedStore = false;
     bool mHadProblem = false;
+    std::vector<std::string> mTold;
 };
 
 }  // namespace zulctl
