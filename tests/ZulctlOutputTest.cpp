@@ -92,7 +92,8 @@ TEST(WallTimeTest, ReadsAgesAndTimesOfUsers) {
 }
 
 TEST(CommandLineTest, WrongCallsEndWithTwoAndAHint) {
-    const std::vector<std::string> calls[] = {{"nonsense"}, {"--nonsense"}, {"--root"}, {"-z"}};
+    const std::vector<std::string> calls[] = {
+            {"nonsense"}, {"--nonsense"}, {"--root"}, {"-z"}, {"mask", ""}};
     for (const std::vector<std::string>& arguments : calls) {
         const Result result = call(arguments);
         EXPECT_EQ(result.status, 2) << arguments[0];

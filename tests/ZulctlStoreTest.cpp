@@ -133,7 +133,8 @@ TEST_F(ListTest, TakesOnlyWhatWasAskedFor) {
         EXPECT_EQ(states(arguments), expected) << arguments[0];
         EXPECT_EQ(mResult.status, expected.empty() ? 1 : 0) << arguments[0];
     }
-    for (const char* wrong : {"-nx", "-n", "--state=lost", "-Syesterday", "--until=", "-n-1"})
+    for (const char* wrong :
+         {"-nx", "-n", "--state=lost", "--state=", "-Syesterday", "--until=", "-n-1"})
         EXPECT_EQ(list({wrong}).status, 2) << wrong;
 }
 
@@ -287,9 +288,8 @@ TEST_P(BadHistoryTest, WhatLiesOnDiskIsShownAllTheSame) {
 
 const BadHistory kBadHistories[] = {
         {"Link", [](const std::string& path) { (void)!symlink("/etc/passwd", path.c_str()); },
-         "Too many"},
+         "a link"},
         {"Fifo", [](const std::string& path) { mkfifo(path.c_str(), 0666); }, "no regular file"},
-        {"Folder", [](const std::string& path) { mkdir(path.c_str(), 0777); }, "no regular file"},
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, BadHistoryTest, testing::ValuesIn(kBadHistories), caseName);
 

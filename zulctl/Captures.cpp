@@ -74,8 +74,7 @@ Captures::Captures(Session& session, const Store& store)
         mHasHistory(mHistoryFd.ok()) {
     // A store without a history may be one that is empty still.
     if (!mHasHistory && errno != ENOENT) {
-        mSession.problem(std::string(zul::kHistoryFile) + ": " +
-                         (errno == EINVAL ? "no regular file" : strerror(errno)));
+        mSession.problem(std::string(zul::kHistoryFile) + ": " + whyNotOpened(errno));
     }
     mDisk.scan(store, [this](const std::string& text) { mSession.problem(text); });
     mDisk.applyKeepRule();
@@ -234,7 +233,8 @@ DiskUse Captures::useOf(const DiskEntry* entry) {
     DiskUse use = {.known = true,
                    .bytes = static_cast<uint64_t>(status.st_size),
                    .took = wallTime(status.st_mtime) - entry->time};
-    if (mStore.isCopy() && use.took >= kLongestInCopy) use.took = -1;
+    // While it runs, its archive may still grow.
+    if (runs(*entry) || (mStore.isCopy() && use.took >= kLongestInCopy)) use.took = -1;
     return use;
 }
 

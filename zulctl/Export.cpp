@@ -104,7 +104,7 @@ Status runExport(Session& session, const Arguments& arguments) {
             openRegularAt(folder.get(), (found->name + zul::kArchiveSuffix).c_str()));
     struct stat file = {};
     if (!archive.ok() || fstat(archive.get(), &file) != 0) {
-        session.problem(found->archive + ": " + strerror(errno));
+        session.problem(found->archive + ": " + whyNotOpened(errno));
         return Status::PARTLY;
     }
     const Companions companions = collect(session, *store, *found);

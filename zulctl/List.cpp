@@ -35,7 +35,7 @@ constexpr char kDetails[] =
         "What a capture took is what its event in the log of --log did; otherwise (~) it is from "
         "its\n"
         "start to its archive's last change.\n"
-        "In a copy (--root), ages count back from the newest record.";
+        "In a copy (--root), ages count back from the newest record. A date alone is its midnight.";
 
 /** What was asked for. */
 struct Filter {
@@ -74,7 +74,9 @@ std::string readFilter(const Arguments& arguments, Captures& captures, Filter& f
         filter.number = *number;
     }
     if (const std::string* text = arguments.value("state")) {
-        for (const std::string& name : zul::split(*text, ",")) {
+        const std::vector<std::string> names = zul::split(*text, ",");
+        if (names.empty()) return "no state: ";
+        for (const std::string& name : names) {
             const auto state = stateOf(name);
             if (!state) return "no state: " + name;
             filter.states.push_back(*state);

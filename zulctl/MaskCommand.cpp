@@ -123,7 +123,10 @@ Status runMask(Session& session, const Arguments& arguments) {
         const std::optional<uint64_t> mask = parseMask(operands[0]);
         if (mask) return showNumber(session, *mask);
     }
-    return showNames(session, join(operands, "|"));
+    const std::string names = join(operands, "|");
+    // Else an empty variable of a script would pass for a mask of nothing.
+    if (split(names).empty()) return session.wrongCall("needs a number or names");
+    return showNames(session, names);
 }
 
 }  // namespace

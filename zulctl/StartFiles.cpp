@@ -48,7 +48,7 @@ std::optional<std::string> readStored(Session& session, const Store& store, cons
     if (!file.ok() && errno == ENOENT) return std::nullopt;
     std::optional<std::string> text;
     if (file.ok()) text = readAll(file.get());
-    if (!text) session.problem(std::string(path) + ": " + strerror(errno));
+    if (!text) session.problem(std::string(path) + ": " + whyNotOpened(errno));
     return text;
 }
 

@@ -24,7 +24,7 @@ struct Layout {
 
 constexpr Layout kLayouts[] = {
         {"data/ZUL", {"morvfs/stuck_logo"}},
-        {"ZUL", {"../morvfs/stuck_logo", "morvfs/stuck_logo"}},
+        {"ZUL", {"morvfs/stuck_logo", "../morvfs/stuck_logo"}},
         {".", {"../morvfs/stuck_logo", "../../morvfs/stuck_logo", "morvfs/stuck_logo"}},
 };
 
@@ -57,6 +57,11 @@ int openRegularAt(int parent, const char* name) {
     close(fd);
     errno = EINVAL;
     return -1;
+}
+
+std::string whyNotOpened(int error) {
+    if (error == ELOOP) return "a link, which is not followed";
+    return error == EINVAL ? "no regular file" : strerror(error);
 }
 
 std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& problem) {

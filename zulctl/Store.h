@@ -49,4 +49,7 @@ class Store {
 /** Opens `name` of `parent` for reading, if it is a regular file; otherwise -1, and errno. */
 int openRegularAt(int parent, const char* name);
 
+/** Why opening a regular file failed, from its errno. */
+std::string whyNotOpened(int error);
+
 }  // namespace zulctl
