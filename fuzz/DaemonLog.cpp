@@ -2,24 +2,23 @@
 
 // Input: in the first line how many bytes of the log are read at once (0 for all); then the log.
 
-#include <stdio.h>
 #include <stdlib.h>
-#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "fuzz/support/Fuzz.h"
-#include "zulctl/Command.h"
+#include "fuzz/support/Zulctl.h"
+#include "service/Files.h"
+#include "tests/support/LogText.h"
 #include "zulctl/Events.h"
-#include "zulctl/Output.h"
 
 namespace zul::fuzz {
 
 namespace {
 
 using zulctl::Event;
+using zulctl::test::TextFile;
 
 struct ReadLog {
     size_t lines = 0;
@@ -48,26 +47,8 @@ ReadLog readLog(int fd) {
     return result;
 }
 
-class Descriptor {
-  public:
-    explicit Descriptor(int fd) : mFd(fd) {}
-    ~Descriptor() { close(mFd); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return mFd; }
-
-  private:
-    const int mFd;
-};
-
-int fileOf(std::string_view text) {
-    const int fd = memfd_create("log", MFD_CLOEXEC);
-    require(pwrite(fd, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()), "a file");
-    return fd;
-}
-
-/** A descriptor that gives no more than `most` bytes at once. */
-int slowFileOf(std::string_view text, size_t most) {
+/** A descriptor that gives no more than `most` bytes at once; none where the text is too long for one. */
+ScopedFd slowFileOf(std::string_view text, size_t most) {
     int ends[2];
     require(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) == 0,
             "a pair");
@@ -78,7 +59,8 @@ int slowFileOf(std::string_view text, size_t most) {
         text.remove_prefix(static_cast<size_t>(sent));
     }
     close(ends[1]);
-    return text.empty() ? ends[0] : (close(ends[0]), -1);
+    ScopedFd reader(ends[0]);
+    return text.empty() ? std::move(reader) : ScopedFd(-1);
 }
 
 bool isSame(const Event& one, const Event& other) {
@@ -108,41 +90,23 @@ void checkEvents(const ReadLog& log) {
     require(lines <= log.lines, "a line belongs to one event");
 }
 
-void checkOutput(int fd, const char* format) {
-    char* text = nullptr;
-    size_t size = 0;
-    FILE* const out = open_memstream(&text, &size);
-    FILE* const err = fopen("/dev/null", "we");
-    lseek(fd, 0, SEEK_SET);
-    const auto status = zulctl::run(
-            {"zulctl", "--log=/proc/self/fd/" + std::to_string(fd), format, "events"}, out, err);
-    fclose(out);
-    fclose(err);
-    require(status != zulctl::Status::WRONG_CALL, "no log is a wrong call");
-    const std::string_view printed(text, size);
-    require(std::all_of(printed.begin(), printed.end(),
-                        [](char c) { return c == '\n' || static_cast<unsigned char>(c) >= ' '; }),
-            "no control byte is printed");
-    require(zulctl::JsonObject().add("text", printed).text().starts_with(R"({"v":1,"text":)"),
-            "all that is printed is UTF-8");
-    free(text);
-}
-
 }  // namespace
 
 void run(std::string_view input) {
     const size_t most = strtoul(take(input).c_str(), nullptr, 10);
-    const Descriptor whole(fileOf(input));
-    const ReadLog log = readLog(whole.get());
+    const TextFile whole{std::string(input)};
+    const ReadLog log = readLog(whole.fd());
     checkEvents(log);
-    const Descriptor slow(slowFileOf(input, most != 0 ? most : input.size()));
-    if (slow.get() >= 0) checkSame(readLog(slow.get()), log);
-    const Descriptor framed(fileOf("--------- beginning of main\n" + std::string(input) +
-                                   "\n01-01 00:00:00.000 1 1 D App: x\n"));
-    require(readLog(framed.get()).events.size() == log.events.size(),
+    const ScopedFd slow = slowFileOf(input, most != 0 ? most : input.size());
+    if (slow.ok()) checkSame(readLog(slow.get()), log);
+    const TextFile framed("--------- beginning of main\n" + std::string(input) +
+                          "\n01-01 00:00:00.000 1 1 D App: x\n");
+    require(readLog(framed.fd()).events.size() == log.events.size(),
             "lines of others do not count");
-    checkOutput(whole.get(), "--json");
-    checkOutput(whole.get(), "--no-legend");
+    for (const char* format : {"--json", "--no-legend"}) {
+        lseek(whole.fd(), 0, SEEK_SET);
+        callZulctl({"--log=/proc/self/fd/" + std::to_string(whole.fd()), format, "events"});
+    }
 }
 
 }  // namespace zul::fuzz

@@ -4,8 +4,6 @@
 // before each; a line that is none of these; then the history file.
 
 #include <fcntl.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,10 +13,9 @@
 
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
+#include "fuzz/support/Zulctl.h"
 #include "service/Paths.h"
-#include "zulctl/Command.h"
 #include "zulctl/HistoryFile.h"
-#include "zulctl/Output.h"
 
 namespace zul::fuzz {
 
@@ -71,26 +68,6 @@ void checkReader(std::string_view history) {
     require(file.strangeLines() == strange, "what is no record is counted");
 }
 
-std::string call(std::vector<std::string> words) {
-    words.insert(words.begin(), "zulctl");
-    char* text = nullptr;
-    size_t size = 0;
-    FILE* const out = open_memstream(&text, &size);
-    FILE* const err = fopen("/dev/null", "we");
-    const auto status = zulctl::run(words, out, err);
-    fclose(out);
-    fclose(err);
-    require(status != zulctl::Status::WRONG_CALL, "no store is a wrong call");
-    std::string printed(text, size);
-    free(text);
-    require(std::all_of(printed.begin(), printed.end(),
-                        [](char c) { return c == '\n' || static_cast<unsigned char>(c) >= ' '; }),
-            "no control byte is printed");
-    require(zulctl::JsonObject().add("text", printed).text().starts_with(R"({"v":1,"text":)"),
-            "all that is printed is UTF-8");
-    return printed;
-}
-
 std::set<std::string> names() {
     std::set<std::string> names;
     for (const auto& entry : fs::recursive_directory_iterator(kOutputRoot))
@@ -109,16 +86,16 @@ void run(std::string_view input) {
     checkReader(input);
 
     const std::set<std::string> before = names();
-    const std::string all = call({"--json", "list"});
+    const std::string all = callZulctl({"--json", "list"});
     for (const char* number : {"1", "3"})
-        require(all.starts_with(call({"--json", "list", "-n", number})),
+        require(all.starts_with(callZulctl({"--json", "list", "-n", number})),
                 "a short list is how a long one begins");
-    call({"list"});
-    call({"info", "-1"});
-    const std::string planned = call({"clean", "-n", "--no-legend"});
+    callZulctl({"list"});
+    callZulctl({"info", "-1"});
+    const std::string planned = callZulctl({"clean", "-n", "--no-legend"});
     require(names() == before, "to look changes nothing");
 
-    call({"clean", "-f"});
+    callZulctl({"clean", "-f"});
     const std::set<std::string> after = names();
     require(std::includes(before.begin(), before.end(), after.begin(), after.end()),
             "clean makes nothing");

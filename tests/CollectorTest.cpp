@@ -16,7 +16,6 @@
 namespace zul::test {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
@@ -81,14 +80,8 @@ TEST_F(CollectorTest, NumbersAreSignedDecimals) {
     for (size_t i = 0; i < runs.size(); i++) {
         EXPECT_EQ(runs[i].arguments[1], cases[i].maskText);
         EXPECT_EQ(runs[i].arguments[2], cases[i].pidText);
+        EXPECT_THAT(runs[i].descriptors, ElementsAre(0, 1, 2));
     }
-}
-
-TEST_F(CollectorTest, StartsWithThreeDescriptors) {
-    mService->startZul(kTag, 0, 0, "");
-    const auto runs = collectorRuns();
-    ASSERT_THAT(runs, SizeIs(1));
-    EXPECT_THAT(runs[0].descriptors, ElementsAre(0, 1, 2));
 }
 
 struct EndCase {
@@ -166,12 +159,6 @@ TEST_F(CollectorTest, RequestEndsWhereNoChildCanBeStarted) {
                 ElementsAre("E *** vfork fail\n", "E createZulPath failure...", "E *** fork fail\n",
                             "E *** vfork fail\n", "E *** vfork fail\n"));
     EXPECT_TRUE(exists(folder));
-}
-
-TEST_F(CollectorTest, TextThatNoCommandLineHoldsEndsTheRequest) {
-    mService->startZul(kTag, 0, 0, std::string(1 << 20, 'x'));
-    EXPECT_THAT(mLog.take(), Contains("E ret==-1,excel errno=7"));
-    EXPECT_THAT(collectorRuns(), IsEmpty());
 }
 
 TEST_F(CollectorTest, RunsAlsoWhenNoFolderCouldBeMade) {
@@ -265,17 +252,11 @@ TEST_F(CollectorTest, RunningCollectorHoldsNoOtherObjectUp) {
 }
 
 TEST_F(CollectorTest, RequestsOnOneObjectRunOneAfterTheOther) {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; t++) {
-        threads.emplace_back([this, t] {
-            for (int i = 0; i < 10; i++) {
-                mService->startMultiPidZul(kTag, t, "pids" + std::to_string(t),
-                                           "text" + std::to_string(t));
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    inThreads(4, [this](int t) {
+        const std::string number = std::to_string(t);
+        for (int i = 0; i < 10; i++)
+            mService->startMultiPidZul(kTag, t, "pids" + number, "text" + number);
+    });
     const auto runs = collectorRuns();
     EXPECT_THAT(runs, SizeIs(40));
     for (const CollectorRun& run : runs) {
@@ -285,16 +266,11 @@ TEST_F(CollectorTest, RequestsOnOneObjectRunOneAfterTheOther) {
 }
 
 TEST_F(CollectorTest, PreparationsThatFailGiveTheirIndexBack) {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 2; t++) {
-        threads.emplace_back([] {
-            const android::sp<ZulService> service = new ZulService();
-            for (int i = 0; i < 20000; i++)
-                service->prepare("not legal", 0, 0, "");
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    inThreads(2, [](int) {
+        const android::sp<ZulService> service = new ZulService();
+        for (int i = 0; i < 20000; i++)
+            service->prepare("not legal", 0, 0, "");
+    });
     EXPECT_EQ(ZulService::mCompressFileCount, 0);
 }
 
@@ -313,16 +289,10 @@ TEST_F(CollectorTest, ThousandCapturesInParallelKeepTheBooks) {
         admit(tags.back());
     }
 
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kCallers; t++) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < kCaptures; i++) {
-                services[t % kObjects]->startZul(tags[t], 1, 0, "text");
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    inThreads(kCallers, [&](int t) {
+        for (int i = 0; i < kCaptures; i++)
+            services[t % kObjects]->startZul(tags[t], 1, 0, "text");
+    });
 
     size_t listed = 0;
     for (const std::string& tag : tags)
@@ -343,16 +313,11 @@ TEST_F(CollectorTest, ParallelCapturesInOneSecondShareAFolderOnlyAHundredApart) 
     const auto tag = [](int t) { return "0x003e000" + std::to_string(t); };
     for (int t = 0; t < kObjects; t++)
         admit(tag(t));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kObjects; t++) {
-        threads.emplace_back([scene = tag(t)] {
-            const android::sp<ZulService> service = new ZulService();
-            for (int i = 0; i < kCaptures; i++)
-                service->startZul(scene, 0, 0, "");
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    inThreads(kObjects, [&tag](int t) {
+        const android::sp<ZulService> service = new ZulService();
+        for (int i = 0; i < kCaptures; i++)
+            service->startZul(tag(t), 0, 0, "");
+    });
 
     std::map<std::string, int> indexOf;
     std::set<int> indexes;

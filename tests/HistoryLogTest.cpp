@@ -114,16 +114,11 @@ TEST_F(HistoryLogTest, WritersInThreadsAndProcessesNeverInterleave) {
     ZulService::mDebugLog = false;
     for (int process = 0; process < kProcesses; process++) {
         if (fork() != 0) continue;
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; t++) {
-            threads.emplace_back([process, t] {
-                const std::string folder = "/data/ZUL/" + std::string(60 + 10 * process, 'a' + t);
-                for (int i = 0; i < kRecords; i++)
-                    record("0xffff0101", folder);
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
+        inThreads(kThreads, [process](int t) {
+            const std::string folder = "/data/ZUL/" + std::string(60 + 10 * process, 'a' + t);
+            for (int i = 0; i < kRecords; i++)
+                record("0xffff0101", folder);
+        });
         _exit(0);
     }
     while (wait(nullptr) > 0) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <filesystem>
-#include <thread>
 
 #include "tests/support/ServiceTest.h"
 
@@ -64,36 +63,29 @@ TEST_F(TagInformationTest, LibraryWithoutTheFunctionIsTold) {
 }
 
 TEST_F(TagInformationTest, SharedStateHoldsUnderThreads) {
-    constexpr int kRounds = 200;
     admit("0xffff0101");
-    std::vector<std::thread> threads;
-    threads.emplace_back([] {
-        for (int i = 0; i < kRounds; i++) {
-            std::string text = "tag:T" + std::to_string(i % 5) + ",enable:" + std::to_string(i % 2);
-            const ScopedServiceLock lock(ZulService::mServiceLock);
-            ZulService::parseRemoteConfig(text);
-        }
-    });
-    for (int t = 0; t < 2; t++) {
-        threads.emplace_back([this, t] {
-            const std::string scene = t == 0 ? "0xffff0101" : "0xffffff01";
-            const std::string names = t == 0 ? "FLAG_ZUL_LOG" : "FLAG_ZUL_USER_PS";
-            for (int i = 0; i < kRounds; i++) {
-                EXPECT_EQ(mService->getZulFlag(names, scene), t == 0 ? 0x200 : 0x1000);
-            }
-        });
-        threads.emplace_back([this] {
-            for (int i = 0; i < kRounds; i++)
-                EXPECT_EQ(lookUp("0xffff0101"), kRow);
-        });
-        threads.emplace_back([] {
-            const android::sp<ZulService> service = new ZulService();
-            for (int i = 0; i < kRounds / 10; i++)
+    const std::function<void(int)> acts[] = {
+            [](int i) {
+                std::string text =
+                        "tag:T" + std::to_string(i % 5) + ",enable:" + std::to_string(i % 2);
+                const ScopedServiceLock lock(ZulService::mServiceLock);
+                ZulService::parseRemoteConfig(text);
+            },
+            [this](int) { EXPECT_EQ(mService->getZulFlag("FLAG_ZUL_LOG", "0xffff0101"), 0x200); },
+            [this](int) {
+                EXPECT_EQ(mService->getZulFlag("FLAG_ZUL_USER_PS", "0xffffff01"), 0x1000);
+            },
+            [this](int) { EXPECT_EQ(lookUp("0xffff0101"), kRow); },
+            [](int i) {
+                if (i % 5 != 0) return;
+                const android::sp<ZulService> service = new ZulService();
                 service->startZul("0xffff0101", 1, 0, "text");
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+            },
+    };
+    inThreads(std::size(acts), [&acts](int t) {
+        for (int i = 0; i < 200; i++)
+            acts[t](i);
+    });
     EXPECT_EQ(ZulService::mCompressFileCount.load(),
               static_cast<int>(archives("0xffff0101").size()));
 }

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <android/binder_process.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hidl/HidlTransportSupport.h>
-#include <string.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <transport/Domain.h>
 
 #include <algorithm>
@@ -14,7 +10,6 @@
 #include <filesystem>
 #include <thread>
 
-#include "platform/transport/Frame.h"
 #include "tests/support/Peer.h"
 
 namespace zul::test {
@@ -24,13 +19,11 @@ using android::status_t;
 using android::hardware::configureRpcThreadpool;
 using android::hardware::joinRpcThreadpool;
 using transport::Domain;
-using transport::FileDescriptor;
-using transport::Frame;
 using transport::Message;
 using transport::Object;
 
 // What the service of the peers does.
-enum Code : uint32_t { kEcho = 1, kKeep, kDropAll, kHold, kCallBack, kGive, kLive, kFds, kFill };
+enum Code : uint32_t { kEcho = 1, kKeep, kDropAll, kHold, kCallBack, kGive, kLive, kFill };
 
 int countDescriptors() {
     using Iterator = std::filesystem::directory_iterator;
@@ -67,7 +60,6 @@ class Service : public Object {
         if (code == kEcho) reply = std::move(request);
         if (code == kGive) reply.writeObject(std::make_shared<Counted>());
         if (code == kLive) writeInt(reply, gLive);
-        if (code == kFds) writeInt(reply, countDescriptors());
         if (code == kCallBack) return request.objects().at(0)->deliver(77, Message(), reply);
         if (code == kHold) {
             Peer::report('h');
@@ -117,15 +109,6 @@ const Peer::Register kHidlServer("hidl_server", [](const std::string& argument) 
         if (steps[i] == 's') Domain::hwbinder().startThreads();
         if (steps[i] == 'j') joinRpcThreadpool();
     }
-});
-
-/** Keeps an object of the service and waits. */
-const Peer::Register kHolder("holder", [](const std::string& name) {
-    const std::shared_ptr<Object> service = Domain::binder().lookup(name);
-    Message reply;
-    Peer::report(service->deliver(kGive, Message(), reply) == android::OK ? 'r' : '!');
-    while (true)
-        pause();
 });
 
 TEST(PeerProcess, DISABLED_Run) {
@@ -229,26 +212,6 @@ TEST_F(ServedTest, ObjectsAreCalledBackAndEndWithTheirLastReference) {
     EXPECT_TRUE(eventually([this] { return ask(mService, kLive) == 0; }));
 }
 
-TEST_F(ServedTest, ThousandCallsLeakNoDescriptor) {
-    const auto calls = [this](int rounds) {
-        for (int i = 0; i < rounds; i++) {
-            const auto service = Domain::binder().lookup(mName);
-            call(service, kKeep, std::make_shared<Counted>());
-            call(service, kCallBack, std::make_shared<Counted>());
-            EXPECT_EQ(ask(get(service), 5), 5);
-        }
-        call(mService, kDropAll);
-        EXPECT_TRUE(eventually([] { return gLive == 0; }));
-    };
-    calls(10);
-    const int ours = countDescriptors();
-    const int theirs = ask(mService, kFds);
-    calls(340);
-    // The other side closes its ends a moment later.
-    EXPECT_TRUE(eventually([&] { return countDescriptors() <= ours; }));
-    EXPECT_TRUE(eventually([&] { return ask(mService, kFds) <= theirs; }));
-}
-
 TEST_F(ServedTest, DeathFailsWaitingCallsAndEndsWhatThePeerHeld) {
     call(mService, kKeep, std::make_shared<Counted>());
     EXPECT_EQ(gLive, 1);
@@ -274,19 +237,6 @@ TEST_F(ServedTest, DeathFailsWaitingCallsAndEndsWhatThePeerHeld) {
     EXPECT_EQ(unlinked->asRemote()->linkToDeath(nullptr), android::DEAD_OBJECT);
     EXPECT_FALSE(unlinked->asRemote()->isAlive());
     EXPECT_EQ(Domain::binder().lookup(mName), nullptr);
-}
-
-TEST_F(TransportTest, DeathOfAClientEndsWhatItHeld) {
-    const std::string name = newName();
-    const auto service = std::make_shared<Service>();
-    ASSERT_EQ(Domain::binder().publish(name, service), android::OK);
-    const int descriptors = countDescriptors();
-    {
-        Peer holder("holder", name);
-        EXPECT_EQ(holder.nextReport(), 'r');
-        EXPECT_EQ(gLive, 1);
-    }
-    EXPECT_TRUE(eventually([&] { return gLive == 0 && countDescriptors() <= descriptors; }));
 }
 
 TEST_F(TransportTest, ANameStandsForWhoTookItLast) {
@@ -367,45 +317,6 @@ TEST_F(TransportTest, PoolServesExactlyTheConfiguredNumberAtATime) {
         for (std::thread& caller : callers)
             caller.join();
         EXPECT_EQ(good, c.parallel == 0 ? 0 : calls);
-    }
-}
-
-TEST_F(ServedTest, WhatIsNoFrameEndsItsConnectionWithOneLine) {
-    std::string path = "/dev/socket/binder." + mName;
-    path.replace(path.rfind('/'), 1, "%2F");
-    sockaddr_un address{AF_UNIX, {}};
-    strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
-    const uint32_t magic = transport::FrameHeader::kMagic;
-    const struct {
-        const char* name;
-        transport::FrameHeader header;
-        size_t bytes;
-        bool isLogged;
-    } cases[] = {
-            {"magic", {.magic = 1}, 0, true},
-            {"too large", {.magic = magic, .size = transport::kMaxMessageBytes + 1}, 0, true},
-            {"descriptor missing", {.magic = magic, .descriptors = 1}, 0, true},
-            {"cut short", {.magic = magic, .size = 10}, 9, false},
-    };
-    size_t lines = 0;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const FileDescriptor channel(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        ASSERT_EQ(connect(channel.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)),
-                  0);
-        std::string bytes(reinterpret_cast<const char*>(&c.header), sizeof(c.header));
-        bytes.append(c.bytes, 'x');
-        EXPECT_EQ(send(channel.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
-                  static_cast<ssize_t>(bytes.size()));
-        shutdown(channel.get(), SHUT_WR);
-        char byte;
-        EXPECT_EQ(recv(channel.get(), &byte, 1, 0), 0) << "closed without a word";
-        EXPECT_EQ(call(mService, kEcho), android::OK) << "the others are served on";
-        lines += c.isLogged;
-        std::string expected;
-        for (size_t i = 0; i < lines; i++)
-            expected += "[^\n]* E transport: malformed frame, connection closed\n";
-        EXPECT_THAT(mPeer.errors(), testing::MatchesRegex(expected));
     }
 }
 

@@ -120,7 +120,7 @@ start_daemon() {
 start_both() {
     start_engine "$1" "$2"
     start_daemon "$1" "${@:3}"
-    fire wait "$2" >/dev/null || fail "the callbacks are not registered"
+    wait_registered "$2"
 }
 
 # kill_hard PID: a process that ends without a chance to tidy up.
@@ -163,11 +163,47 @@ restart_daemon() {
     kill_hard "$DAEMON_PID"
     wait_for 5 has_callbacks 0 || fail "the engine keeps the callbacks of a dead daemon"
     start_daemon "$1"
-    fire wait "$2" >/dev/null || fail "a restarted daemon does not register"
+    wait_registered "$2"
 }
 
 has_callbacks() {
     [[ $(fire status) = "callbacks $1" ]]
+}
+
+# No more than so many.
+has_descriptors() {
+    [[ $(descriptor_count "$DAEMON_PID") -le $1 ]]
+}
+
+has_archives() {
+    [[ $(find /data/ZUL/0xffff -name '*.zul' | wc -l) -eq $1 ]]
+}
+
+# wait_registered N: until the engine has so many callbacks.
+wait_registered() {
+    fire wait "$1" >/dev/null || fail "the callbacks are not registered"
+}
+
+# run_as NAME: a process whose first argument is NAME; its id is then in $process.
+run_as() {
+    (exec -a "$1" sleep 100) &
+    process=$!
+    wait_for 5 is_named "$1" || fail "no process '$1'"
+}
+
+is_named() {
+    [[ $(tr '\0' '\n' <"/proc/$process/cmdline" | head -n 1) = "$1" ]]
+}
+
+# kill_in_capture PID: while the collector of an event runs, and what is killed leaves it unanswered.
+kill_in_capture() {
+    local fired
+    order_collector 'sleep 20'
+    fire zul "$TAG" 0x800 0 '' >/tmp/fired 2>&1 &
+    fired=$!
+    wait_for 5 collector_runs || fail "the collector does not start"
+    kill_hard "$1"
+    ! wait "$fired" || fail "an event was answered by the dead: $(cat /tmp/fired)"
 }
 
 # assert_collector_got VALUE N: what the last recorded collector got as its argument N.

@@ -3,7 +3,6 @@
 #include "fuzz/support/Fuzz.h"
 
 #include <android/log.h>
-#include <dirent.h>
 #include <errno.h>
 #include <signal.h>
 #include <stdarg.h>
@@ -12,6 +11,8 @@
 #include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <filesystem>
 
 #include "service/ZulService.h"
 #include "tests/support/ServiceState.h"
@@ -27,19 +28,14 @@ constexpr time_t kStart = 1741053967;
 /** Descriptors are counted every so many inputs: listing them takes longer than many a run. */
 constexpr unsigned kCountEvery = 64;
 
-int countDescriptors() {
-    DIR* const folder = opendir("/proc/self/fd");
-    int count = 0;
-    while (readdir(folder) != nullptr)
-        count++;
-    closedir(folder);
-    return count;
+auto countDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 void checkLeftovers() {
     require(waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD, "no child is left");
     static unsigned runs = 0;
-    static int first = 0;
+    static decltype(countDescriptors()) first = 0;
     if (runs++ % kCountEvery != 0) return;
     // What is opened once and kept (the tag library, the sanitizers' files) comes early.
     if (runs <= kCountEvery * 2) first = countDescriptors();

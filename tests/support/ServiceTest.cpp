@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "tests/support/ServiceState.h"
 
@@ -93,6 +94,14 @@ std::vector<CollectorRun> ServiceTest::collectorRuns() {
         }
     }
     return runs;
+}
+
+void inThreads(int count, const std::function<void(int)>& act) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; i++)
+        threads.emplace_back(act, i);
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 std::string ServiceTest::readFile(const std::string& path) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,9 @@ class ServiceTest : public testing::Test {
     /** Before a test, as after it. */
     const std::vector<std::string> mOpenFiles = openFiles();
 };
+
+/** Calls `act` with 0, 1, ... at once, each in a thread of its own, and waits for all of them. */
+void inThreads(int count, const std::function<void(int)>& act);
 
 /** A fixture whose tests take one row of a table at a time. */
 template <class Case, class Base = ServiceTest>
