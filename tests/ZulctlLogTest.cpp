@@ -156,7 +156,7 @@ TEST_P(HeaderTest, IsRead) {
 const HeaderCase kHeaderCases[] = {
         {"Desktop", "03-04 05:06:07.089 12 34 D ZUL_DEBUG: startWork....",
          "2026-03-04 05:06:07.089 12 34 D startWork...."},
-        {"Threadtime", "03-04 05:06:07.089    12    34 D ZUL_DEBUG: startWork....",
+        {"Threadtime", "03-04 05:06:07.089    12    34 D ZUL_DEBUG: startWork....\r",
          "2026-03-04 05:06:07.089 12 34 D startWork...."},
         {"PaddedTag", "03-04 05:06:07.089 1 2 D ZUL_DEBUG   : startWork....",
          "2026-03-04 05:06:07.089 1 2 D startWork...."},

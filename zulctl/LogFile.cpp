@@ -208,6 +208,8 @@ bool LogFile::next(LogLine& line) {
         mPendingDone = false;
         line = {};
         line.raw = text.text;
+        // A desktop where lines end in two characters may have written the file.
+        if (line.raw.ends_with('\r')) line.raw.remove_suffix(1);
         if (!readLine(line)) continue;
         if (text.cut) mUnreadable++;
         return true;
