@@ -16,7 +16,7 @@ body { margin: 0 auto; max-width: 1400px; padding: 12px; background: var(--back)
   font: 15px/1.45 system-ui, sans-serif; }
 h1 { font-size: 1.5em; margin: 0.2em 0; }
 h2 { font-size: 1.15em; margin: 1.6em 0 0.5em; }
-p { margin: 0.4em 0; }
+p { margin: 0.4em 0; overflow-wrap: anywhere; }
 .soft, caption { color: var(--soft); }
 .wrap { overflow-x: auto; }
 .picture { background: var(--panel); padding: 10px 14px; overflow: hidden; }
