@@ -299,6 +299,8 @@ TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
             R"({"v":1,"tag":"0xffff0401","outcome":"passes","legal":true,"refused":false,)"
             R"("entry":"0xffff04","package":"p","pkgname":"","adds_flag":"0x4","adds_text":";/a#ps"})"
             "\n");
+    EXPECT_THAT(call({"config", "match", "0xffff0401", "--with=" + at("/data/ZUL/config")}).out,
+                HasSubstr("passes; whether its tag is legal is not known"));
     EXPECT_THAT(onCopy({"--json", "config", "match", "x"}).out,
                 HasSubstr(R"("legal":false,"refused":true,"entry":null,"package":null)"));
 }

@@ -204,7 +204,9 @@ void printMatch(Output& out, const Match& match) {
                           .add("adds_text", text));
         return;
     }
-    out.line(printable(match.tag) + ": " + match.outcome());
+    const bool mayBeIllegal = !match.legal && !match.isRefused();
+    out.line(printable(match.tag) + ": " + match.outcome() +
+             (mayBeIllegal ? "; whether its tag is legal is not known here" : ""));
     if (match.entry == nullptr) return;
     printField(out, "entry", "tag " + match.entry->tag);
     printField(out, "pkgname", match.entry->pkgname);
