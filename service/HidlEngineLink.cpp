@@ -91,7 +91,11 @@ class HidlEngineLink : public EngineLink {
         return Outcome::REGISTERED;
     }
 
-    bool linkToDeath() override { return mEngine->linkToDeath(mRecipient, 0).withDefault(false); }
+    bool linkToDeath() override {
+        // The watch may be told, and look for the next engine, before this one's call returns.
+        const sp<Engine> engine = mEngine;
+        return engine->linkToDeath(mRecipient, 0).withDefault(false);
+    }
 
     void waitForEngine() override {
         // Told at once when the engine has come since the last attempt.
