@@ -96,10 +96,11 @@ void ThreadPool::serve() {
             __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_wait: %s", strerror(errno));
             return;
         }
-        // Dropped before the thread waits again: a removed endpoint must not outlive its use.
-        const std::shared_ptr<Endpoint> endpoint = take(event.data.u64);
-        const bool keep = endpoint != nullptr && endpoint->handleReady();
-        putBack(event.data.u64, keep);
+        std::shared_ptr<Endpoint> endpoint = take(event.data.u64);
+        if (endpoint != nullptr && !endpoint->handleReady()) remove(event.data.u64);
+        // Before the thread counts as idle: the end of an endpoint may run anybody's code.
+        endpoint.reset();
+        putBack(event.data.u64);
     }
 }
 
@@ -111,8 +112,7 @@ std::shared_ptr<Endpoint> ThreadPool::take(uint64_t key) {
     return found != mWatched.end() ? found->second.endpoint : nullptr;
 }
 
-void ThreadPool::putBack(uint64_t key, bool keep) {
-    if (!keep) remove(key);
+void ThreadPool::putBack(uint64_t key) {
     std::lock_guard lock(mLock);
     mIdle++;
     auto found = mWatched.find(key);

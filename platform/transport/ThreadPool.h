@@ -56,7 +56,7 @@ class ThreadPool {
     static void* threadMain(void* pool);
     void serve();
     std::shared_ptr<Endpoint> take(uint64_t key);
-    void putBack(uint64_t key, bool keep);
+    void putBack(uint64_t key);
     void spawnIfAllBusy();
 
     const FileDescriptor mEpoll;
