@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Proxy.h"
 
+#include <errno.h>
 #include <poll.h>
 
 #include <utility>
@@ -10,6 +11,13 @@
 #include "Serving.h"
 
 namespace transport {
+
+namespace {
+
+/** A process that ends closes one socket after the other: the channel may be the last. */
+constexpr int kEndMilliseconds = 100;
+
+}  // namespace
 
 /** Waits for the end of the channel, which carries nothing to this side; does not hold the proxy. */
 class Proxy::Watch final : public Endpoint {
@@ -87,7 +95,8 @@ void Proxy::returnConnection(FileDescriptor connection) {
 void Proxy::noteEnd() {
     std::lock_guard lock(mLock);
     pollfd ended{mChannel.get(), POLLIN, 0};
-    if (poll(&ended, 1, 0) > 0) mDead = true;
+    if (!mChannel.isValid() || TEMP_FAILURE_RETRY(poll(&ended, 1, kEndMilliseconds)) > 0)
+        mDead = true;
 }
 
 android::status_t Proxy::linkToDeath(const std::shared_ptr<DeathLink>& link) {
