@@ -7,8 +7,6 @@
 namespace zul::test {
 namespace {
 
-using testing::SizeIs;
-
 const std::string kTag = "0xffff0101";
 const std::string kOther("0xffff0101\0x", 12);
 /** Must arrive unchanged. */

@@ -10,14 +10,6 @@
 namespace zul::test {
 namespace {
 
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
-
 enum Kind { kZul, kSimpZul, kSimpMultiPidZul, kMultiPidZul };
 constexpr Kind kAllKinds[] = {kZul, kSimpZul, kSimpMultiPidZul, kMultiPidZul};
 

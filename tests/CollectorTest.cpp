@@ -16,12 +16,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::IsSupersetOf;
-using testing::SizeIs;
-using testing::StartsWith;
-
 constexpr char kTag[] = "0xffff0101";
 constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
 

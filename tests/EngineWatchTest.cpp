@@ -13,8 +13,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-
 /** An engine that is told what to answer, and by whom it is asked in which order. */
 class FakeLink : public EngineLink {
   public:

@@ -7,10 +7,6 @@
 namespace zul::test {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::Pair;
-
 constexpr char kFullTag[] = "0xffff0101";
 constexpr char kUserTag[] = "0xffffff0a";
 

@@ -23,8 +23,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-
 constexpr char kHistory[] = "/data/ZUL/zul_history";
 
 class HistoryLogTest : public ServiceTest {

@@ -13,8 +13,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-
 std::string property(const std::string& name) {
     char value[PROPERTY_VALUE_MAX] = {};
     property_get(name.c_str(), value, "(unset)");

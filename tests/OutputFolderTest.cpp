@@ -11,12 +11,6 @@
 namespace zul::test {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 constexpr char kStamp[] = "2025_03_04_17_06_07";
 
 mode_t modeOf(const std::string& path) {

@@ -10,9 +10,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class PackageNameTest : public ServiceTest {
   protected:
     static std::string nameOf(int pid) {

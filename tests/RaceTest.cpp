@@ -38,6 +38,7 @@ constexpr char kLink[] = "/data/ZUL/link";
 const std::string kName = "0xffff0101_2025_03_04_17_06_07_7";
 const std::string kLogoName = "0xffffff06_2025_03_04_17_06_07_7";
 const std::string kType = "/data/ZUL/0xffff";
+const std::string kFolder = kType + "/" + kName;
 /** Archives of one tag, of which zulctl takes all those behind the first that are more than 20. */
 constexpr int kArchives = 40;
 
@@ -90,9 +91,13 @@ void makeCapture(ZulService& service, const char* tag) {
     service.createZulPath(tag, 7, folder);
 }
 
+void becomeOther() {
+    if (setresgid(kOther, kOther, kOther) != 0 || setresuid(kOther, kOther, kOther) != 0) _exit(1);
+}
+
 /** As another user: exchanges until told to stop, half of the times just after something moved. */
 [[noreturn]] void attack(const RaceCase& race, Shared& shared, unsigned number) {
-    if (setresgid(kOther, kOther, kOther) != 0 || setresuid(kOther, kOther, kOther) != 0) _exit(1);
+    becomeOther();
     if (race.prepareOther) race.prepareOther();
     if (symlink(kVictim, race.link.c_str()) != 0) _exit(2);
     const int events = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
@@ -190,10 +195,10 @@ void listPruned() {
         archives.push_back(kType + "/" + std::to_string(i) + ".zul");
         makeFolders(archives.back());
     }
-    archives.insert(archives.begin() + 1, kType + "/" + kName + ".zul");
+    archives.insert(archives.begin() + 1, kFolder + ".zul");
     // No file and no empty folder: what goes is the folder that it was to come from.
     makeLeftover(archives[1]);
-    makeLeftover(kType + "/" + kName);
+    makeLeftover(kFolder);
 }
 
 void recordSecret() {
@@ -211,7 +216,7 @@ void makeSecret() {
 
 void makeStore() {
     makeArchives(kType);
-    makeLeftover(kType + "/" + kName);
+    makeLeftover(kFolder);
     makeFile("/data/ZUL/zul_history");
 }
 
@@ -229,32 +234,41 @@ void callZulctl(ZulService&) {
     fclose(nowhere);
 }
 
+void cleanOld(ZulService&) {
+    ZulService::cleanOldFile();
+}
+
+void capture(ZulService& service) {
+    makeCapture(service, kTag);
+}
+
+void makeLeftLogo() {
+    makeLeftover("/morvfs/stuck_logo/" + kLogoName);
+}
+
+void makeLeftCapture() {
+    makeLeftover(kFolder);
+}
+
+void nothing() {}
+
 const RaceCase kRaceCases[] = {
-        {"WholeStore", "/data/ZUL/a", kLink, recordSecret, makeSecret,
-         [](ZulService&) { ZulService::cleanOldFile(); }},
+        {"WholeStore", "/data/ZUL/a", kLink, recordSecret, makeSecret, cleanOld},
         {"WholeStoreLastName", "/data/ZUL/a/secret", "/data/ZUL/a/link", recordSecret, makeSecret,
-         [](ZulService&) { ZulService::cleanOldFile(); }},
-        {"PrunedTag", kType, kLink, listPruned, nullptr,
-         [](ZulService& service) { makeCapture(service, kTag); }},
-        {"PrunedTagLastName", kType + "/" + kName, kType + "/link", listPruned, nullptr,
-         [](ZulService& service) { makeCapture(service, kTag); }},
-        {"Leftover", kType, kLink, [] { makeLeftover(kType + "/" + kName); }, nullptr,
-         [](ZulService& service) { makeCapture(service, kTag); }},
-        {"LeftoverLastName", kType + "/" + kName, kType + "/link",
-         [] { makeLeftover(kType + "/" + kName); }, nullptr,
-         [](ZulService& service) { makeCapture(service, kTag); }},
-        {"LeftoverInside", kType + "/" + kName + "/inner", kType + "/" + kName + "/link",
-         [] { makeLeftover(kType + "/" + kName); }, nullptr,
-         [](ZulService& service) { makeCapture(service, kTag); }},
-        {"TypeFolder", kType, kLink, [] {}, nullptr,
-         [](ZulService& service) { makeCapture(service, kTag); }},
-        {"StuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
-         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr,
+         cleanOld},
+        {"PrunedTag", kType, kLink, listPruned, nullptr, capture},
+        {"PrunedTagLastName", kFolder, kType + "/link", listPruned, nullptr, capture},
+        {"Leftover", kType, kLink, makeLeftCapture, nullptr, capture},
+        {"LeftoverLastName", kFolder, kType + "/link", makeLeftCapture, nullptr, capture},
+        {"LeftoverInside", kFolder + "/inner", kFolder + "/link", makeLeftCapture, nullptr,
+         capture},
+        {"TypeFolder", kType, kLink, nothing, nullptr, capture},
+        {"StuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link", makeLeftLogo, nullptr,
          [](ZulService& service) {
              ZulService::getCompressFileCount();
              makeCapture(service, kLogoTag);
          }},
-        {"Configuration", "/data/ZUL/config", kLink, [] {},
+        {"Configuration", "/data/ZUL/config", kLink, nothing,
          [] {
              makeLeftover("/data/ZUL/config");
              makeLeftover("/data/ZUL/config.new");
@@ -263,12 +277,11 @@ const RaceCase kRaceCases[] = {
              ZulService::writeConfig("/data/ZUL/config", "tag:a,enable:1");
          }},
         {"Clean", kType, kLink, makeStore, nullptr, callZulctl, growHistory},
-        {"CleanLastName", kType + "/" + kName, kType + "/link", makeStore, nullptr, callZulctl,
+        {"CleanLastName", kFolder, kType + "/link", makeStore, nullptr, callZulctl, growHistory},
+        {"CleanInside", kFolder + "/inner", kFolder + "/link", makeStore, nullptr, callZulctl,
          growHistory},
-        {"CleanInside", kType + "/" + kName + "/inner", kType + "/" + kName + "/link", makeStore,
-         nullptr, callZulctl, growHistory},
-        {"CleanStuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link",
-         [] { makeLeftover("/morvfs/stuck_logo/" + kLogoName); }, nullptr, callZulctl},
+        {"CleanStuckLogoRoot", "/morvfs/stuck_logo", "/morvfs/link", makeLeftLogo, nullptr,
+         callZulctl},
 };
 INSTANTIATE_TEST_SUITE_P(Store, RaceTest, testing::ValuesIn(kRaceCases), caseName);
 
@@ -277,8 +290,7 @@ void asOther(const std::function<void()>& act) {
     const pid_t other = fork();
     if (other == 0) {
         umask(0);
-        if (setresgid(kOther, kOther, kOther) != 0 || setresuid(kOther, kOther, kOther) != 0)
-            _exit(1);
+        becomeOther();
         act();
         _exit(0);
     }

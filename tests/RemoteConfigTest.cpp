@@ -18,9 +18,6 @@ static std::string describe(const ZulService::zul_struct& entry) {
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class RemoteConfigTest : public ServiceTest {
   protected:
     static void parse(std::string text) {

@@ -11,10 +11,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
-
 class RetentionTest : public ServiceTest {
   protected:
     /** A history of archives 1, 2, … that exist. */

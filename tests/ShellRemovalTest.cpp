@@ -13,9 +13,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class ShellRemovalTest : public ServiceTest {
   protected:
     ~ShellRemovalTest() override {

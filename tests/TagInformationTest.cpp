@@ -7,8 +7,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-
 constexpr char kLibrary[] = "/system_ext/lib64/libzulid_config.so";
 constexpr char kAway[] = "/system_ext/lib64/away.so";
 

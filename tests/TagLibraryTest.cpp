@@ -97,14 +97,10 @@ TEST_F(TagLibraryTest, LineBecomesRowOrIsReported) {
 }
 
 TEST_F(TagLibraryTest, BadTablesAreOneLineAndGoodRowsStay) {
-    const std::string table = kTable;
     writeTable("some,other,header\nt\ngood,1,2,3,4,5\nbad\n");
     load();
-    EXPECT_EQ(find("good"), "good|1|2|3|4|5|zulid_config: " + table +
+    EXPECT_EQ(find("good"), std::string("good|1|2|3|4|5|zulid_config: ") + kTable +
                                     ": line 1: not the header of a tag table (bad lines: 3)\n");
-    fs::remove(kTable);
-    load();
-    EXPECT_EQ(find("t"), "zulid_config: cannot read " + table + ": No such file or directory\n");
     writeTable(kHeader + "t,,,,,\n");
     EXPECT_EQ(find("t"), "") << "the table is read once";
 }

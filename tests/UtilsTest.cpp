@@ -1,65 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
-#include <utils/RefBase.h>
 #include <utils/String16.h>
 #include <utils/String8.h>
 
-#include <atomic>
 #include <string>
 
 namespace {
 
-using android::RefBase;
-using android::sp;
 using android::String16;
 using android::String8;
-using android::wp;
-
-std::atomic<int> gAlive{0};
-
-class Counted : public virtual RefBase {
-  public:
-    Counted() { gAlive++; }
-    ~Counted() override { gAlive--; }
-    sp<Counted> next;
-};
-
-class Other : public virtual RefBase {
-  public:
-    int value = 7;
-};
-
-/** Two roads to one virtual base, as an interface and its implementation have. */
-class Diamond : public Other, public Counted {};
-
-TEST(RefBaseTest, livesFromTheFirstReferenceToTheLast) {
-    sp<Counted> first = sp<Counted>::make();
-    sp<Counted> second = first;
-    sp<Counted> third = std::move(second);
-    EXPECT_TRUE(second == nullptr);  // NOLINT: what a moved pointer holds is the point
-    first.clear();
-    EXPECT_EQ(1, gAlive);
-    // From an owner that goes with the assignment.
-    third->next = new Counted;
-    third = third->next;
-    EXPECT_EQ(1, gAlive);
-    third = nullptr;
-    EXPECT_EQ(0, gAlive);
-}
-
-TEST(RefBaseTest, convertsComparesAndIsWatchedWithoutBeingKept) {
-    Diamond* raw = new Diamond;
-    sp<Diamond> object = raw;
-    sp<Other> other = object;
-    EXPECT_EQ(7, other->value);
-    EXPECT_TRUE(object == raw && object == other);
-    const wp<Counted> weak = object;
-    EXPECT_TRUE(weak.promote() == object);
-    other.clear();
-    object.clear();
-    EXPECT_EQ(0, gAlive);
-    EXPECT_TRUE(weak.promote() == nullptr);
-}
 
 TEST(StringTest, convertsBothWays) {
     const std::string bad = "\xEF\xBF\xBD";

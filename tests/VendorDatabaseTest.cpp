@@ -9,8 +9,6 @@
 namespace zul::test {
 namespace {
 
-using testing::ElementsAre;
-
 /** The two request properties, fatal databases first. */
 std::string requests() {
     char fatal[PROPERTY_VALUE_MAX] = {};

@@ -16,9 +16,6 @@
 namespace zulctl::test {
 namespace {
 
-using testing::HasSubstr;
-using testing::Not;
-
 constexpr char kType[] = "/data/ZUL/0xffff/";
 constexpr char kLeft[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8";
 

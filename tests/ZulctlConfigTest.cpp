@@ -11,14 +11,6 @@ namespace zulctl::test {
 
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
-
 /** ERROR or warning, RECORD.ITEM, CODE; the next one behind a comma. */
 std::string findingsOf(const std::string& text) {
     std::string all;

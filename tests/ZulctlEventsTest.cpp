@@ -14,12 +14,6 @@ namespace zulctl::test {
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
-using testing::SizeIs;
-
 /**
  * A log of lines "PROCESS/THREAD PRIORITY MESSAGE", 10 ms apart, which begins at 05:06:07 and has
  * its headers as the desktop's layer writes them. What tells no process is said by 5/6.

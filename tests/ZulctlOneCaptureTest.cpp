@@ -15,10 +15,6 @@
 namespace zulctl::test {
 namespace {
 
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
-
 constexpr char kFolder[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8";
 constexpr char kOther[] = "/data/ZUL/0xffff/0xffff0102_2025_03_04_05_06_07_9";
 
@@ -187,14 +183,6 @@ TEST_F(OneCaptureTest, ExportFollowsNoLink) {
         EXPECT_THAT(result.err, HasSubstr("is missing")) << name;
         EXPECT_FALSE(exists("/out.tar")) << name;
     }
-}
-
-TEST_F(OneCaptureTest, ExportWritesThroughNoLink) {
-    const std::string link = at("/link.tar");
-    ASSERT_EQ(symlink(at("/made").c_str(), link.c_str()), 0);
-    EXPECT_EQ(onCopy({"export", "0xffff0101", "-o", link}).status, 3);
-    EXPECT_FALSE(exists("/made"));
-    EXPECT_TRUE(exists("/link.tar"));
 }
 
 TEST_F(OneCaptureTest, HostileNamesAreShownSafely) {

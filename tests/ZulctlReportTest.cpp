@@ -7,10 +7,6 @@
 namespace zulctl::test {
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 constexpr LogTime kMinute = 60 * 1000;
 
 struct AxisCase {

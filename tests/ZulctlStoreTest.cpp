@@ -10,10 +10,6 @@
 namespace zulctl::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 constexpr char kType[] = "/data/ZUL/0xffff/";
 
 /** 0xffff0101_2025_03_04_05_06_07_N for that tag and time of one day, as HH:MM:SS. */

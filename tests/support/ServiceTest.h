@@ -16,6 +16,19 @@
 
 namespace zul::test {
 
+// The matchers that tests speak with.
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Pair;
+using testing::SizeIs;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
 /** What the collector stand-in recorded of one run. */
 struct CollectorRun {
     std::vector<std::string> arguments;
