@@ -62,29 +62,21 @@ class CaptureRequestTest : public ServiceTest {
 
     /** What the log tells of a capture of kTag before it is prepared. */
     static std::vector<std::string> linesBeforePreparation(Kind kind) {
-        const std::string names[] = {"", "startSimpZul", "startSimpMultiPidZul", ""};
-        std::vector<std::string> expected;
-        if (byTag(kind)) {
-            const std::string name = names[kind];
-            expected = {"D getZulInfoByTag tagId===0xffff0101",
-                        "D sceneType===0xffff0101,sceneType.length()=10"};
-            if (kind == kSimpZul) {
-                expected.insert(
-                        expected.end(),
-                        {"I startSimpZul flag = FLAG_ZUL_LOG|FLAG_ZUL_BINDER",
-                         "I startSimpZul mZulCmd = ls", "I startSimpZul extraInfo = /p",
-                         "I startSimpZul eventType = crash", "I startSimpZul eventSubType = java"});
-            }
-            expected.insert(expected.end(),
-                            {"I log flagstr = FLAG_ZUL_LOG|FLAG_ZUL_BINDER",
-                             "I getZulInfo flagvalue = 0x201",
-                             "I " + name +
-                                     " sceneType===0xffff0101, flag = 0x201; mZulCmd = ls; "
-                                     "extraInfo = /p; mEventType = crash; mEventSubType = java"});
-        } else {
-            expected = {"D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x201"};
+        if (!byTag(kind)) return {"D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x201"};
+        std::vector<std::string> lines = {"D getZulInfoByTag tagId===0xffff0101",
+                                          "D sceneType===0xffff0101,sceneType.length()=10"};
+        if (kind == kSimpZul) {
+            for (const char* told : {"flag = FLAG_ZUL_LOG|FLAG_ZUL_BINDER", "mZulCmd = ls",
+                                     "extraInfo = /p", "eventType = crash", "eventSubType = java"})
+                lines.push_back(std::string("I startSimpZul ") + told);
         }
-        return expected;
+        lines.push_back("I log flagstr = FLAG_ZUL_LOG|FLAG_ZUL_BINDER");
+        lines.push_back("I getZulInfo flagvalue = 0x201");
+        lines.push_back(
+                std::string(kind == kSimpZul ? "I startSimpZul" : "I startSimpMultiPidZul") +
+                " sceneType===0xffff0101, flag = 0x201; mZulCmd = ls; extraInfo = /p; "
+                "mEventType = crash; mEventSubType = java");
+        return lines;
     }
 
     static void configure(std::string text) { ZulService::parseRemoteConfig(text); }

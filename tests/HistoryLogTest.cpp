@@ -105,37 +105,6 @@ TEST_F(HistoryLogTest, LineIsKeptWithoutALock) {
     EXPECT_TRUE(readFile(kHistory).ends_with("|system_version_is_empty\n"));
 }
 
-TEST_F(HistoryLogTest, WritersInThreadsAndProcessesNeverInterleave) {
-    constexpr int kProcesses = 4;
-    constexpr int kThreads = 4;
-    constexpr int kRecords = 50;
-    ZulService::mDebugLog = false;
-    for (int process = 0; process < kProcesses; process++) {
-        if (fork() != 0) continue;
-        inThreads(kThreads, [process](int t) {
-            const std::string folder = "/data/ZUL/" + std::string(60 + 10 * process, 'a' + t);
-            for (int i = 0; i < kRecords; i++)
-                record("0xffff0101", folder);
-        });
-        _exit(0);
-    }
-    while (wait(nullptr) > 0) {
-    }
-
-    std::istringstream lines(readFile(kHistory));
-    std::string line;
-    int count = 0;
-    while (std::getline(lines, line)) {
-        count++;
-        const std::vector<std::string> fields = ZulService::supersplit(line, "|");
-        ASSERT_EQ(fields.size(), 4u) << line;
-        EXPECT_EQ(fields[3], "system_version_is_empty");
-        const std::string name = fields[2].substr(sizeof("/data/ZUL/") - 1);
-        EXPECT_EQ(std::count(name.begin(), name.end() - 4, name[0]), name.size() - 4) << line;
-    }
-    EXPECT_EQ(count, kProcesses * kThreads * kRecords);
-}
-
 /** Called once, by the next ftruncate() or lseek() before it does its work. */
 std::function<void()> gBeforeCut;
 std::function<void()> gBeforeLook;

@@ -13,12 +13,6 @@
 namespace zul::test {
 namespace {
 
-std::string property(const std::string& name) {
-    char value[PROPERTY_VALUE_MAX] = {};
-    property_get(name.c_str(), value, "(unset)");
-    return value;
-}
-
 std::vector<std::string> tags() {
     std::vector<std::string> tags;
     for (const auto& [tag, archives] : ZulService::mTagTable)

@@ -138,16 +138,6 @@ TEST_F(RemoteConfigTest, TellsEachFieldAtDebugPriority) {
                             "D remoteConfig.cmds = c \n", "D remoteConfig.paths = /p \n"));
 }
 
-TEST_F(RemoteConfigTest, EntryOverwritesAllWhoseTagHoldsItsOwn) {
-    parse("tag:SCENE,flag:1|tag:SCENE_2,flag:2|tag:OTHER,flag:3");
-    EXPECT_THAT(entries(), ElementsAre("SCENE;;;1;;", "SCENE_2;;;2;;", "OTHER;;;3;;"));
-    parse("tag:SCENE,flag:4");
-    EXPECT_THAT(entries(), ElementsAre("SCENE;;;4;;", "SCENE;;;4;;", "OTHER;;;3;;"));
-    parse("tag:SCENE_2,flag:5");
-    EXPECT_THAT(entries(),
-                ElementsAre("SCENE;;;4;;", "SCENE;;;4;;", "OTHER;;;3;;", "SCENE_2;;;5;;"));
-}
-
 TEST_F(RemoteConfigTest, EmptyTagStandsInEveryTag) {
     parse("");
     EXPECT_THAT(entries(), IsEmpty());

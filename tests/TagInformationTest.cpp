@@ -60,33 +60,5 @@ TEST_F(TagInformationTest, LibraryWithoutTheFunctionIsTold) {
                                          "D getZulInfoByTag Error: Failed to find function"));
 }
 
-TEST_F(TagInformationTest, SharedStateHoldsUnderThreads) {
-    admit("0xffff0101");
-    const std::function<void(int)> acts[] = {
-            [](int i) {
-                std::string text =
-                        "tag:T" + std::to_string(i % 5) + ",enable:" + std::to_string(i % 2);
-                const ScopedServiceLock lock(ZulService::mServiceLock);
-                ZulService::parseRemoteConfig(text);
-            },
-            [this](int) { EXPECT_EQ(mService->getZulFlag("FLAG_ZUL_LOG", "0xffff0101"), 0x200); },
-            [this](int) {
-                EXPECT_EQ(mService->getZulFlag("FLAG_ZUL_USER_PS", "0xffffff01"), 0x1000);
-            },
-            [this](int) { EXPECT_EQ(lookUp("0xffff0101"), kRow); },
-            [](int i) {
-                if (i % 5 != 0) return;
-                const android::sp<ZulService> service = new ZulService();
-                service->startZul("0xffff0101", 1, 0, "text");
-            },
-    };
-    inThreads(std::size(acts), [&acts](int t) {
-        for (int i = 0; i < 200; i++)
-            acts[t](i);
-    });
-    EXPECT_EQ(ZulService::mCompressFileCount.load(),
-              static_cast<int>(archives("0xffff0101").size()));
-}
-
 }  // namespace
 }  // namespace zul::test

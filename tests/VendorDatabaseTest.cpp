@@ -9,44 +9,40 @@
 namespace zul::test {
 namespace {
 
-/** The two request properties, fatal databases first. */
-std::string requests() {
-    char fatal[PROPERTY_VALUE_MAX] = {};
-    char connsys[PROPERTY_VALUE_MAX] = {};
-    property_get("debug.zul.aee.db.08ee", fatal, "-");
-    property_get("debug.zul.aee.db.connsysdump", connsys, "-");
-    return std::string(fatal) + connsys;
-}
+const std::string kUnset = "(unset)";
 
 struct CopyCase {
     const char* name;
     const char* list;
     const char* rewritten;
-    const char* requested;
+    /** The two request properties, that of fatal databases first. */
+    std::string requested;
 };
 
 using CopyVndFileTest = TableTest<CopyCase>;
 
 TEST_P(CopyVndFileTest, RewritesAndRequests) {
     EXPECT_EQ(ZulService::copyVndFile(GetParam().list), GetParam().rewritten);
-    EXPECT_EQ(requests(), GetParam().requested);
+    EXPECT_EQ(property("debug.zul.aee.db.08ee") + property("debug.zul.aee.db.connsysdump"),
+              GetParam().requested);
 }
 
 const CopyCase kCopyCases[] = {
-        {"Empty", "", "", "--"},
-        {"Other", "/a;/b", "/a;/b", "--"},
+        {"Empty", "", "", kUnset + kUnset},
+        {"Other", "/a;/b", "/a;/b", kUnset + kUnset},
         {"Fatal", "/system/a.txt;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg",
-         "/system/a.txt;/data/ZUL/db.fatal.08.EE.dbg", "1-"},
-        {"Scp", "/v/fatal.scp.00.dbg", "/data/ZUL/fatal.scp.00.dbg", "1-"},
-        {"Connsys", "/v/db.fatal.connsysdump.dbg", "/data/ZUL/db.fatal.connsysdump.dbg", "-1"},
-        {"NoConnsys", "/v/db.fatal.connsysdump.db", "/v/db.fatal.connsysdump.db", "--"},
+         "/system/a.txt;/data/ZUL/db.fatal.08.EE.dbg", "1" + kUnset},
+        {"Scp", "/v/fatal.scp.00.dbg", "/data/ZUL/fatal.scp.00.dbg", "1" + kUnset},
+        {"Connsys", "/v/db.fatal.connsysdump.dbg", "/data/ZUL/db.fatal.connsysdump.dbg",
+         kUnset + "1"},
+        {"NoConnsys", "/v/db.fatal.connsysdump.db", "/v/db.fatal.connsysdump.db", kUnset + kUnset},
         {"ConnsysFile", "/v/fatal.connsysdump.00.dbg/;/b;", "/data/ZUL/fatal.connsysdump.00.dbg;/b",
-         "-1"},
-        {"NameInAFolder", "/db.fatal.08.EE.dbg/x", "/data/ZUL/x", "1-"},
+         kUnset + "1"},
+        {"NameInAFolder", "/db.fatal.08.EE.dbg/x", "/data/ZUL/x", "1" + kUnset},
         {"BothInOnePath", "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg",
          "/data/ZUL/fatal.connsysdump.00.dbg", "11"},
-        {"EmptyFirstPathLeavesNoTrace", ";/a", "/a", "--"},
-        {"EmptyLaterPathStays", "/a;;/b", "/a;;/b", "--"},
+        {"EmptyFirstPathLeavesNoTrace", ";/a", "/a", kUnset + kUnset},
+        {"EmptyLaterPathStays", "/a;;/b", "/a;;/b", kUnset + kUnset},
 };
 INSTANTIATE_TEST_SUITE_P(Lists, CopyVndFileTest, testing::ValuesIn(kCopyCases), caseName);
 
@@ -72,7 +68,8 @@ TEST_P(VndFileExistTest, TakesRequestsBackAndOpensCopies) {
     EXPECT_EQ(ZulService::vndFileExist(text), GetParam().found);
     EXPECT_EQ(text, GetParam().list);
     EXPECT_EQ(FakeTime::slept, 1u);
-    EXPECT_EQ(requests(), GetParam().requested);
+    EXPECT_EQ(property("debug.zul.aee.db.08ee") + property("debug.zul.aee.db.connsysdump"),
+              GetParam().requested);
     std::vector<std::string> lines;
     if (!GetParam().missing.empty()) {
         lines.push_back("E Unable to open filePath: " + GetParam().missing + " ");

@@ -381,7 +381,7 @@ TEST(MasksTest, NamesOfBothVocabulariesAndBack) {
 }
 
 TEST(MasksTest, ReadsNumbersWholeOrNotAtAll) {
-    const std::pair<const char*, std::optional<uint64_t>> cases[] = {
+    const std::pair<const char*, uint64_t> cases[] = {
             {"0x20c3c", 0x20c3c},
             {"134204", 134204},
             {"010", 10},
@@ -390,18 +390,12 @@ TEST(MasksTest, ReadsNumbersWholeOrNotAtAll) {
             {"-9223372036854775808", uint64_t{1} << 63},
             {"18446744073709551615", UINT64_MAX},
             {"0xffffffffffffffff", UINT64_MAX},
-            {"0x10000000000000000", std::nullopt},
-            {"18446744073709551616", std::nullopt},
-            {"-9223372036854775809", std::nullopt},
-            {"", std::nullopt},
-            {"0x", std::nullopt},
-            {"-", std::nullopt},
-            {"0x-1", std::nullopt},
-            {"12a", std::nullopt},
-            {" 1", std::nullopt},
     };
     for (const auto& [text, mask] : cases)
         EXPECT_EQ(parseMask(text), mask) << text;
+    for (const char* text : {"0x10000000000000000", "18446744073709551616", "-9223372036854775809",
+                             "", "0x", "-", "0x-1", "12a", " 1"})
+        EXPECT_EQ(parseMask(text), std::nullopt) << text;
 }
 
 }  // namespace

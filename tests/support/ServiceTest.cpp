@@ -2,6 +2,7 @@
 
 #include "tests/support/ServiceTest.h"
 
+#include <cutils/properties.h>
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -114,6 +115,12 @@ void ServiceTest::writeFile(const std::string& path, const std::string& text) {
     file << text;
     file.close();
     EXPECT_TRUE(file.good()) << path;
+}
+
+std::string ServiceTest::property(const std::string& name) {
+    char value[PROPERTY_VALUE_MAX] = {};
+    property_get(name.c_str(), value, "(unset)");
+    return value;
 }
 
 std::vector<std::string> ServiceTest::list(const std::string& folder) {

@@ -50,6 +50,8 @@ class ServiceTest : public testing::Test {
 
     static std::string readFile(const std::string& path);
     static void writeFile(const std::string& path, const std::string& text);
+    /** "(unset)" where there is none. */
+    static std::string property(const std::string& name);
     /** The names in a folder, sorted. */
     static std::vector<std::string> list(const std::string& folder);
     static bool exists(const std::string& path);
