@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <aidl/vendor/morvantic/hardware/zul/zulengine/BnZul.h>
+#include <aidl/vendor/morvantic/hardware/zul/zulengine/IZul.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <gmock/gmock.h>
@@ -10,10 +10,10 @@
 
 #include <condition_variable>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <utility>
 
+#include "tests/support/Files.h"
 #include "tests/support/Peer.h"
 
 namespace zul::test {
@@ -28,7 +28,6 @@ using android::hardware::joinRpcThreadpool;
 using android::hardware::Return;
 using android::hardware::Status;
 using android::hardware::Void;
-using ndk::ScopedAStatus;
 
 // --- Engines ------------------------------------------------------------------------------------
 
@@ -40,18 +39,6 @@ struct HidlEngine : hidl_zul::IZul {
     Return<int32_t> getThreadNumber() override { return 3; }
     Return<void> registerClientCallback(const sp<hidl_zul::IZulClientCallback>&) override {
         return Void();
-    }
-};
-
-struct AidlEngine : aidl_zul::BnZul {
-    ScopedAStatus getThreadNumber(int32_t* number) override {
-        *number = 3;
-        return ScopedAStatus::ok();
-    }
-    ScopedAStatus registerClientCallback(
-            const std::shared_ptr<aidl_zul::IZulClientCallback>& client) override {
-        if (client != nullptr) return ScopedAStatus::ok();
-        return ScopedAStatus::fromExceptionCodeWithMessage(EX_ILLEGAL_ARGUMENT, "no client");
     }
 };
 
@@ -67,29 +54,8 @@ const std::string kHashAtStart = aidl_zul::IZul::hash + aidl_zul::IZulClientCall
 
 const std::string kAidlName = std::string(aidl_zul::IZul::descriptor) + "/default";
 
-const Peer::Register kAidlEngine("aidl_engine", [](const std::string&) {
-    const auto engine = ndk::SharedRefBase::make<AidlEngine>();
-    ABinderProcess_setThreadPoolMaxThreadCount(0);
-    const auto result = AServiceManager_addService(engine->asBinder().get(), kAidlName.c_str());
-    Peer::report(result == EX_NONE ? 'r' : 'x');
-    ABinderProcess_joinThreadPool();
-});
-
-TEST(EngineTest, AidlProxiesAreOfOneInterfaceAndTellFailures) {
-    Peer peer("aidl_engine", "");
-    ASSERT_EQ(peer.nextReport(), 'r');
-    const ndk::SpAIBinder binder(AServiceManager_waitForService(kAidlName.c_str()));
-    const std::shared_ptr<aidl_zul::IZul> engine = aidl_zul::IZul::fromBinder(binder);
-    ASSERT_NE(engine, nullptr);
-    EXPECT_EQ(aidl_zul::IZulClientCallback::fromBinder(binder), nullptr) << "another interface";
+TEST(EngineTest, HashesAreThereBeforeAnyOtherStaticObject) {
     EXPECT_EQ(kHashAtStart, aidl_zul::IZul::hash + aidl_zul::IZul::hash);
-    const ScopedAStatus refused = engine->registerClientCallback(nullptr);
-    EXPECT_EQ(refused.getExceptionCode(), EX_ILLEGAL_ARGUMENT);
-    EXPECT_STREQ(refused.getMessage(), "no client");
-    peer.kill();
-    int32_t number = 1;
-    EXPECT_EQ(engine->getThreadNumber(&number).getStatus(), STATUS_DEAD_OBJECT);
-    EXPECT_EQ(number, 1) << "a failed call leaves it alone";
 }
 
 // --- Notices ------------------------------------------------------------------------------------
@@ -135,7 +101,6 @@ class Notices {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 struct Mourner : android::hardware::hidl_death_recipient {
     explicit Mourner(Notices& noticesOfTest) : notices(noticesOfTest) {}
@@ -145,28 +110,6 @@ struct Mourner : android::hardware::hidl_death_recipient {
     }
     Notices& notices;
 };
-
-TEST(NoticeTest, HidlDeathIsToldOnceToWhoStillWantsToKnow) {
-    Notices notices;
-    Peer peer("hidl_engine", "mourned");
-    ASSERT_EQ(peer.nextReport(), 'r');
-    const sp<hidl_zul::IZul> engine = hidl_zul::IZul::getService("mourned");
-    ASSERT_NE(engine.get(), nullptr);
-    const sp<Mourner> kept = new Mourner(notices);
-    sp<Mourner> dropped = new Mourner(notices);
-    EXPECT_TRUE(bool{engine->linkToDeath(kept, 1)});
-    EXPECT_TRUE(bool{engine->linkToDeath(kept, 2)});
-    EXPECT_TRUE(bool{engine->linkToDeath(dropped, 3)});
-    dropped.clear();
-    EXPECT_TRUE(bool{hidl_zul::IZul::getService("mourned")->linkToDeath(kept, 4)})
-            << "this proxy ends at once, and its link with it";
-
-    peer.kill();
-    EXPECT_TRUE(engine->getThreadNumber().isDeadObject());
-    EXPECT_THAT(notices.take(2), UnorderedElementsAre("1 held", "2 held"));
-    EXPECT_FALSE(bool{engine->linkToDeath(kept, 5)}) << "dead already";
-    EXPECT_THAT(notices.take(), IsEmpty());
-}
 
 TEST(NoticeTest, ANoticeWaitsForAFreeThread) {
     // The pool of this process has one thread.
@@ -188,6 +131,8 @@ TEST(NoticeTest, ANoticeWaitsForAFreeThread) {
     EXPECT_THAT(notices.take(0), IsEmpty()) << "the only thread is busy";
     notices.hold(false);
     EXPECT_THAT(notices.take(1), ElementsAre("2 held"));
+    EXPECT_FALSE(bool{engines[1]->linkToDeath(mourner, 3)}) << "dead already";
+    EXPECT_THAT(notices.take(), IsEmpty());
 }
 
 // --- Waiting for a service ----------------------------------------------------------------------
@@ -195,17 +140,13 @@ TEST(NoticeTest, ANoticeWaitsForAFreeThread) {
 /** The file that declares services, for as long as this lives. */
 class Manifest {
   public:
-    explicit Manifest(const std::string& text) {
-        std::ofstream("/vendor/etc/vintf/manifest/engine.xml") << text;
-    }
-    ~Manifest() { std::filesystem::remove("/vendor/etc/vintf/manifest/engine.xml"); }
+    explicit Manifest(const std::string& text) { writeFile(kPath, text); }
+    ~Manifest() { std::filesystem::remove(kPath); }
     Manifest(const Manifest&) = delete;
     Manifest& operator=(const Manifest&) = delete;
 
-    static std::string ofDevice(const std::string& mode) {
-        std::ifstream file("/src/device/manifest_engine_" + mode + ".xml");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+  private:
+    static constexpr char kPath[] = "/vendor/etc/vintf/manifest/engine.xml";
 };
 
 TEST(LookUpTest, ServiceThatNobodyDeclaresIsNotWaitedFor) {
@@ -228,7 +169,8 @@ TEST(LookUpTest, ServiceThatNobodyDeclaresIsNotWaitedFor) {
                                        {"default<", "other<"},
                                        {"format=\"", "format=\"x"},
                                        {"<hal ", "<!-- <hal "}}) {
-            std::string other = Manifest::ofDevice(face.mode);
+            std::string other =
+                    readFile(std::string("/src/device/manifest_engine_") + face.mode + ".xml");
             other.replace(other.find(what), strlen(what), by);
             const Manifest manifest(other);
             EXPECT_FALSE(face.find()) << by;

@@ -5,14 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -71,34 +67,6 @@ TEST_F(LogTest, cutsWhatIsTooLong) {
     EXPECT_THAT(packet(), EndsWith(" I " + std::string(128, 't') + ": 100%\n"));
     __android_log_write(ANDROID_LOG_WARN, nullptr, "100%% %s");
     EXPECT_THAT(packet(), EndsWith(" W : 100%% %s\n"));
-}
-
-// The child of a fork inherits locks that no thread of its own will ever release.
-TEST_F(LogTest, worksInForkedChildrenWhateverOtherThreadsHold) {
-    std::atomic<bool> stop = false;
-    std::thread threads[3];
-    for (std::thread& thread : threads) {
-        thread = std::thread([&stop] {
-            const time_t now = 0;
-            struct tm local {};
-            while (!stop)
-                localtime_r(&now, &local);
-        });
-    }
-    for (int i = 0; i < 100; i++) {
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(10);
-            _exit(__android_log_print(ANDROID_LOG_INFO, "T", "child") > 0 ? 0 : 1);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(0, status);
-        EXPECT_THAT(packet(), testing::HasSubstr(" " + std::to_string(child) + " "));
-    }
-    stop = true;
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 }  // namespace

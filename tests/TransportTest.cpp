@@ -22,46 +22,30 @@ using transport::Message;
 using transport::Object;
 
 // What the service of the peers does.
-enum Code : uint32_t { kEcho = 1, kKeep, kDropAll, kHold, kCallBack };
-
-void writeInt(Message& message, int32_t value) {
-    message.write(&value, sizeof(value));
-}
-
-int32_t readInt(const Message& message) {
-    int32_t value = -1;
-    EXPECT_EQ(message.read(&value, sizeof(value)), android::OK);
-    return value;
-}
+enum Code : uint32_t { kEcho = 1, kKeep, kHold };
 
 /** How many objects of the next class live in this process. */
 std::atomic<int> gLive{0};
 
-/** Answers each call with its code. */
 class Counted : public Object {
   public:
     Counted() { gLive++; }
     ~Counted() override { gLive--; }
-    status_t deliver(uint32_t code, Message&&, Message& reply) override {
-        writeInt(reply, static_cast<int32_t>(code));
-        return android::OK;
-    }
+    status_t deliver(uint32_t, Message&&, Message&) override { return android::OK; }
 };
 
 class Service : public Object {
   public:
     status_t deliver(uint32_t code, Message&& request, Message& reply) override {
         if (code == kEcho) reply = std::move(request);
-        if (code == kCallBack) return request.objects().at(0)->deliver(77, Message(), reply);
         if (code == kHold) {
             Peer::report('h');
             Peer::waitAtGate();
-        } else if (code == kKeep || code == kDropAll) {
+        } else if (code == kKeep) {
             std::lock_guard lock(mLock);
             mKept.push_back(request.objects());
-            if (code == kDropAll) mKept.clear();
         }
-        return code <= kCallBack ? android::OK : android::UNKNOWN_TRANSACTION;
+        return code <= kHold ? android::OK : android::UNKNOWN_TRANSACTION;
     }
 
   private:
@@ -135,15 +119,6 @@ class ServedTest : public TransportTest {
         EXPECT_TRUE(eventually([] { return gLive == 0; }));
     }
 
-    /** What the object answers to a call by the peer. */
-    int32_t callBack(const std::shared_ptr<Object>& object) {
-        Message reply;
-        Message request;
-        request.writeObject(object);
-        EXPECT_EQ(mService->deliver(kCallBack, std::move(request), reply), android::OK);
-        return readInt(reply);
-    }
-
     const std::string mName;
     Peer mPeer;
     std::shared_ptr<Object> mService;
@@ -166,17 +141,6 @@ TEST_F(ServedTest, BytesReturnUnchangedUpToTheLargestMessage) {
     }
 }
 
-TEST_F(ServedTest, ObjectsAreCalledBackAndEndWithTheirLastReference) {
-    auto object = std::make_shared<Counted>();
-    EXPECT_EQ(callBack(object), 77);
-    EXPECT_EQ(call(mService, kKeep, object), android::OK);
-    EXPECT_EQ(call(mService, kKeep, object), android::OK);
-    object.reset();
-    EXPECT_EQ(gLive, 1) << "the peer holds it";
-    EXPECT_EQ(call(mService, kDropAll), android::OK);
-    EXPECT_TRUE(eventually([] { return gLive == 0; }));
-}
-
 TEST_F(ServedTest, DeathFailsWaitingCallsAndEndsWhatThePeerHeld) {
     call(mService, kKeep, std::make_shared<Counted>());
     EXPECT_EQ(gLive, 1);
@@ -196,21 +160,6 @@ TEST_F(ServedTest, DeathFailsWaitingCallsAndEndsWhatThePeerHeld) {
     EXPECT_TRUE(unused->asRemote()->isAlive()) << "nobody has asked";
     EXPECT_EQ(unused->asRemote()->linkToDeath(nullptr), android::DEAD_OBJECT);
     EXPECT_FALSE(unused->asRemote()->isAlive());
-}
-
-TEST_F(TransportTest, ANameStandsForWhoTookItLast) {
-    const std::string name = newName();
-    EXPECT_EQ(Domain::binder().lookup(name), nullptr);
-    EXPECT_EQ(Peer("server", "s " + name).nextReport(), 'r');
-    EXPECT_EQ(Domain::binder().lookup(name), nullptr) << "its owner is dead";
-    Peer first("server", "s " + name);
-    EXPECT_EQ(first.nextReport(), 'r');
-    const std::shared_ptr<Object> old = Domain::binder().lookup(name);
-    const auto mine = std::make_shared<Service>();
-    EXPECT_EQ(Domain::binder().publish(name, mine), android::OK);
-    EXPECT_EQ(Domain::binder().lookup(name), mine) << "own services are not proxies";
-    EXPECT_EQ(call(old, kEcho), android::OK) << "whoever has the first one keeps it";
-    EXPECT_EQ(Domain::hwbinder().lookup(name), nullptr) << "domains are apart";
 }
 
 TEST_F(TransportTest, PoolServesExactlyTheConfiguredNumberAtATime) {

@@ -103,12 +103,5 @@ TEST_F(ReportTest, ManyTagsShareARow) {
     EXPECT_THAT(page, HasSubstr(", 2025-03-04 05:06:07 to 2025-03-04 05:06:07: 61 missing"));
 }
 
-TEST(StoryTest, TheMiddleOfTimes) {
-    std::vector<int64_t> times = {5, 1, 9};
-    EXPECT_EQ(medianOf(times), 5);
-    times = {4, 11, 7, 1};
-    EXPECT_EQ(medianOf(times), 5);
-}
-
 }  // namespace
 }  // namespace zulctl::test

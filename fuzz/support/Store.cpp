@@ -3,11 +3,9 @@
 #include "fuzz/support/Store.h"
 
 #include <stdlib.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "fuzz/support/Fuzz.h"
@@ -20,13 +18,6 @@ namespace {
 
 /** What nothing may touch, one beside each root. */
 constexpr const char* kCanaries[] = {"/data/canary/file", "/morvfs/canary/file"};
-
-void empty(const char* folder) {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    for (const auto& entry : fs::directory_iterator(folder, error))
-        fs::remove_all(entry, error);
-}
 
 std::vector<std::string> namesBesideTheRoots() {
     std::vector<std::string> names;
@@ -53,7 +44,7 @@ const std::vector<std::string>& namesAtStart() {
 
 Store::Store() {
     for (const char* folder : {"/data/ZUL", "/morvfs/stuck_logo", "/dev/__properties__"})
-        empty(folder);
+        test::emptyFolder(folder);
     namesAtStart();
 }
 
@@ -64,23 +55,10 @@ Store::~Store() {
     require(namesBesideTheRoots() == namesAtStart(), "nothing outside of the roots is made");
 }
 
-std::string Store::read(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 bool Store::write(const std::string& path, std::string_view text) {
     std::error_code error;
     fs::create_directories(fs::path(path).parent_path(), error);
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    file.close();
-    return file.good();
-}
-
-bool Store::exists(const std::string& path) {
-    struct stat status = {};
-    return lstat(path.c_str(), &status) == 0;
+    return test::writeFile(path, text);
 }
 
 }  // namespace zul::fuzz

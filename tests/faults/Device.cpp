@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 #include "sim/engine/ControlProtocol.h"
 
@@ -55,11 +54,6 @@ std::optional<sim::ControlReply> ask(const sim::ControlRequest& request) {
 }
 
 }  // namespace
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 Device::Device(const std::string& mode) : mMode(mode) {
     const sim::UniqueFd file(open(kPage, O_RDWR | O_CREAT | O_CLOEXEC, 0600));

@@ -10,11 +10,9 @@
 
 #include "sim/engine/Event.h"
 #include "sim/faults/FaultPage.h"
+#include "tests/support/Files.h"
 
 namespace zul::test {
-
-/** The content of a file; empty when it cannot be read. */
-std::string readFile(const std::string& path);
 
 /** Waits for something that another process brings about; false when it takes too long. */
 template <class Condition>

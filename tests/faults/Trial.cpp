@@ -6,7 +6,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <sstream>
 
@@ -28,10 +27,6 @@ constexpr char kHistory[] = "/data/ZUL/zul_history";
 constexpr char kConfig[] = "/data/ZUL/config";
 constexpr char kRecord[] = "/data/ZUL/collector_record";
 constexpr char kInstances[] = "/sys/kernel/tracing/instances/";
-
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path) << text;
-}
 
 std::string format(time_t when, const char* pattern) {
     char text[64];

@@ -25,13 +25,6 @@ constexpr char kOrders[] = "/data/ZUL/collector_orders";
 constexpr char kTagTable[] = "/system_ext/etc/zulid_config.csv";
 constexpr char kRecord[] = "/data/ZUL/collector_record";
 
-void empty(const char* folder) {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    for (const auto& entry : fs::directory_iterator(folder, error))
-        fs::remove_all(entry, error);
-}
-
 CollectorRun readArguments(std::istream& record) {
     CollectorRun run;
     size_t count = 0;
@@ -53,7 +46,7 @@ CollectorRun readArguments(std::istream& record) {
 
 ServiceTest::ServiceTest() {
     for (const char* folder : {"/data/ZUL", "/morvfs/stuck_logo", "/dev/__properties__"}) {
-        empty(folder);
+        emptyFolder(folder);
     }
     fs::remove_all("/sys/kernel/debug");
     makeTraceInstances("/sys/kernel/tracing/instances/", {"perf", "power", "stab", "com", "cam"});
@@ -105,18 +98,6 @@ void inThreads(int count, const std::function<void(int)>& act) {
         thread.join();
 }
 
-std::string ServiceTest::readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void ServiceTest::writeFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    file.close();
-    EXPECT_TRUE(file.good()) << path;
-}
-
 std::string ServiceTest::property(const std::string& name) {
     char value[PROPERTY_VALUE_MAX] = {};
     property_get(name.c_str(), value, "(unset)");
@@ -159,11 +140,6 @@ std::string ServiceTest::traceFile(const std::string& instance, const std::strin
 void ServiceTest::writeTagTable(const std::string& rows) {
     fs::create_directories("/system_ext/etc");
     writeFile(kTagTable, "tagId,flag,cmd,extraInfo,eventType,eventSubType\n" + rows);
-}
-
-bool ServiceTest::exists(const std::string& path) {
-    struct stat status = {};
-    return lstat(path.c_str(), &status) == 0;
 }
 
 }  // namespace zul::test

@@ -12,6 +12,7 @@
 #include "tests/support/CaseName.h"
 #include "tests/support/FakeSystem.h"
 #include "tests/support/FakeTime.h"
+#include "tests/support/Files.h"
 #include "tests/support/LogCapture.h"
 
 namespace zul::test {
@@ -48,13 +49,14 @@ class ServiceTest : public testing::Test {
     static void orderCollector(const std::string& orders = "");
     static std::vector<CollectorRun> collectorRuns();
 
-    static std::string readFile(const std::string& path);
-    static void writeFile(const std::string& path, const std::string& text);
+    /** As the function of that name, but a failure is the test's. */
+    static void writeFile(const std::string& path, const std::string& text) {
+        EXPECT_TRUE(test::writeFile(path, text)) << path;
+    }
     /** "(unset)" where there is none. */
     static std::string property(const std::string& name);
     /** The names in a folder, sorted. */
     static std::vector<std::string> list(const std::string& folder);
-    static bool exists(const std::string& path);
     /** The paths that this process has open. */
     static std::vector<std::string> openFiles();
     /** Makes plain files for trace instances under `root`. */
