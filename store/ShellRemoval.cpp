@@ -47,7 +47,8 @@ struct Removal {
 
 Removal makeRemoval(const Location& place, const std::string& path, const char* commandEnd) {
     const std::string plain = " rm -rf " + path + commandEnd;
-    if (!place.othersCanWrite) return {plain, plain, -1};
+    // A slash behind the last name would lead through a link.
+    if (!place.othersCanWrite && path.ends_with("/" + place.name)) return {plain, plain, -1};
     const int folder = place.folder.get();
     return {" rm -rf /proc/self/fd/" + std::to_string(folder) + "/" + place.name + commandEnd,
             plain, folder};

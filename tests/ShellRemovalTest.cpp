@@ -69,13 +69,18 @@ TEST_F(ShellRemovalTest, NobodyReachesTheNameWhereOthersCanWrite) {
 
 TEST_F(ShellRemovalTest, NoLinkOnTheWayIsFollowed) {
     std::filesystem::create_directories("/data/ZUL/victim/inner");
+    std::filesystem::permissions("/data/ZUL", std::filesystem::perms(0755));
     std::filesystem::create_directory_symlink("victim", "/data/ZUL/link");
     EXPECT_FALSE(removeWithShell("/data/ZUL/link/inner", ";"));
     EXPECT_TRUE(exists("/data/ZUL/victim/inner"));
     EXPECT_THAT(mLog.take(),
                 ElementsAre("E not removed, no folder without links: /data/ZUL/link/inner"));
-    EXPECT_TRUE(removeWithShell("/data/ZUL/link", ";"));
-    EXPECT_THAT(list("/data/ZUL"), ElementsAre("victim"));
+    for (const char* link : {"/data/ZUL/link", "/data/ZUL/link/", "/data/ZUL/link/."}) {
+        EXPECT_TRUE(removeWithShell(link, ";")) << link;
+        EXPECT_THAT(list("/data/ZUL"), ElementsAre("victim")) << link;
+        EXPECT_TRUE(exists("/data/ZUL/victim/inner")) << link;
+        std::filesystem::create_directory_symlink("victim", "/data/ZUL/link");
+    }
 }
 
 struct RefusedCase {
