@@ -60,13 +60,13 @@ TEST(EngineTest, HashesAreThereBeforeAnyOtherStaticObject) {
 
 // --- Notices ------------------------------------------------------------------------------------
 
-/** What was told, in order, and by which threads. */
+/** What was told, in order. */
 class Notices {
   public:
     void add(const std::string& text) {
         std::unique_lock lock(mLock);
         mTexts.push_back(text);
-        mByUs |= std::this_thread::get_id() == mUs;
+        EXPECT_NE(std::this_thread::get_id(), mUs) << "told by a thread of the caller's";
         mRead.wait(lock, [this] { return !mHeld; });
     }
     /** No notice comes to its end until then. */
@@ -75,10 +75,6 @@ class Notices {
         mHeld = held;
         mRead.notify_all();
     }
-    std::vector<std::string> take() {
-        std::lock_guard lock(mLock);
-        return std::exchange(mTexts, {});
-    }
     /** The notices once there are so many, and none that comes a little later. */
     std::vector<std::string> take(size_t count) {
         EXPECT_TRUE(eventually([&] {
@@ -86,8 +82,8 @@ class Notices {
             return mTexts.size() >= count;
         }));
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        EXPECT_FALSE(mByUs) << "told by a thread of the caller's";
-        return take();
+        std::lock_guard lock(mLock);
+        return std::exchange(mTexts, {});
     }
 
   private:
@@ -95,7 +91,6 @@ class Notices {
     std::mutex mLock;
     std::condition_variable mRead;
     std::vector<std::string> mTexts;
-    bool mByUs = false;
     bool mHeld = false;
 };
 
@@ -132,7 +127,7 @@ TEST(NoticeTest, ANoticeWaitsForAFreeThread) {
     notices.hold(false);
     EXPECT_THAT(notices.take(1), ElementsAre("2 held"));
     EXPECT_FALSE(bool{engines[1]->linkToDeath(mourner, 3)}) << "dead already";
-    EXPECT_THAT(notices.take(), IsEmpty());
+    EXPECT_THAT(notices.take(0), IsEmpty());
 }
 
 // --- Waiting for a service ----------------------------------------------------------------------
@@ -200,10 +195,8 @@ TEST(FatalDeathTest, UncheckedFailuresAndPoolsWithoutThreadsEndTheProcess) {
     } cases[] = {
             {"ignored", [] { failed(); }, unchecked},
             {"ignored with a cast", [] { (void)failed(); }, unchecked},
-            {"only described", [] { EXPECT_NE(failed().description(), ""); }, unchecked},
             {"assigned over", [] { failed() = Return<int32_t>(1); }, unchecked},
             {"converted", [] { EXPECT_EQ(int32_t{failed()}, 0); }, " Value of a failed HIDL call"},
-            {"moved on and ignored", [] { moved(failed()); }, unchecked},
             {"asked", [] { EXPECT_FALSE(failed().isOk()); }, nullptr},
             {"asked after a move", [] { EXPECT_FALSE(moved(failed()).isOk()); }, nullptr},
             {"asked for death", [] { EXPECT_TRUE(failed().isDeadObject()); }, nullptr},
@@ -223,7 +216,6 @@ TEST(FatalDeathTest, UncheckedFailuresAndPoolsWithoutThreadsEndTheProcess) {
                  ABinderProcess_setThreadPoolMaxThreadCount(0);
              },
              " cannot be shrunk after starting"},
-            {"good", [] { EXPECT_EQ(int32_t{Return<int32_t>(4)}, 4); }, nullptr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

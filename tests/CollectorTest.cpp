@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <cutils/properties.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <map>
 #include <regex>
 #include <set>
-#include <thread>
 
 #include "tests/support/FakeProgram.h"
 #include "tests/support/ServiceTest.h"

@@ -2,12 +2,11 @@
 
 #include "service/EngineWatch.h"
 
-#include <unistd.h>
-
 #include <deque>
 #include <mutex>
 #include <string>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {
@@ -31,13 +30,12 @@ class FakeLink : public EngineLink {
         const std::lock_guard<std::mutex> lock(mLock);
         mCalls += call + " ";
     }
-    /** What was asked since the last time, when it ends with this. */
+    /** What was asked since the last time, once it is as long as this. */
     std::string takeCalls(const std::string& wanted) {
-        for (int i = 0; i < 1000; i++) {
-            usleep(5000);
+        eventually([&] {
             const std::lock_guard<std::mutex> lock(mLock);
-            if (mCalls.size() >= wanted.size()) break;
-        }
+            return mCalls.size() >= wanted.size();
+        });
         const std::lock_guard<std::mutex> lock(mLock);
         return std::exchange(mCalls, "");
     }
@@ -63,11 +61,11 @@ class EngineWatchTest : public ServiceTest {
     /** The daemon's lines once it has registered again. */
     std::vector<std::string> linesOfReturn() {
         std::vector<std::string> lines;
-        for (int i = 0; i < 1000 && lines.size() < 2; i++) {
-            usleep(5000);
+        eventually([&] {
             for (std::string& line : mLog.take())
                 lines.push_back(std::move(line));
-        }
+            return lines.size() >= 2;
+        });
         return lines;
     }
 };

@@ -303,29 +303,22 @@ using OtherUserTest = ServiceTest;
 
 TEST_F(OtherUserTest, WhatOthersMadeGoesWithoutTheShell) {
     fs::permissions("/data/ZUL", fs::perms::all);
-    const std::string folder = "/data/ZUL/folder";
-    const auto removeIt = [&folder] {
-        std::string path = folder;
+    const auto remove = [this](std::string path) {
         ZulService::removeFilePath(path.data());
+        EXPECT_FALSE(exists(path)) << path;
+        return mLog.take();
     };
     // The folder itself; one that holds it; one in it. Only the last one leaves the shell anything.
-    asOther([&] { makeLeftover(folder); });
-    removeIt();
-    EXPECT_FALSE(exists(folder));
-    EXPECT_THAT(mLog.take(), testing::ElementsAre("D child normal exit...."));
+    asOther([] { makeLeftover("/data/ZUL/folder"); });
+    EXPECT_THAT(remove("/data/ZUL/folder"), ElementsAre("D child normal exit...."));
 
-    makeFolders(folder);
-    asOther([&] { makeLeftover(folder + "/theirs"); });
-    removeIt();
-    EXPECT_FALSE(exists(folder));
-    EXPECT_THAT(mLog.take(), testing::ElementsAre("D child normal exit...."));
+    makeFolders("/data/ZUL/folder");
+    asOther([] { makeLeftover("/data/ZUL/folder/theirs"); });
+    EXPECT_THAT(remove("/data/ZUL/folder"), ElementsAre("D child normal exit...."));
 
     asOther([] { makeFolders("/data/ZUL/theirs"); });
     makeLeftover("/data/ZUL/theirs/ours");
-    std::string path = "/data/ZUL/theirs/ours";
-    ZulService::removeFilePath(path.data());
-    EXPECT_FALSE(exists(path));
-    EXPECT_THAT(mLog.take(), testing::IsEmpty());
+    EXPECT_THAT(remove("/data/ZUL/theirs/ours"), IsEmpty());
 }
 
 TEST_F(OtherUserTest, WhatOthersHoldIsToldAndStays) {

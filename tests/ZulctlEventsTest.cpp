@@ -2,9 +2,6 @@
 
 #include "zulctl/Events.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 
 #include "tests/support/LogText.h"

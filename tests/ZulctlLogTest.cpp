@@ -2,9 +2,6 @@
 
 #include "zulctl/LogFile.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <fstream>
 
 #include "tests/support/LogText.h"

@@ -3,27 +3,15 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "sim/engine/Event.h"
 #include "sim/faults/FaultPage.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/Files.h"
 
 namespace zul::test {
-
-/** Waits for something that another process brings about; false when it takes too long. */
-template <class Condition>
-bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::microseconds(500));
-    }
-    return true;
-}
 
 struct Fault {
     sim::Call call = sim::Call::none;

@@ -12,21 +12,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <map>
 #include <string>
-#include <thread>
+
+#include "tests/support/Eventually.h"
 
 namespace zul::test {
-
-/** Waits for something that another thread or process brings about. */
-template <class Condition>
-bool eventually(Condition condition) {
-    for (int i = 0; i < 10000 && !condition(); i++) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return condition();
-}
 
 /**
  * A second process of this test program, in which a named function runs. It can report single
