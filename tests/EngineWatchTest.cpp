@@ -87,8 +87,11 @@ TEST_F(EngineWatchTest, RegistersUntilAnEngineStays) {
     EXPECT_THAT(linesOfReturn(),
                 ElementsAre("W engine is gone", "I engine is back, thread number=3"));
     EXPECT_EQ(FakeTime::slept, 2u);
+}
 
-    // Gone before it could be watched.
+TEST_F(EngineWatchTest, RegistersAgainWhenTheEngineWasGoneBeforeItWasWatched) {
+    static FakeLink& link = *new FakeLink();
+    static EngineWatch& watch = *new EngineWatch();
     link.mLives = {false};
     watch.watch(link);
     EXPECT_EQ(link.takeCalls("link register link "), "link register link ");
