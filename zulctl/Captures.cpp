@@ -230,11 +230,12 @@ DiskUse Captures::useOf(const DiskEntry* entry) {
     const std::string name = std::string(mDisk.nameOf(*entry)) + zul::kArchiveSuffix;
     struct stat status = {};
     if (fstatat(folderFor(*entry), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
-    DiskUse use = {.known = true,
-                   .bytes = static_cast<uint64_t>(status.st_size),
-                   .took = wallTime(status.st_mtime) - entry->time};
+    DiskUse use = {.known = true, .bytes = static_cast<uint64_t>(status.st_size)};
+    const int64_t seconds = wallTime(status.st_mtime) - entry->time;
     // While it runs, its archive may still grow.
-    if (runs(*entry) || (mStore.isCopy() && use.took >= kLongestInCopy)) use.took = -1;
+    const bool guesses =
+            seconds >= 0 && !runs(*entry) && !(mStore.isCopy() && seconds >= kLongestInCopy);
+    if (guesses) use.took.milliseconds = seconds * 1000;
     return use;
 }
 

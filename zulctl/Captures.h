@@ -12,6 +12,7 @@
 #include "zulctl/HistoryFile.h"
 #include "zulctl/Processes.h"
 #include "zulctl/Session.h"
+#include "zulctl/Took.h"
 
 namespace zulctl {
 
@@ -59,8 +60,8 @@ struct DiskUse {
     /** False when nothing is there, or not any more. */
     bool known = false;
     uint64_t bytes = 0;
-    /** Seconds from its start to the last change of its archive; negative when that is not known. */
-    int64_t took = -1;
+    /** From its start to the last change of its archive. */
+    Took took = {};
 };
 
 /** What `clean` could take. */

@@ -105,7 +105,7 @@ Status runEvents(Session& session, const Arguments& arguments) {
         if (out.json()) {
             out.print(toJson(event));
         } else {
-            table.row({formatLogTime(event.start).substr(0, 19), formatTook(event),
+            table.row({formatLogSecond(event.start), event.whole ? tookOf(event).text() : "",
                        outcomeName(event.outcome), event.tag, event.processes, resultOf(event)});
         }
     });

@@ -34,11 +34,10 @@ class Facts {
         mOut.json() ? void(mObject.add(name, value)) : add(textName, text);
     }
     /** How long it took, and what tells it; lines have a ~ for what is no more than a guess. */
-    void addTook(int64_t milliseconds, bool fromLog) {
-        const std::string guess = "~" + formatDuration(milliseconds / 1000);
-        addNumber("took_ms", milliseconds, "took",
-                  fromLog ? formatMilliseconds(milliseconds) : guess);
-        if (mOut.json()) mObject.add("took_from", fromLog ? "log" : "file");
+    void addTook(const Took& took) {
+        if (!took.isKnown()) return;
+        addNumber("took_ms", took.milliseconds, "took", took.text());
+        if (mOut.json()) mObject.add("took_from", took.fromLog ? "log" : "file");
     }
     void addYesNo(const char* name, bool value) {
         mOut.json() ? void(mObject.add(name, value)) : add(name, value ? "yes" : "no");
@@ -57,11 +56,7 @@ void addDisk(Facts& facts, const DiskUse& use, const std::optional<Event>& event
         facts.addNumber("size", static_cast<int64_t>(use.bytes), "size",
                         humanSize(use.bytes) + " (" + std::to_string(use.bytes) + " bytes)");
     }
-    if (event && event->whole) {
-        facts.addTook(event->end - event->start, true);
-    } else if (use.took >= 0) {
-        facts.addTook(use.took * 1000, false);
-    }
+    facts.addTook(event && event->whole ? tookOf(*event) : use.took);
 }
 
 void addLibrary(Facts& facts, const zul::RowData* row) {

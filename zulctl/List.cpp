@@ -92,7 +92,7 @@ class Printer {
           : mSession(session), mStore(store), mCaptures(captures) {
         readEvents(session, false, [this](const Event& event) {
             if (event.whole && !event.archive.empty()) {
-                mLogged[event.archive] = event.end - event.start;
+                mLogged[event.archive] = tookOf(event);
             }
         });
         if (session.out().json()) return;
@@ -109,7 +109,7 @@ class Printer {
 
     void print(const Capture& capture) {
         const DiskUse use = mCaptures.useOf(capture.entry);
-        const Took took = tookOf(capture, use);
+        const Took took = tookBy(capture, use);
         const zul::RowData* row =
                 mStore.isCopy() ? nullptr : mLibrary.find(std::string(capture.tag));
         mCount++;
@@ -128,25 +128,11 @@ class Printer {
     uint64_t bytes() const { return mBytes; }
 
   private:
-    /** How long a capture took. */
-    struct Took {
-        /** Negative when that is not known. */
-        int64_t milliseconds = -1;
-        bool fromLog = false;
-
-        std::string text() const {
-            if (milliseconds < 0) return "-";
-            return fromLog ? formatMilliseconds(milliseconds)
-                           : "~" + formatDuration(milliseconds / 1000);
-        }
-    };
-
-    Took tookOf(const Capture& capture, const DiskUse& use) const {
+    Took tookBy(const Capture& capture, const DiskUse& use) const {
         const auto logged = capture.state != State::OVERWRITTEN
                                     ? mLogged.find(std::string(capture.archive))
                                     : mLogged.end();
-        if (logged != mLogged.end()) return {logged->second, true};
-        return {use.took < 0 ? -1 : use.took * 1000, false};
+        return logged != mLogged.end() ? logged->second : use.took;
     }
 
     void printJson(const Capture& capture, const DiskUse& use, const Took& took,
@@ -155,7 +141,7 @@ class Printer {
         object.add("time", formatWallTime(capture.time)).add("tag", capture.tag);
         object.add("state", nameOf(capture.state)).add("archive", capture.archive);
         use.known ? object.add("size", static_cast<int64_t>(use.bytes)) : object.addNull("size");
-        if (took.milliseconds >= 0) {
+        if (took.isKnown()) {
             object.add("took_ms", took.milliseconds)
                     .add("took_from", took.fromLog ? "log" : "file");
         } else {
@@ -172,8 +158,8 @@ class Printer {
     const Store& mStore;
     Captures& mCaptures;
     TagLibrary mLibrary;
-    /** Milliseconds by archive. */
-    std::unordered_map<std::string, int64_t> mLogged;
+    /** By archive. */
+    std::unordered_map<std::string, Took> mLogged;
     std::optional<Table> mTable;
     size_t mCount = 0;
     uint64_t mBytes = 0;

@@ -85,15 +85,8 @@ bool readEvents(Session& session, bool keepLines, const std::function<void(Event
     return true;
 }
 
-std::string formatMilliseconds(int64_t milliseconds) {
-    char text[32];
-    snprintf(text, sizeof(text), "%.3fs",
-             static_cast<double>(milliseconds) / kMillisecondsPerSecond);
-    return text;
-}
-
-std::string formatTook(const Event& event) {
-    return event.whole ? formatMilliseconds(event.end - event.start) : "";
+Took tookOf(const Event& event) {
+    return event.whole ? Took{event.end - event.start, true} : Took{};
 }
 
 }  // namespace zulctl

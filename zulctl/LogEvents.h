@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "zulctl/Events.h"
+#include "zulctl/Took.h"
 
 namespace zulctl {
 
@@ -23,10 +24,7 @@ bool readEvents(Session& session, bool keepLines, const std::function<void(Event
  */
 bool isInWrongYear(const Event& event);
 
-/** 1234 as 1.234s. */
-std::string formatMilliseconds(int64_t milliseconds);
-
-/** How long an event took; nothing where the log does not tell it. */
-std::string formatTook(const Event& event);
+/** From its first line to its last one; not known unless both were there. */
+Took tookOf(const Event& event);
 
 }  // namespace zulctl

@@ -168,6 +168,11 @@ bool findTornIn(std::string_view text, LogHeader& header, std::string_view& mess
     return false;
 }
 
+/** What is behind the second, also before 1970. */
+int64_t millisecondsOf(LogTime time) {
+    return ((time % kSecond) + kSecond) % kSecond;
+}
+
 }  // namespace
 
 bool readLogHeader(std::string_view text, LogHeader& header, std::string_view& message) {
@@ -274,9 +279,12 @@ void LogFile::recogniseRest(LogHeader& header, bool sameMessage, LogLine& line) 
 }
 
 std::string formatLogTime(LogTime time) {
-    const int64_t milliseconds = ((time % kSecond) + kSecond) % kSecond;
-    const std::string thousandths = std::to_string(kSecond + milliseconds).substr(1);
-    return formatWallTime((time - milliseconds) / kSecond) + "." + thousandths;
+    const std::string thousandths = std::to_string(kSecond + millisecondsOf(time)).substr(1);
+    return formatLogSecond(time) + "." + thousandths;
+}
+
+std::string formatLogSecond(LogTime time) {
+    return formatWallTime((time - millisecondsOf(time)) / kSecond);
 }
 
 }  // namespace zulctl

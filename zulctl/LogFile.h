@@ -92,7 +92,8 @@ class LogFile {
     LogTime mLatest = 0;
 };
 
-/** The log's time as "YYYY-MM-DD HH:MM:SS.mmm". */
+/** The log's time as "YYYY-MM-DD HH:MM:SS.mmm", and without the milliseconds. */
 std::string formatLogTime(LogTime time);
+std::string formatLogSecond(LogTime time);
 
 }  // namespace zulctl

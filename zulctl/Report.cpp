@@ -37,8 +37,8 @@ std::string summarize(const Story& story) {
     }
     std::string text = counted(story.captures.size() + story.moreCaptures, "capture");
     if (!story.captures.empty()) {
-        text += " from " + formatWallTime(first / 1000) + " to " + formatWallTime(last / 1000) +
-                ", " + humanSize(bytes) + " on disk";
+        text += " from " + formatLogSecond(first) + " to " + formatLogSecond(last) + ", " +
+                humanSize(bytes) + " on disk";
     }
     if (story.hasLog) {
         size_t dropped = 0;

@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "zulctl/LogEvents.h"
 #include "zulctl/Masks.h"
 #include "zulctl/Output.h"
 #include "zulctl/ReportTimeline.h"
@@ -97,7 +96,8 @@ struct TagSum {
     size_t dropped = 0;
     uint64_t bytes = 0;
     std::vector<int64_t> times;
-    bool allTimed = true;
+    /** A time is exact only where all that it is made from are. */
+    bool allFromLog = true;
 };
 
 std::map<std::string, TagSum> sumUp(const Story& story) {
@@ -111,18 +111,13 @@ std::map<std::string, TagSum> sumUp(const Story& story) {
             sum.kept++;
         }
         sum.bytes += capture.use.bytes;
-        if (!capture.took) continue;
-        sum.times.push_back(*capture.took);
-        sum.allTimed = sum.allTimed && capture.timed;
+        if (!capture.took.isKnown()) continue;
+        sum.times.push_back(capture.took.milliseconds);
+        sum.allFromLog = sum.allFromLog && capture.took.fromLog;
     }
     for (const Event& event : story.events)
         if (isDropped(event.outcome)) sums[event.tag].dropped++;
     return sums;
-}
-
-/** A time that is exact only where all that it was made from are. */
-std::string format(int64_t milliseconds, bool exact) {
-    return exact ? formatMilliseconds(milliseconds) : "~" + formatDuration(milliseconds / 1000);
 }
 
 double shareOf(uint64_t part, uint64_t all) {
@@ -158,15 +153,17 @@ void addTags(const Story& story, Markup& page) {
                            {"Longest", Cell::NUMBER}});
         for (size_t i = 0; i < std::min(sums.size(), kMostTags); i++) {
             auto& [tag, sum] = sums[i];
-            const bool timed = !sum.times.empty();
+            Took median;
+            Took longest;
+            if (!sum.times.empty()) {
+                median = {medianOf(sum.times), sum.allFromLog};
+                longest = {*std::max_element(sum.times.begin(), sum.times.end()), sum.allFromLog};
+            }
             table.row({tag, std::to_string(sum.captured), std::to_string(sum.kept),
                        std::to_string(sum.left),
                        story.hasLog ? std::to_string(sum.dropped) : std::string("-"),
-                       humanSize(sum.bytes), percent(shareOf(sum.bytes, all)),
-                       timed ? format(medianOf(sum.times), sum.allTimed) : "-",
-                       timed ? format(*std::max_element(sum.times.begin(), sum.times.end()),
-                                      sum.allTimed)
-                             : "-"});
+                       humanSize(sum.bytes), percent(shareOf(sum.bytes, all)), median.text(),
+                       longest.text()});
         }
     }
     tellRest(sums.size(), kMostTags, "more tag", page);
@@ -200,8 +197,7 @@ void addTurns(const Story& story, Markup& page) {
                           {{"Time", Cell::NAME}, {"What", Cell::TEXT}, {"Process", Cell::NUMBER}});
         for (size_t i = 0; i < std::min(story.turns.size(), kMostTurns); i++) {
             const Turn& turn = story.turns[story.turns.size() - 1 - i];
-            table.row({formatWallTime(turn.time / 1000), nameOf(turn.kind),
-                       std::to_string(turn.daemon)});
+            table.row({formatLogSecond(turn.time), nameOf(turn.kind), std::to_string(turn.daemon)});
         }
     }
     tellRest(story.turns.size(), kMostTurns, "earlier one", page);
@@ -288,7 +284,7 @@ size_t addCaptures(const Story& story, size_t bytes, Markup& page) {
         for (const CaptureStory& capture : story.captures) {
             if (page.size() - start > bytes) break;
             table.row({capture.name, nameOf(capture.state),
-                       capture.use.known ? humanSize(capture.use.bytes) : "-", formatTook(capture),
+                       capture.use.known ? humanSize(capture.use.bytes) : "-", capture.took.text(),
                        reasonOf(story, capture)},
                       captureAnchor(listed++));
         }

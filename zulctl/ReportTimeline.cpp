@@ -56,21 +56,22 @@ struct Mark {
 };
 
 struct Row {
+    /** Short enough for its label. */
     std::string name;
     std::vector<Mark> marks;
 };
 
 std::string describe(const Story& story, const CaptureStory& capture) {
     std::string text = shortened(capture.tag, kLongestLabel) + ", " +
-                       formatWallTime(capture.start / 1000) + ", " + nameOf(capture.state);
+                       formatLogSecond(capture.start) + ", " + nameOf(capture.state);
     if (capture.use.known) text += ", " + humanSize(capture.use.bytes);
-    if (capture.took) text += ", took " + formatTook(capture);
+    if (capture.took.isKnown()) text += ", took " + capture.took.text();
     const std::string reason = reasonOf(story, capture);
     return reason.empty() ? text : text + ", " + shortened(reason, kLongestReason);
 }
 
 std::string describe(const Event& event) {
-    return shortened(event.tag, kLongestLabel) + ", " + formatWallTime(event.start / 1000) + ", " +
+    return shortened(event.tag, kLongestLabel) + ", " + formatLogSecond(event.start) + ", " +
            shortened(reasonOf(event), kLongestReason);
 }
 
@@ -83,7 +84,7 @@ std::vector<Row> makeRows(const Story& story, size_t listed) {
         if (capture.event) told.insert(*capture.event);
         byTag[capture.tag].push_back(
                 {.start = capture.start,
-                 .end = capture.start + capture.took.value_or(0),
+                 .end = capture.start + std::max<int64_t>(capture.took.milliseconds, 0),
                  .shape = nameOf(capture.state),
                  .label = describe(story, capture),
                  .link = "#" + (i < listed ? captureAnchor(i) : std::string("captures"))});
@@ -101,7 +102,7 @@ std::vector<Row> makeRows(const Story& story, size_t listed) {
     std::vector<Row> rows;
     rows.reserve(byTag.size());
     for (auto& [tag, marks] : byTag)
-        rows.push_back({tag, std::move(marks)});
+        rows.push_back({shortened(tag, kLongestLabel), std::move(marks)});
     std::stable_sort(rows.begin(), rows.end(),
                      [](const Row& a, const Row& b) { return a.marks.size() > b.marks.size(); });
     if (rows.size() > kMostRows) {
@@ -162,7 +163,7 @@ class Drawing {
     }
 
     void drawTime(double at, LogTime time, const char* anchor) {
-        const std::string text = formatWallTime(time / 1000);
+        const std::string text = formatLogSecond(time);
         const std::string x = percent(at);
         mPage.add("text", {{"class", "soft"}, {"x", x}, {"y", "10"}, {"text-anchor", anchor}},
                   std::string_view(text).substr(0, 10));
@@ -194,28 +195,27 @@ class Drawing {
                                 {"y1", "28"},
                                 {"y2", std::to_string(mHeight)}});
             mPage.add("title", {},
-                      std::string(nameOf(turn->kind)) + ", " + formatWallTime(turn->time / 1000));
+                      std::string(nameOf(turn->kind)) + ", " + formatLogSecond(turn->time));
             mPage.close();
         }
     }
 
     void drawRow(const Row& row, int top) {
-        mPage.open("g", {{"role", "group"}, {"aria-label", shortened(row.name, kLongestLabel)}});
-        mPage.add("text", {{"x", "0"}, {"y", std::to_string(top + kLabelAt)}},
-                  shortened(row.name, kLongestLabel));
+        mPage.open("g", {{"role", "group"}, {"aria-label", row.name}});
+        mPage.add("text", {{"x", "0"}, {"y", std::to_string(top + kLabelAt)}}, row.name);
         const std::string y = std::to_string(top + kTrackAt);
         mPage.addEmpty("line",
                        {{"class", "track"}, {"x1", "0"}, {"x2", "100%"}, {"y1", y}, {"y2", y}});
         if (row.marks.size() <= kMostMarks) {
             for (const Mark& mark : row.marks)
-                drawMark(mark, y);
+                drawMark(mark, top);
         } else {
             drawParts(row, top);
         }
         mPage.close();
     }
 
-    void drawMark(const Mark& mark, const std::string& y) {
+    void drawMark(const Mark& mark, int top) {
         mShapes.insert(mark.shape);
         const double from = mAxis.at(mark.start);
         const double width = mAxis.at(mark.end) - from;
@@ -225,11 +225,13 @@ class Drawing {
         if (width > 0) {
             mPage.addEmpty("rect", {{"class", "bar"},
                                     {"x", x},
-                                    {"y", std::to_string(std::stoi(y) - 3)},
+                                    {"y", std::to_string(top + kTrackAt - 3)},
                                     {"width", percent(width)},
                                     {"height", "6"}});
         }
-        mPage.addEmpty("use", {{"href", std::string("#s-") + mark.shape}, {"x", x}, {"y", y}});
+        mPage.addEmpty("use", {{"href", std::string("#s-") + mark.shape},
+                               {"x", x},
+                               {"y", std::to_string(top + kTrackAt)}});
         mPage.close();
     }
 
@@ -244,7 +246,7 @@ class Drawing {
             most = std::max(most, part.size());
         }
         for (size_t i = 0; i < kParts; i++) {
-            if (parts[i].size() == 1) drawMark(*parts[i][0], std::to_string(top + kTrackAt));
+            if (parts[i].size() == 1) drawMark(*parts[i][0], top);
             if (parts[i].size() > 1) drawPart(row, i, parts[i], most, top);
         }
     }
@@ -252,10 +254,8 @@ class Drawing {
     void drawPart(const Row& row, size_t number, const std::vector<const Mark*>& marks, size_t most,
                   int top) {
         mShapes.insert(kSeveral.name);
-        const std::string label = shortened(row.name, kLongestLabel) + ", " +
-                                  formatWallTime(marks.front()->start / 1000) + " to " +
-                                  formatWallTime(marks.back()->start / 1000) + ": " +
-                                  tellShapes(marks);
+        const std::string label = row.name + ", " + formatLogSecond(marks.front()->start) + " to " +
+                                  formatLogSecond(marks.back()->start) + ": " + tellShapes(marks);
         const auto height = static_cast<int>(kTallest * marks.size() / most) + 2;
         mPage.open("a",
                    {{"href", marks.back()->link}, {"class", kSeveral.name}, {"aria-label", label}});

@@ -54,9 +54,7 @@ void addEvent(const Story& story, std::vector<size_t>& numbers, CaptureStory& ca
     capture.event = numbers.back();
     numbers.pop_back();
     if (!isInWrongYear(event)) capture.start = event.start;
-    if (!event.whole) return;
-    capture.took = event.end - event.start;
-    capture.timed = true;
+    if (event.whole) capture.took = tookOf(event);
 }
 
 }  // namespace
@@ -74,14 +72,14 @@ Story tellStory(Session& session, const Store& store) {
             story.moreCaptures++;
             return true;
         }
+        const DiskUse use = captures.useOf(capture.entry);
         CaptureStory told = {.tag = std::string(capture.tag),
                              .name = std::string(capture.name()),
                              .state = capture.state,
-                             .use = captures.useOf(capture.entry),
+                             .use = use,
                              .start = capture.time * kMillisecondsPerSecond,
-                             .took = {},
+                             .took = use.took,
                              .event = {}};
-        if (told.use.took >= 0) told.took = told.use.took * kMillisecondsPerSecond;
         const auto found = events.find(std::string(capture.archive));
         if (found != events.end() && !found->second.empty()) addEvent(story, found->second, told);
         story.captures.push_back(std::move(told));
@@ -103,12 +101,6 @@ std::string reasonOf(const Story& story, const CaptureStory& capture) {
     if (!capture.event) return "";
     const Event& event = story.events[*capture.event];
     return isDropped(event.outcome) ? reasonOf(event) : "";
-}
-
-std::string formatTook(const CaptureStory& capture) {
-    if (!capture.took) return "-";
-    if (capture.timed) return formatMilliseconds(*capture.took);
-    return "~" + formatDuration(*capture.took / kMillisecondsPerSecond);
 }
 
 int64_t medianOf(std::vector<int64_t>& times) {

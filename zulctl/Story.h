@@ -24,10 +24,7 @@ struct CaptureStory {
     DiskUse use;
     /** To the millisecond where the log has its event, else to the second. */
     LogTime start = 0;
-    /** Milliseconds; nothing where neither log nor file tells it. */
-    std::optional<int64_t> took;
-    /** `took` is the log's, not what the times of files come to. */
-    bool timed = false;
+    Took took;
     /** Its number in Story::events; nothing without one. */
     std::optional<size_t> event;
 };
@@ -72,9 +69,6 @@ Story tellStory(Session& session, const Store& store);
 std::string reasonOf(const Event& event);
 /** The same for a capture that its event says something bad of; else empty. */
 std::string reasonOf(const Story& story, const CaptureStory& capture);
-
-/** How long a capture took, with "~" where the times of files tell it; "-" where nothing does. */
-std::string formatTook(const CaptureStory& capture);
 
 /** The middle of at least one, of an even number between the two there; their order changes. */
 int64_t medianOf(std::vector<int64_t>& times);

@@ -122,7 +122,7 @@ class Timeline {
                 return end <= capture->start;
             });
             const auto lane = static_cast<int32_t>(free - ends.begin());
-            const LogTime end = capture->start + capture->took.value_or(0);
+            const LogTime end = capture->start + std::max<int64_t>(capture->took.milliseconds, 0);
             if (free == ends.end()) {
                 ends.push_back(end);
             } else {
