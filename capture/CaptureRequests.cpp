@@ -5,12 +5,12 @@
 #include <iterator>
 #include <utility>
 
-#include "capture/SceneTypes.h"
-#include "config/ConfigText.h"
-#include "service/Files.h"
-#include "service/Log.h"
-#include "service/Paths.h"
-#include "service/Text.h"
+#include "base/Files.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "base/Text.h"
+#include "rules/ConfigText.h"
+#include "rules/SceneTypes.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -5,7 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "service/Log.h"
+#include "base/Log.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -9,7 +9,7 @@
 #include <utils/String16.h>
 #include <utils/String8.h>
 
-#include "service/Log.h"
+#include "base/Log.h"
 #include "service/ZulService.h"
 
 namespace zul {

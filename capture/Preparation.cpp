@@ -2,8 +2,8 @@
 
 #include <cutils/properties.h>
 
-#include "service/Log.h"
-#include "service/Text.h"
+#include "base/Log.h"
+#include "base/Text.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "config/FlagNames.h"
-#include "service/Log.h"
+#include "base/Log.h"
+#include "rules/FlagNames.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "config/ConfigText.h"
-#include "service/Files.h"
-#include "service/Log.h"
+#include "base/Files.h"
+#include "base/Log.h"
+#include "rules/ConfigText.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -2,8 +2,8 @@
 
 #include <dlfcn.h>
 
-#include "service/Log.h"
-#include "service/Paths.h"
+#include "base/Log.h"
+#include "base/Paths.h"
 #include "service/ZulService.h"
 
 namespace zul {

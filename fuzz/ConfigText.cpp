@@ -6,10 +6,10 @@
 
 #include <algorithm>
 
+#include "base/Paths.h"
+#include "base/Text.h"
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
-#include "service/Paths.h"
-#include "service/Text.h"
 #include "service/ZulService.h"
 #include "zulctl/ConfigCheck.h"
 

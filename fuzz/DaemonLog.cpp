@@ -8,8 +8,8 @@
 
 #include <algorithm>
 
+#include "base/Files.h"
 #include "fuzz/support/Zulctl.h"
-#include "service/Files.h"
 #include "tests/support/LogText.h"
 #include "zulctl/Events.h"
 

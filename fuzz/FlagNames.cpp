@@ -2,8 +2,8 @@
 
 // Input: the scene type in the first line, then the text of flag names.
 
+#include "base/Text.h"
 #include "fuzz/support/Fuzz.h"
-#include "service/Text.h"
 #include "service/ZulService.h"
 
 namespace zul::fuzz {

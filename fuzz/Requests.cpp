@@ -22,9 +22,9 @@
 
 #include <algorithm>
 
+#include "base/Paths.h"
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
-#include "service/Paths.h"
 #include "service/ZulService.h"
 
 namespace zul::fuzz {

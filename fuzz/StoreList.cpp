@@ -11,10 +11,10 @@
 #include <set>
 #include <vector>
 
+#include "base/Paths.h"
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
 #include "fuzz/support/Zulctl.h"
-#include "service/Paths.h"
 #include "zulctl/HistoryFile.h"
 
 namespace zul::fuzz {

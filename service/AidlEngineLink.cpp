@@ -7,10 +7,10 @@
 #include <memory>
 #include <string>
 
+#include "base/Log.h"
 #include "callbacks/ZulAidlCallBack.h"
 #include "service/EngineLink.h"
 #include "service/EngineWatch.h"
-#include "service/Log.h"
 #include "service/ZulService.h"
 
 namespace zul {

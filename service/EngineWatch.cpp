@@ -6,7 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "service/Log.h"
+#include "base/Log.h"
 
 namespace zul {
 

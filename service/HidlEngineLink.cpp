@@ -8,10 +8,10 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "base/Log.h"
 #include "callbacks/ZulCallBack.h"
 #include "service/EngineLink.h"
 #include "service/EngineWatch.h"
-#include "service/Log.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -10,11 +10,11 @@
 
 #include <utility>
 
-#include "config/TagFile.h"
-#include "service/Files.h"
-#include "service/Log.h"
-#include "service/Paths.h"
-#include "service/Text.h"
+#include "base/Files.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "base/Text.h"
+#include "rules/TagFile.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "config/ConfigText.h"
-#include "config/FlagNames.h"
-#include "config/RowData.h"
-#include "service/ServiceLock.h"
+#include "base/ServiceLock.h"
+#include "rules/ConfigText.h"
+#include "rules/FlagNames.h"
+#include "rules/RowData.h"
 
 namespace zul {
 

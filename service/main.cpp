@@ -5,8 +5,8 @@
 #include <hidl/HidlTransportSupport.h>
 #include <signal.h>
 
+#include "base/Log.h"
 #include "service/BinderMode.h"
-#include "service/Log.h"
 #include "service/ZulService.h"
 
 using zul::ZulService;

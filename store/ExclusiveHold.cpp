@@ -9,7 +9,7 @@
 #include <map>
 #include <mutex>
 
-#include "store/RemoveTree.h"
+#include "base/RemoveTree.h"
 
 namespace zul {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "service/Location.h"
+#include "base/Location.h"
 
 namespace zul {
 

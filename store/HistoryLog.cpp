@@ -8,13 +8,13 @@
 
 #include <mutex>
 
-#include "service/Files.h"
-#include "service/Log.h"
-#include "service/Paths.h"
+#include "base/Files.h"
+#include "base/LocalTime.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "rules/HistoryRecord.h"
 #include "service/ZulService.h"
 #include "store/HistoryLog.h"
-#include "store/HistoryRecord.h"
-#include "store/LocalTime.h"
 
 namespace zul {
 

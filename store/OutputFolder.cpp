@@ -6,14 +6,14 @@
 #include <sys/stat.h>
 #include <time.h>
 
-#include "service/Files.h"
-#include "service/Location.h"
-#include "service/Log.h"
-#include "service/Paths.h"
+#include "base/Files.h"
+#include "base/LocalTime.h"
+#include "base/Location.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "rules/ArchiveName.h"
+#include "rules/KeepRule.h"
 #include "service/ZulService.h"
-#include "store/ArchiveName.h"
-#include "store/KeepRule.h"
-#include "store/LocalTime.h"
 #include "store/ShellRemoval.h"
 
 namespace zul {

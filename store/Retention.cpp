@@ -10,14 +10,14 @@
 
 #include <algorithm>
 
-#include "service/Files.h"
-#include "service/Location.h"
-#include "service/Log.h"
-#include "service/Paths.h"
-#include "service/Text.h"
+#include "base/Files.h"
+#include "base/Location.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "base/Text.h"
+#include "rules/HistoryRecord.h"
 #include "service/ZulService.h"
 #include "store/HistoryLog.h"
-#include "store/HistoryRecord.h"
 #include "store/ShellRemoval.h"
 
 namespace zul {

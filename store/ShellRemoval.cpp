@@ -9,11 +9,11 @@
 
 #include <algorithm>
 
-#include "service/Location.h"
-#include "service/Log.h"
-#include "service/Text.h"
+#include "base/Location.h"
+#include "base/Log.h"
+#include "base/RemoveTree.h"
+#include "base/Text.h"
 #include "store/ExclusiveHold.h"
-#include "store/RemoveTree.h"
 
 namespace zul {
 

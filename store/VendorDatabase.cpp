@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <array>
 
-#include "service/Files.h"
-#include "service/Log.h"
-#include "service/Paths.h"
-#include "service/Text.h"
+#include "base/Files.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "base/Text.h"
 #include "service/ZulService.h"
 
 namespace zul {

@@ -7,7 +7,7 @@
 
 #include <filesystem>
 
-#include "service/Files.h"
+#include "base/Files.h"
 #include "tests/support/ServiceTest.h"
 
 namespace zul::test {

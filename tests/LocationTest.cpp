@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "service/Location.h"
+#include "base/Location.h"
 
 #include <errno.h>
 #include <sys/stat.h>

@@ -8,8 +8,8 @@
 
 #include <optional>
 
+#include "base/Log.h"
 #include "service/BinderMode.h"
-#include "service/Log.h"
 #include "tests/support/ServiceTest.h"
 
 /** The daemon's entry point. */

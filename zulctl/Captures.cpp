@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "service/Paths.h"
-#include "store/RemoveTree.h"
+#include "base/Paths.h"
+#include "base/RemoveTree.h"
 
 namespace zulctl {
 

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
-#include "service/Paths.h"
-#include "store/RemoveTree.h"
+#include "base/Paths.h"
+#include "base/RemoveTree.h"
 #include "zulctl/Captures.h"
 #include "zulctl/Commands.h"
 

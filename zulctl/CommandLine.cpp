@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "service/Text.h"
+#include "base/Text.h"
 #include "zulctl/Command.h"
 #include "zulctl/Session.h"
 

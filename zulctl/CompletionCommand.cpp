@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "service/Text.h"
+#include "base/Text.h"
 #include "zulctl/Commands.h"
 #include "zulctl/Session.h"
 

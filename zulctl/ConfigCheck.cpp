@@ -10,10 +10,10 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "capture/SceneTypes.h"
-#include "config/TagFile.h"
-#include "service/Text.h"
-#include "store/ArchiveName.h"
+#include "base/Text.h"
+#include "rules/ArchiveName.h"
+#include "rules/SceneTypes.h"
+#include "rules/TagFile.h"
 #include "zulctl/Masks.h"
 
 namespace zulctl {

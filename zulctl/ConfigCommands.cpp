@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "capture/SceneTypes.h"
+#include "rules/SceneTypes.h"
 #include "zulctl/Commands.h"
 #include "zulctl/ConfigCheck.h"
 #include "zulctl/Masks.h"

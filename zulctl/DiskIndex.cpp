@@ -10,11 +10,11 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "service/Paths.h"
-#include "service/Text.h"
-#include "store/ArchiveName.h"
-#include "store/KeepRule.h"
-#include "store/RemoveTree.h"
+#include "base/Paths.h"
+#include "base/RemoveTree.h"
+#include "base/Text.h"
+#include "rules/ArchiveName.h"
+#include "rules/KeepRule.h"
 
 namespace zulctl {
 

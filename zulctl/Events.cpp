@@ -8,10 +8,10 @@
 #include <charconv>
 #include <iterator>
 
-#include "capture/SceneTypes.h"
-#include "service/Paths.h"
-#include "service/Text.h"
-#include "store/HistoryRecord.h"
+#include "base/Paths.h"
+#include "base/Text.h"
+#include "rules/HistoryRecord.h"
+#include "rules/SceneTypes.h"
 
 namespace zulctl {
 

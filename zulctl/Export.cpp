@@ -7,7 +7,7 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "service/Paths.h"
+#include "base/Paths.h"
 #include "zulctl/Commands.h"
 #include "zulctl/OneCapture.h"
 #include "zulctl/StartFiles.h"

@@ -9,8 +9,8 @@
 
 #include <algorithm>
 
-#include "service/Paths.h"
-#include "store/ArchiveName.h"
+#include "base/Paths.h"
+#include "rules/ArchiveName.h"
 
 namespace zulctl {
 

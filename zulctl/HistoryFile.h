@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "store/HistoryRecord.h"
+#include "rules/HistoryRecord.h"
 #include "zulctl/WallTime.h"
 
 namespace zulctl {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <unordered_map>
 
-#include "service/Text.h"
+#include "base/Text.h"
 #include "zulctl/Captures.h"
 #include "zulctl/Commands.h"
 #include "zulctl/LogEvents.h"

@@ -10,9 +10,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "service/Files.h"
-#include "service/Paths.h"
-#include "store/ArchiveName.h"
+#include "base/Files.h"
+#include "base/Paths.h"
+#include "rules/ArchiveName.h"
 #include "zulctl/Session.h"
 #include "zulctl/WallTime.h"
 

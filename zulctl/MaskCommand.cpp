@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "config/FlagNames.h"
-#include "service/Text.h"
+#include "base/Text.h"
+#include "rules/FlagNames.h"
 #include "zulctl/Commands.h"
 #include "zulctl/Masks.h"
 #include "zulctl/Session.h"

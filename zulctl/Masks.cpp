@@ -8,7 +8,7 @@
 #include <charconv>
 #include <span>
 
-#include "config/FlagNames.h"
+#include "rules/FlagNames.h"
 
 namespace zulctl {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "config/FlagTables.h"
+#include "rules/FlagTables.h"
 
 namespace zulctl {
 

@@ -4,8 +4,8 @@
 
 #include <utility>
 
-#include "service/Paths.h"
-#include "store/ArchiveName.h"
+#include "base/Paths.h"
+#include "rules/ArchiveName.h"
 #include "zulctl/ConfigCheck.h"
 #include "zulctl/LogEvents.h"
 

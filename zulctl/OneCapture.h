@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "config/ConfigText.h"
+#include "rules/ConfigText.h"
 #include "zulctl/Captures.h"
 #include "zulctl/Events.h"
 

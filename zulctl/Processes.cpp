@@ -5,7 +5,7 @@
 #include <errno.h>
 #include <string.h>
 
-#include "service/Files.h"
+#include "base/Files.h"
 
 namespace zulctl {
 

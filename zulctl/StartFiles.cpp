@@ -8,10 +8,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "config/TagFile.h"
-#include "service/Paths.h"
-#include "service/Text.h"
-#include "store/ArchiveName.h"
+#include "base/Paths.h"
+#include "base/Text.h"
+#include "rules/ArchiveName.h"
+#include "rules/TagFile.h"
 #include "zulctl/Session.h"
 #include "zulctl/Store.h"
 

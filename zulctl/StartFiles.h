@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "config/ConfigText.h"
+#include "rules/ConfigText.h"
 
 namespace zulctl {
 

@@ -8,9 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "service/Paths.h"
-#include "service/Text.h"
-#include "store/RemoveTree.h"
+#include "base/Paths.h"
+#include "base/RemoveTree.h"
+#include "base/Text.h"
 
 namespace zulctl {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "service/Files.h"
+#include "base/Files.h"
 
 namespace zulctl {
 

@@ -4,7 +4,7 @@
 
 #include <dlfcn.h>
 
-#include "service/Paths.h"
+#include "base/Paths.h"
 
 namespace zulctl {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "config/RowData.h"
+#include "rules/RowData.h"
 
 namespace zulctl {
 

@@ -4,7 +4,7 @@
 
 #include <stdio.h>
 
-#include "store/LocalTime.h"
+#include "base/LocalTime.h"
 
 namespace zulctl {
 

@@ -6,7 +6,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "service/Files.h"
+#include "base/Files.h"
 #include "zulctl/Session.h"
 
 namespace zulctl {

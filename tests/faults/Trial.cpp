@@ -9,7 +9,7 @@
 #include <regex>
 #include <sstream>
 
-#include "service/Text.h"
+#include "base/Text.h"
 #include "tests/support/LogLine.h"
 
 namespace zul::test {

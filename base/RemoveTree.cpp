@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "store/RemoveTree.h"
+#include "base/RemoveTree.h"
 
 #include <errno.h>
 

@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "config/TagIndex.h"
+#include "rules/TagIndex.h"
 
 namespace zul {
 

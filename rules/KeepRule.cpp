@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "store/KeepRule.h"
+#include "rules/KeepRule.h"
 
-#include "service/Text.h"
+#include "base/Text.h"
 
 namespace zul {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "store/ArchiveName.h"
+#include "rules/ArchiveName.h"
 
-#include "service/Paths.h"
-#include "service/Text.h"
-#include "store/LocalTime.h"
+#include "base/LocalTime.h"
+#include "base/Paths.h"
+#include "base/Text.h"
 
 namespace zul {
 

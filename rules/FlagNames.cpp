@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "config/FlagNames.h"
+#include "rules/FlagNames.h"
 
-#include "service/Text.h"
+#include "base/Text.h"
 
 namespace zul {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "service/Files.h"
+#include "base/Files.h"
 
 namespace zul {
 

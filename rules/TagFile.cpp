@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "config/TagFile.h"
+#include "rules/TagFile.h"
 
 #include <stdio.h>
 

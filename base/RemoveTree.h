@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "service/Files.h"
+#include "base/Files.h"
 
 namespace zul {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "store/HistoryRecord.h"
+#include "rules/HistoryRecord.h"
 
 #include <algorithm>
 

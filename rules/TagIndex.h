@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "service/Text.h"
+#include "base/Text.h"
 
 namespace zul {
 

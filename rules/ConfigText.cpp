@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "config/ConfigText.h"
+#include "rules/ConfigText.h"
 
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "service/Text.h"
+#include "base/Text.h"
 
 namespace zul {
 

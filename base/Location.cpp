@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "service/Location.h"
+#include "base/Location.h"
 
 #include <errno.h>
 #include <sys/stat.h>
 
 #include <utility>
 
-#include "service/Text.h"
+#include "base/Text.h"
 
 namespace zul {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "service/Files.h"
+#include "base/Files.h"
 
 #include <errno.h>
 #include <sys/stat.h>
 #include <time.h>
 
-#include "service/Location.h"
+#include "base/Location.h"
 
 namespace zul {
 

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "service/Text.h"
+#include "base/Text.h"
 
 namespace zul {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "config/FlagTables.h"
+#include "rules/FlagTables.h"
 
 namespace zul {
 
