@@ -4,17 +4,17 @@
 
 #include <errno.h>
 #include <sys/stat.h>
-#include <time.h>
 
 #include "base/Location.h"
+#include "base/RemoveTree.h"
 
 namespace zul {
 
 namespace {
 
-constexpr std::string_view kFreshSuffix = ".new.";
-/** Names that somebody else has taken before we give up. */
-constexpr int kMostTries = 100;
+constexpr char kUnfinished[] = ".new";
+/** How often somebody else may be quicker to take our name. */
+constexpr int kTries = 100;
 
 bool writeAll(int fd, const std::string& content) {
     size_t done = 0;
@@ -27,18 +27,19 @@ bool writeAll(int fd, const std::string& content) {
     return true;
 }
 
-/** A name beside `replaced` that nobody can know before. */
-std::string freshName(const std::string& replaced) {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return replaced + std::string(kFreshSuffix) + std::to_string(getpid()) + "." +
-           std::to_string(now.tv_nsec);
-}
-
 }  // namespace
 
-bool isLeftOf(std::string_view replaced, std::string_view name) {
-    return name.starts_with(replaced) && name.substr(replaced.size()).starts_with(kFreshSuffix);
+std::string readAll(int fd, size_t size) {
+    std::string text(size, '\0');
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t count = read(fd, text.data() + done, size - done);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) break;
+        done += static_cast<size_t>(count);
+    }
+    text.resize(done);
+    return text;
 }
 
 Replacement replaceFile(const std::string& path, const std::string& content, mode_t mode) {
@@ -46,10 +47,11 @@ Replacement replaceFile(const std::string& path, const std::string& content, mod
     if (!place.folder.ok()) return Replacement::CANNOT_OPEN;
     const int folder = place.folder.get();
 
-    std::string fresh;
+    const std::string fresh = place.name + kUnfinished;
     ScopedFd file(-1);
-    for (int i = 0; i < kMostTries && !file.ok(); i++) {
-        fresh = freshName(place.name);
+    for (int i = 0; i < kTries && !file.ok(); i++) {
+        // Of a crash, or somebody else's.
+        removeTree(folder, fresh.c_str());
         file = ScopedFd(
                 openat(folder, fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
         if (!file.ok() && errno != EEXIST) break;
@@ -63,6 +65,11 @@ Replacement replaceFile(const std::string& path, const std::string& content, mod
         return Replacement::DONE;
     unlinkat(folder, fresh.c_str(), 0);
     return written ? Replacement::CANNOT_OPEN : Replacement::CANNOT_WRITE;
+}
+
+void removeUnfinished(const std::string& path) {
+    const Location place = locate(path + kUnfinished);
+    if (place.folder.ok()) unlinkat(place.folder.get(), place.name.c_str(), 0);
 }
 
 }  // namespace zul

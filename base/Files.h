@@ -8,7 +8,6 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 #include <utility>
 
 namespace zul {
@@ -47,16 +46,12 @@ struct FolderCloser {
 using ScopedFolder = std::unique_ptr<DIR, FolderCloser>;
 
 /**
- * Opens `path` for reading; null when that fails. The output root is writable for everybody: a FIFO
+ * Opens `path` for reading; -1 inside when that fails. The output root is writable for everybody: a FIFO
  * put there under one of our names must not block us, hence O_NONBLOCK, which regular files do not
  * know. `flags` are added to those.
  */
-inline ScopedFile openToRead(const char* path, int flags = 0) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags);
-    if (fd < 0) return nullptr;
-    ScopedFile file(fdopen(fd, "r"));
-    if (file == nullptr) close(fd);
-    return file;
+inline ScopedFd openToRead(const char* path, int flags = 0) {
+    return ScopedFd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags));
 }
 
 /** Opens a kernel trace file for writing, as fopen(path, "wb") would; -1 inside when that fails. */
@@ -64,21 +59,20 @@ inline ScopedFd openTraceFile(const char* path) {
     return ScopedFd(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
 }
 
+/** The first `size` bytes of a file, or all that there are. What cannot be read counts as not there. */
+std::string readAll(int fd, size_t size);
+
 /** How far replaceFile came; the file is as it was in all cases but the first. */
 enum class Replacement { DONE, CANNOT_OPEN, CANNOT_WRITE };
 
 /**
  * Replaces the file `path`, or makes it, with exactly this mode, and syncs it. A reader, also one
  * after a crash, sees the old content or the new one, never a part. A link at `path` is replaced and
- * not followed. A crash may leave the file beside it that the content was written to.
+ * not followed. The content is written to `path` and ".new" first; a crash may leave that.
  */
 Replacement replaceFile(const std::string& path, const std::string& content, mode_t mode);
 
-/** `name` is one that replaceFile writes to when it replaces a file called `replaced`. */
-bool isLeftOf(std::string_view replaced, std::string_view name);
-
-inline bool pathExists(const char* path) {
-    return access(path, F_OK) == 0;
-}
+/** Removes what a replaceFile of `path` left that did not get to its end. */
+void removeUnfinished(const std::string& path);
 
 }  // namespace zul

@@ -3,8 +3,12 @@
 #include "base/Location.h"
 
 #include <errno.h>
+#include <limits.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "base/Text.h"
@@ -13,46 +17,128 @@ namespace zul {
 
 namespace {
 
-constexpr int kFolder = O_DIRECTORY | O_CLOEXEC;
+constexpr int kFolder = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+/** As many links as the kernel follows on one path. */
+constexpr int kLinkLimit = 40;
 
-bool isForRootAlone(const ScopedFd& folder) {
-    struct stat status = {};
-    return folder.ok() && fstat(folder.get(), &status) == 0 && status.st_uid == 0 &&
-           (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+ScopedFd failed(int error) {
+    errno = error;
+    return ScopedFd(-1);
 }
 
-Location nowhere(int error) {
-    errno = error;
-    return {.folder = ScopedFd(-1), .name = {}};
+/** In one call; not ok() where there is a link on the way, or the kernel is older than the call. */
+ScopedFd openWithoutLinks(const std::vector<std::string>& names) {
+    std::string path = "/";
+    for (const std::string& name : names)
+        path.append(name).append("/");
+    open_how how = {};
+    how.flags = kFolder;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return ScopedFd(
+            static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof(how))));
+}
+
+/** Where a link of the platform's own leads; empty for any other, and for what is no link. */
+std::string readOwnLink(int folder, const std::string& name) {
+    char target[PATH_MAX];
+    if (!isForRootAlone(folder)) return "";
+    const ssize_t length = readlinkat(folder, name.c_str(), target, sizeof(target));
+    return length > 0 && length < PATH_MAX ? std::string(target, static_cast<size_t>(length)) : "";
+}
+
+/** Opens the folder that `names` lead to, from "/" on. */
+ScopedFd walk(std::vector<std::string> names, const EnterFolder& enter) {
+    // The next name is the last one here: a link puts others in front of the rest.
+    std::reverse(names.begin(), names.end());
+    ScopedFd folder(open("/", kFolder));
+    size_t depth = 0;
+    if (folder.ok() && !enter(folder.get(), depth)) return ScopedFd(-1);
+    for (int links = 0; folder.ok() && !names.empty();) {
+        const std::string name = std::move(names.back());
+        names.pop_back();
+        ScopedFd inner(openat(folder.get(), name.c_str(), kFolder));
+        if (!inner.ok() && errno == ENOTDIR) {
+            const std::string target = readOwnLink(folder.get(), name);
+            if (target.empty() || ++links > kLinkLimit) return failed(ENOTDIR);
+            const std::vector<std::string> way = namesOf(target);
+            names.insert(names.end(), way.rbegin(), way.rend());
+            if (target.starts_with('/')) {
+                folder = ScopedFd(open("/", kFolder));
+                depth = 0;
+            }
+            continue;
+        }
+        folder = std::move(inner);
+        if (folder.ok() && !enter(folder.get(), ++depth)) return ScopedFd(-1);
+    }
+    return folder;
+}
+
+/** The folder that `names` lead to. */
+ScopedFd openNames(const std::vector<std::string>& names) {
+    ScopedFd folder = openWithoutLinks(names);
+    return folder.ok() ? std::move(folder) : walk(names, [](int, size_t) { return true; });
+}
+
+/** The names of an absolute path; none, and errno, for one that goes up and for any other. */
+std::vector<std::string> namesFromRoot(const std::string& path) {
+    errno = ENOENT;
+    if (!path.starts_with('/')) return {};
+    std::vector<std::string> names = namesOf(path);
+    if (std::find(names.begin(), names.end(), "..") == names.end()) return names;
+    errno = EINVAL;
+    return {};
+}
+
+/** `open` opens the folder that some names lead to. */
+template <class Open>
+Location locateBy(const std::string& path, Open open) {
+    std::vector<std::string> names = namesFromRoot(path);
+    if (names.empty()) return {.folder = ScopedFd(-1), .name = {}};
+    std::string last = std::move(names.back());
+    names.pop_back();
+    return {.folder = open(names), .name = std::move(last)};
 }
 
 }  // namespace
 
-// One name at a time: every folder has to be looked at, and openat2() is missing before Linux 5.6.
+std::vector<std::string> namesOf(const std::string& path) {
+    std::vector<std::string> names = split(path, "/");
+    std::erase_if(names, [](const std::string& name) { return name.empty() || name == "."; });
+    return names;
+}
+
+bool isForRootAlone(int folder) {
+    struct stat status = {};
+    return fstat(folder, &status) == 0 && status.st_uid == 0 &&
+           (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 Location locate(const std::string& path) {
-    if (!path.starts_with('/')) return nowhere(ENOENT);
-    Location place{.folder = ScopedFd(open("/", O_PATH | kFolder)), .name = {}};
-    int noFollow = 0;
-    for (std::string& name : split(path, "/")) {
-        if (name.empty() || name == ".") continue;
-        if (name == "..") return nowhere(EINVAL);
-        if (!place.name.empty()) {
-            place.folder = ScopedFd(
-                    openat(place.folder.get(), place.name.c_str(), O_PATH | kFolder | noFollow));
-            noFollow = O_NOFOLLOW;
-        }
-        if (!place.folder.ok()) return place;
-        place.othersCanWrite = place.othersCanWrite || !isForRootAlone(place.folder);
-        place.name = std::move(name);
-    }
-    return place.name.empty() ? nowhere(ENOENT) : std::move(place);
+    return locateBy(path, openNames);
+}
+
+Location locate(const std::string& path, const EnterFolder& enter) {
+    return locateBy(path,
+                    [&](const std::vector<std::string>& names) { return walk(names, enter); });
+}
+
+bool existsAt(int folder, const char* name) {
+    struct stat status = {};
+    return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISLNK(status.st_mode);
+}
+
+bool exists(const std::string& path) {
+    const Location place = locate(path);
+    return place.folder.ok() && existsAt(place.folder.get(), place.name.c_str());
 }
 
 ScopedFd openFolder(const std::string& path) {
-    const Location place = locate(path);
-    if (!place.folder.ok()) return ScopedFd(-1);
-    return ScopedFd(
-            openat(place.folder.get(), place.name.c_str(), O_RDONLY | kFolder | O_NOFOLLOW));
+    const std::vector<std::string> names = namesFromRoot(path);
+    if (names.empty()) return ScopedFd(-1);
+    const ScopedFd folder = openNames(names);
+    if (!folder.ok()) return failed(errno);
+    return ScopedFd(openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 }  // namespace zul

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <stddef.h>
+
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "base/Files.h"
 
@@ -17,16 +21,35 @@ struct Location {
     ScopedFd folder;
     /** The last name of the path. What stands there was not looked at and may be anything, or nothing. */
     std::string name;
-    /** Somebody besides root can write in a folder on the way, `folder` among them. */
-    bool othersCanWrite = false;
 };
 
+/** The names in a path, one after the other, without those that mean nothing: "" and ".". */
+std::vector<std::string> namesOf(const std::string& path);
+
+/** True when only root can write in the folder, or exchange what is in it. */
+bool isForRootAlone(int folder);
+
 /**
- * Opens the folders of an absolute path one after the other, without following links; only a top-level
- * one, which is the platform's own, may be a link. On failure the folder is not ok() and errno tells
- * why: ENOTDIR for a link on the way, EINVAL for a path that goes up, ENOENT for one without a name.
+ * Told of each folder on a path, from "/" on, before anything is looked up in it; `depth` is 0 for "/".
+ * False ends the walk, and errno is what it left.
+ */
+using EnterFolder = std::function<bool(int folder, size_t depth)>;
+
+/**
+ * Opens the folder of an absolute path. A link on the way is followed only where root alone can write in
+ * the folder that holds it, as it is the platform's own then. On failure the folder is not ok() and errno
+ * tells why: ENOTDIR for any other link, EINVAL for a path that goes up, ENOENT for one without a name.
  */
 Location locate(const std::string& path);
+/** The same, name by name. */
+Location locate(const std::string& path, const EnterFolder& enter);
+
+/**
+ * True when something stands there. A link counts as nothing: it may lead anywhere, also to where a look
+ * never returns.
+ */
+bool existsAt(int folder, const char* name);
+bool exists(const std::string& path);
 
 /** The folder `path` itself, opened in the same way, for listing it; -1 inside when that fails. */
 ScopedFd openFolder(const std::string& path);

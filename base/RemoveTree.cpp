@@ -2,20 +2,77 @@
 
 #include "base/RemoveTree.h"
 
-#include <errno.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
 
 namespace zul {
 
-bool removeTree(int folder, const char* name, int depth) {
-    if (unlinkat(folder, name, 0) == 0 || errno == ENOENT) return true;
-    if (depth == kDeepestFolder) return false;
-    ScopedFd inner = openInner(folder, name);
-    if (!inner.ok()) return false;
-    forEachName(std::move(inner), [depth](int inside, const char* each) {
-        removeTree(inside, each, depth + 1);
+namespace {
+
+/** Folders that are entered at most, so that somebody who adds others as fast cannot hold us up. */
+constexpr int kFolderLimit = 1 << 20;
+
+/** A folder that was left for one of those in it. */
+struct Step {
+    dev_t device;
+    ino_t inode;
+    /** The one that was entered. */
+    std::string inner;
+};
+
+bool isRemoved(int folder, const char* name, int flags) {
+    return unlinkat(folder, name, flags) == 0 || errno == ENOENT;
+}
+
+/** Removes all but folders from `folder`; the name of one that stays. False when it cannot be listed. */
+bool removeFiles(int folder, std::string& inner) {
+    inner.clear();
+    return forEachName(openInner(folder, "."), [&inner](int inside, const char* name) {
+        if (!isRemoved(inside, name, 0)) inner = name;
         return true;
     });
-    return unlinkat(folder, name, AT_REMOVEDIR) == 0 || errno == ENOENT;
+}
+
+/** Goes back to the folder that `step` left, and removes the one that was entered there. */
+bool goBack(ScopedFd& folder, const Step& step) {
+    ScopedFd outer = openInner(folder.get(), "..");
+    struct stat status = {};
+    if (!outer.ok() || fstat(outer.get(), &status) != 0) return false;
+    // Somebody has put the inner one elsewhere.
+    if (status.st_dev != step.device || status.st_ino != step.inode) return false;
+    folder = std::move(outer);
+    return isRemoved(folder.get(), step.inner.c_str(), AT_REMOVEDIR);
+}
+
+}  // namespace
+
+// Neither recursion nor a descriptor for each level: anybody can make thousands of them.
+bool emptyTree(int folder, const char* name) {
+    ScopedFd current = openInner(folder, name);
+    std::vector<Step> way;
+    for (int entered = 0; current.ok() && entered < kFolderLimit;) {
+        std::string inner;
+        if (!removeFiles(current.get(), inner)) return false;
+        if (inner.empty()) {
+            if (way.empty()) return true;
+            if (!goBack(current, way.back())) return false;
+            way.pop_back();
+            continue;
+        }
+        struct stat status = {};
+        if (fstat(current.get(), &status) != 0) return false;
+        current = openInner(current.get(), inner.c_str());
+        way.push_back({status.st_dev, status.st_ino, std::move(inner)});
+        entered++;
+    }
+    return false;
+}
+
+bool removeTree(int folder, const char* name) {
+    if (isRemoved(folder, name, 0)) return true;
+    return emptyTree(folder, name) && isRemoved(folder, name, AT_REMOVEDIR);
 }
 
 }  // namespace zul

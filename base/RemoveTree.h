@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <errno.h>
+
 #include <string_view>
 #include <utility>
 
 #include "base/Files.h"
 
 namespace zul {
-
-/** Folders inside each other, each with a descriptor; what lies deeper is not reached. */
-inline constexpr int kDeepestFolder = 64;
 
 /** The folder `name` in `folder`, if it is no link; else -1 inside, and errno. */
 inline ScopedFd openInner(int folder, const char* name) {
@@ -18,24 +17,29 @@ inline ScopedFd openInner(int folder, const char* name) {
 
 /**
  * Calls `each(descriptor, name)` for what is in `folder`, which it takes, until one gives false.
- * False then, and when the folder cannot be listed.
+ * False then, and when the folder cannot be listed to its end.
  */
 template <class Each>
 bool forEachName(ScopedFd folder, Each each) {
     const ScopedFolder names(fdopendir(folder.get()));
     if (names == nullptr) return false;
     folder.release();
-    while (const dirent* entry = readdir(names.get())) {
+    while (true) {
+        errno = 0;
+        const dirent* entry = readdir(names.get());
+        if (entry == nullptr) return errno == 0;
         const std::string_view name = entry->d_name;
         if (name != "." && name != ".." && !each(dirfd(names.get()), entry->d_name)) return false;
     }
-    return true;
 }
 
 /**
- * Removes `name` in `folder` and everything below it, without following links. False when something
- * is left: what others add all the time, or what lies too deep. `depth` is how deep `name` lies.
+ * Removes `name` in `folder` and everything below it, however deep, without following links. False when
+ * something is left: what cannot be removed, or what others add all the time.
  */
-bool removeTree(int folder, const char* name, int depth = 0);
+bool removeTree(int folder, const char* name);
+
+/** The same for all that is in the folder `name`, which stays. */
+bool emptyTree(int folder, const char* name);
 
 }  // namespace zul

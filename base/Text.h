@@ -30,4 +30,19 @@ inline std::vector<std::string> split(const std::string& text, const std::string
     return pieces;
 }
 
+/** `text` for one line of a log: control bytes, line breaks among them, as \xNN. */
+inline std::string withoutControlBytes(std::string_view text) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string escaped;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7f) {
+            escaped += c;
+        } else {
+            escaped.append("\\x").append(1, kDigits[byte >> 4]).append(1, kDigits[byte & 15]);
+        }
+    }
+    return escaped;
+}
+
 }  // namespace zul

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include "base/Files.h"
@@ -49,10 +50,10 @@ constexpr char kStabilityType = '3';
 /** FLAG_ZUL_COPY_BUFFER: a stability scene also runs the collector. */
 constexpr int64_t kCopyBufferFlag = int64_t{1} << 62;
 
-}  // namespace
-
 /** One event on its way through the pipeline. */
-struct ZulService::Request {
+struct Request {
+    /** Whose capture state it fills. */
+    ZulService& service;
     const Variation& variation;
     const std::string sceneType;
     int64_t flag = 0;
@@ -64,61 +65,21 @@ struct ZulService::Request {
     std::string traceRoot = {};
 };
 
-void ZulService::startZul(std::string sceneType, long flag, int pid, std::string extraInfo) {
-    runRequest({.variation = kZul,
-                .sceneType = std::move(sceneType),
-                .flag = flag,
-                .pid = pid,
-                .extraInfo = std::move(extraInfo)});
+// The steps of a request, in order. Those with a result end the request by false.
+
+void resetCapture(ZulService& service) {
+    service.mZulCmd.clear();
+    service.mEventType.clear();
+    service.mEventSubType.clear();
+    service.mMultiPid.clear();
+    service.mPid = 0;
 }
 
-void ZulService::startSimpZul(std::string sceneType, int pid) {
-    runRequest({.variation = kSimpZul, .sceneType = std::move(sceneType), .pid = pid});
-}
-
-void ZulService::startSimpMultiPidZul(std::string sceneType, std::string multiPid) {
-    runRequest({.variation = kSimpMultiPidZul,
-                .sceneType = std::move(sceneType),
-                .multiPid = std::move(multiPid)});
-}
-
-void ZulService::startMultiPidZul(std::string sceneType, long flag, std::string multiPid,
-                                  std::string extraInfo) {
-    runRequest({.variation = kMultiPidZul,
-                .sceneType = std::move(sceneType),
-                .flag = flag,
-                .multiPid = std::move(multiPid),
-                .extraInfo = std::move(extraInfo)});
-}
-
-void ZulService::runRequest(Request request) {
-    const std::lock_guard<std::mutex> requestLock(mRequestLock);
-    resetCapture();
-    if (request.variation.describedByTag && !describeByTag(request)) return;
-    if (!fetchVendorDatabases(request)) return;
-    chooseTraceRoot(request);
-    if (!request.variation.describedByTag) logRequest(request);
-    if (admit(request) != Admission::TO_CAPTURE) return;
-    if (!applyRemoteConfig(request)) return;
-    if (isSpecialScene(request)) {
-        runSpecialScene(request);
-    } else {
-        runCapture(request);
-    }
-}
-
-void ZulService::resetCapture() {
-    mZulCmd.clear();
-    mEventType.clear();
-    mEventSubType.clear();
-    mMultiPid.clear();
-    mPid = 0;
-}
-
-bool ZulService::describeByTag(Request& request) {
+/** Takes mask, text and command from the tag library. */
+bool describeByTag(Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
     const char* name = request.variation.name;
     const char* sceneType = request.sceneType.c_str();
-    const RowData row = getZulInfoByTag(request.sceneType);
+    const RowData row = ZulService::getZulInfoByTag(request.sceneType);
     if (row.tagId.empty()) {
         LOGD("%s Illegal ZUL TAG %s,break", name, sceneType);
         return false;
@@ -133,22 +94,24 @@ bool ZulService::describeByTag(Request& request) {
         LOGI("%s eventSubType = %s", name, row.eventSubType.c_str());
     }
 
-    request.flag = getZulFlag(row.flag, request.sceneType);
+    ZulService& service = request.service;
+    request.flag = service.getZulFlag(row.flag, request.sceneType);
     request.extraInfo = row.extraInfo;
-    mZulCmd = row.cmd;
-    mEventType = row.eventType;
-    mEventSubType = row.eventSubType;
+    service.mZulCmd = row.cmd;
+    service.mEventType = row.eventType;
+    service.mEventSubType = row.eventSubType;
     LOGI("%s sceneType===%s, flag = 0x%llx; mZulCmd = %s; extraInfo = %s; mEventType = %s; "
          "mEventSubType = %s",
-         name, sceneType, static_cast<unsigned long long>(request.flag), mZulCmd.c_str(),
-         request.extraInfo.c_str(), mEventType.c_str(), mEventSubType.c_str());
+         name, sceneType, static_cast<unsigned long long>(request.flag), service.mZulCmd.c_str(),
+         request.extraInfo.c_str(), service.mEventType.c_str(), service.mEventSubType.c_str());
     return true;
 }
 
-bool ZulService::fetchVendorDatabases(Request& request) {
+/** Databases of the chip vendor are collected as copies, which have to be there. */
+bool fetchVendorDatabases(Request& request) {
     if (!contains(request.extraInfo, kVendorDatabases)) return true;
-    std::string copies = copyVndFile(request.extraInfo);
-    if (!vndFileExist(copies)) {
+    std::string copies = ZulService::copyVndFile(request.extraInfo);
+    if (!ZulService::vndFileExist(copies)) {
         LOGE("%s copy to %s failed.", request.extraInfo.c_str(), copies.c_str());
         return false;
     }
@@ -156,40 +119,45 @@ bool ZulService::fetchVendorDatabases(Request& request) {
     return true;
 }
 
-void ZulService::chooseTraceRoot(Request& request) {
+/** Older kernels have the trace instances in debugfs, newer ones in a file system of their own. */
+void chooseTraceRoot(Request& request) {
     request.traceRoot = openTraceFile(kTraceProbe).ok() ? kTraceRoot : kFallbackTraceRoot;
 }
 
-void ZulService::logRequest(const Request& request) {
+void logRequest(const Request& request) {
     LOGD("sceneType===%s,sceneType.length()=%d,mFlag=0x%llx", request.sceneType.c_str(),
          static_cast<int>(request.sceneType.size()), static_cast<unsigned long long>(request.flag));
 }
 
-ZulService::Admission ZulService::admit(Request& request) {
-    const ScopedServiceLock lock(mServiceLock);
-    if (mTagTable.find(request.sceneType) == mTagTable.end()) {
+/** Tests the tag and, under the same lock, applies a new configuration, which is no capture. */
+bool admit(Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
+    const ScopedServiceLock lock(ZulService::mServiceLock);
+    const auto& legalTags = ZulService::mTagTable;
+    if (legalTags.find(request.sceneType) == legalTags.end()) {
         LOGD("Illegal ZUL TAG %s,break", request.sceneType.c_str());
-        return Admission::REFUSED;
+        return false;
     }
-    if (request.sceneType != kConfigUpdate) return Admission::TO_CAPTURE;
-    writeConfig(kConfigFile, request.extraInfo);
-    parseRemoteConfig(request.extraInfo);
-    return Admission::CONFIG_UPDATED;
+    if (request.sceneType != kConfigUpdate) return true;
+    ZulService::writeConfig(kConfigFile, request.extraInfo);
+    ZulService::parseRemoteConfig(request.extraInfo);
+    return false;
 }
 
-std::optional<ZulService::zul_struct> ZulService::findRemoteConfig(const std::string& sceneType) {
-    const ScopedServiceLock lock(mServiceLock);
-    const zul_struct* entry = findConfigEntry(mRemoteConfigs, sceneType);
+/** A copy: the list may change as soon as the lock is free. */
+std::optional<ConfigEntry> findRemoteConfig(const std::string& sceneType)
+        ZUL_EXCLUDES(ZulService::mServiceLock) {
+    const ScopedServiceLock lock(ZulService::mServiceLock);
+    const ConfigEntry* entry = findConfigEntry(ZulService::mRemoteConfigs, sceneType);
     return entry != nullptr ? std::optional(*entry) : std::nullopt;
 }
 
-bool ZulService::applyRemoteConfig(Request& request) {
-    const std::optional<zul_struct> config = findRemoteConfig(request.sceneType);
+bool applyRemoteConfig(Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
+    const std::optional<ConfigEntry> config = findRemoteConfig(request.sceneType);
     if (!config) return true;
 
     if (request.variation.filtersPackage && request.pid != 0 && !config->pkgname.empty()) {
-        char name[kNameSize] = {};
-        getNameByPid(request.pid, name);
+        char name[ZulService::kNameSize] = {};
+        ZulService::getNameByPid(request.pid, name);
         if (!admitsPackage(*config, name)) {
             LOGD("remoteConfig packageName is not %s ,return", name);
             return false;
@@ -199,11 +167,8 @@ bool ZulService::applyRemoteConfig(Request& request) {
     return true;
 }
 
-bool ZulService::isSpecialScene(const Request& request) {
-    return !mUserMode && isSpecialSceneType(request.sceneType) && !request.extraInfo.empty();
-}
-
-void ZulService::runSpecialScene(const Request& request) {
+/** The event becomes a mark in a kernel trace, and perhaps a run of the collector without a folder. */
+void runSpecialScene(const Request& request) {
     const char type = request.sceneType.back();
     if (type < kFirstType || type > kLastType) {
         LOGE("unknow special scene type:%c", type);
@@ -218,24 +183,81 @@ void ZulService::runSpecialScene(const Request& request) {
     }
 
     if (type != kStabilityType || (request.flag & kCopyBufferFlag) == 0) return;
-    mDumpPath = request.sceneType;
-    mFlag = request.flag;
-    mExtraInfo = marker;
+    ZulService& service = request.service;
+    service.mDumpPath = request.sceneType;
+    service.mFlag = request.flag;
+    service.mExtraInfo = marker;
     if (request.variation.severalProcesses) {
-        mMultiPid = request.multiPid;
+        service.mMultiPid = request.multiPid;
     } else {
-        mPid = request.pid;
+        service.mPid = request.pid;
     }
-    startWork();
+    service.startWork();
 }
 
-void ZulService::runCapture(const Request& request) {
+/** Also where no folder could be made: the collector then runs without one. */
+void runCapture(const Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
+    ZulService& service = request.service;
     if (request.variation.severalProcesses) {
-        multiPidPrepare(request.sceneType, request.flag, request.multiPid, request.extraInfo);
+        service.multiPidPrepare(request.sceneType, request.flag, request.multiPid,
+                                request.extraInfo);
     } else {
-        prepare(request.sceneType, request.flag, request.pid, request.extraInfo);
+        service.prepare(request.sceneType, request.flag, request.pid, request.extraInfo);
     }
-    startWork();
+    service.startWork();
+}
+
+void runRequest(Request request) ZUL_EXCLUDES(ZulService::mServiceLock) {
+    const std::lock_guard<std::mutex> lock(request.service.mRequestLock);
+    resetCapture(request.service);
+    if (request.variation.describedByTag && !describeByTag(request)) return;
+    // These come before the test of the tag: a refused event has had its copies made all the same.
+    if (!fetchVendorDatabases(request)) return;
+    chooseTraceRoot(request);
+    if (!request.variation.describedByTag) logRequest(request);
+    if (!admit(request)) return;
+    if (!applyRemoteConfig(request)) return;
+    if (!ZulService::mUserMode && isSpecialSceneType(request.sceneType) &&
+        !request.extraInfo.empty()) {
+        runSpecialScene(request);
+    } else {
+        runCapture(request);
+    }
+}
+
+}  // namespace
+
+void ZulService::startZul(std::string sceneType, long flag, int pid, std::string extraInfo) {
+    runRequest({.service = *this,
+                .variation = kZul,
+                .sceneType = std::move(sceneType),
+                .flag = flag,
+                .pid = pid,
+                .extraInfo = std::move(extraInfo)});
+}
+
+void ZulService::startSimpZul(std::string sceneType, int pid) {
+    runRequest({.service = *this,
+                .variation = kSimpZul,
+                .sceneType = std::move(sceneType),
+                .pid = pid});
+}
+
+void ZulService::startSimpMultiPidZul(std::string sceneType, std::string multiPid) {
+    runRequest({.service = *this,
+                .variation = kSimpMultiPidZul,
+                .sceneType = std::move(sceneType),
+                .multiPid = std::move(multiPid)});
+}
+
+void ZulService::startMultiPidZul(std::string sceneType, long flag, std::string multiPid,
+                                  std::string extraInfo) {
+    runRequest({.service = *this,
+                .variation = kMultiPidZul,
+                .sceneType = std::move(sceneType),
+                .flag = flag,
+                .multiPid = std::move(multiPid),
+                .extraInfo = std::move(extraInfo)});
 }
 
 }  // namespace zul

@@ -16,10 +16,10 @@ constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
 
 /**
  * The child's part: becomes the collector or ends. Other threads may have held any lock at the
- * fork, so everything that allocates or formats was done before.
+ * fork, so everything that allocates was done before; the logger does not.
  */
-[[noreturn]] void becomeCollector(char* const arguments[], const char* firstLine) {
-    if (ZulService::mDebugLog) __android_log_write(ANDROID_LOG_DEBUG, kLogTag, firstLine);
+[[noreturn]] void becomeCollector(char* const arguments[], int pid) {
+    LOG_DUMP("sceneFlag===%s, mPid===%d", arguments[1], pid);
     const int result = execv(kCollector, arguments);
     LOGE("ret==%d,excel errno=%d", result, errno);
     _exit(127);
@@ -49,20 +49,17 @@ void ZulService::startWork() {
             nullptr,
     };
 
-    char firstLine[128] = {};
-    snprintf(firstLine, sizeof(firstLine), "sceneFlag===%s, mPid===%s", flag, pid);
-
     const pid_t child = fork();
     if (child < 0) {
         LOGE("*** fork fail\n");
         return;
     }
-    if (child == 0) becomeCollector(arguments, firstLine);
+    if (child == 0) becomeCollector(arguments, mPid);
 
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    if (WIFEXITED(status) && mDebugLog) LOGD("zuldump child normal exit...");
+    if (WIFEXITED(status)) LOG_DUMP("zuldump child normal exit...");
 }
 
 }  // namespace zul

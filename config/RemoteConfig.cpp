@@ -2,6 +2,8 @@
 
 #include "base/Files.h"
 #include "base/Log.h"
+#include "base/Text.h"
+#include "rules/ConfigMerge.h"
 #include "rules/ConfigText.h"
 #include "service/ZulService.h"
 

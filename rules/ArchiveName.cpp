@@ -59,8 +59,9 @@ std::string typeFolder(std::string_view tag, bool userMode) {
     return std::string(kOutputRoot).append(tag.substr(0, prefixLength));
 }
 
-std::string captureFolder(std::string_view tag, bool userMode, const tm& now, int fileNum) {
-    const std::string parent = isStuckLogo(tag) ? kStuckLogoRoot : typeFolder(tag, userMode) + "/";
+std::string captureFolder(const std::string& typeFolder, std::string_view tag, const tm& now,
+                          int fileNum) {
+    const std::string parent = isStuckLogo(tag) ? kStuckLogoRoot : typeFolder + "/";
     return parent + std::string(tag) + "_" + formatTime(now, "%Y_%m_%d_%H_%M_%S") + "_" +
            std::to_string(fileNum % 100);
 }

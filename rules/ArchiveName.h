@@ -24,10 +24,11 @@ bool isStuckLogo(std::string_view tag);
 std::string typeFolder(std::string_view tag, bool userMode);
 
 /**
- * Path of the capture folder of a tag that makes a name. `fileNum` is the index of the capture. The
- * archive's path is this one and kArchiveSuffix.
+ * Path of a capture folder of `tag`, whose type folder is `typeFolder`. `fileNum` is the index of the
+ * capture. The archive's path is this one and kArchiveSuffix.
  */
-std::string captureFolder(std::string_view tag, bool userMode, const tm& now, int fileNum);
+std::string captureFolder(const std::string& typeFolder, std::string_view tag, const tm& now,
+                          int fileNum);
 
 /** What the name of a capture folder tells. */
 struct ArchiveName {

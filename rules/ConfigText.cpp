@@ -51,23 +51,6 @@ ConfigNumber parseConfigNumber(const char* text) {
     return {fits ? value : 0, static_cast<size_t>(end - text), fits, base};
 }
 
-ConfigMerge::ConfigMerge(std::vector<ConfigEntry>& list) : mList(list) {
-    for (size_t i = 0; i < mList.size(); i++)
-        mIndex.add(mList[i].tag, {i});
-}
-
-std::vector<size_t> ConfigMerge::add(const ConfigEntry& entry) {
-    std::vector<size_t> replaced = mIndex.take(entry.tag);
-    if (replaced.empty()) {
-        replaced.push_back(mList.size());
-        mList.emplace_back();
-    }
-    for (const size_t i : replaced)
-        mList[i] = entry;
-    mIndex.add(entry.tag, replaced);
-    return replaced;
-}
-
 void admitTags(const std::vector<ConfigEntry>& entries,
                std::map<std::string, std::vector<std::string>>& legalTags) {
     for (const ConfigEntry& entry : entries) {

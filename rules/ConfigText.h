@@ -10,8 +10,6 @@
 #include <variant>
 #include <vector>
 
-#include "rules/TagIndex.h"
-
 namespace zul {
 
 /** One entry of the remote configuration. */
@@ -70,22 +68,6 @@ struct ConfigNumber {
 
 /** The number at the start of `text`, in the base that its prefix tells. */
 ConfigNumber parseConfigNumber(const char* text);
-
-/** Merges entries into a list that outlives it and that nobody else changes meanwhile. */
-class ConfigMerge {
-  public:
-    explicit ConfigMerge(std::vector<ConfigEntry>& list);
-
-    /**
-     * Overwrites all entries whose tag holds the tag of `entry`, or else adds it at the end; the
-     * numbers of the entries that it became.
-     */
-    std::vector<size_t> add(const ConfigEntry& entry);
-
-  private:
-    std::vector<ConfigEntry>& mList;
-    TagIndex mIndex;
-};
 
 /** Makes tags legal and illegal as the entries say, one after the other. */
 void admitTags(const std::vector<ConfigEntry>& entries,

@@ -12,7 +12,7 @@ inline constexpr size_t kUserTagLimit = 10;
 inline constexpr size_t kTagLimit = 20;
 
 /** A run of entries of an archive list. */
-struct Range {
+struct ArchiveRange {
     size_t first;
     size_t count;
 };
@@ -21,6 +21,6 @@ struct Range {
  * Of the `count` archives of `tag`, oldest first, those to give up so that one more fits: the oldest
  * ones, but most tags keep their very first.
  */
-Range archivesToPrune(std::string_view tag, size_t count, size_t limit);
+ArchiveRange archivesToPrune(std::string_view tag, size_t count, size_t limit);
 
 }  // namespace zul

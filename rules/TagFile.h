@@ -9,8 +9,8 @@
 
 namespace zul {
 
-/** Far above any real tag file: a start reads a larger file only where the daemon has stored it itself. */
-inline constexpr size_t kMostStartFileBytes = 4 << 20;
+/** A start reads no larger file. Far above any real one: a binder call holds no such configuration. */
+inline constexpr size_t kStartFileLimit = 4 << 20;
 
 /** The tag that a line of the tag file makes legal; nothing when the line has no "|". */
 std::optional<std::string> tagOfLine(const std::string& line);

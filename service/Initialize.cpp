@@ -2,12 +2,12 @@
 
 #include <cutils/properties.h>
 #include <dirent.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <optional>
 #include <utility>
 
 #include "base/Files.h"
@@ -24,35 +24,26 @@ namespace {
 constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
 constexpr int kManyProcessors = 5;
 
-/** Only the daemon can have written there: what it stored is read again, however long it is. */
-bool isOurOwn(const struct stat& status) {
-    return status.st_uid == geteuid() && (status.st_mode & 0777) == 0600;
-}
+/** What a start-up file must be, besides regular and not too large. */
+enum class Owner { ANYBODY, US };
 
-/** Anyone can put anything there: only a regular file of a bounded size counts. */
-bool isToBeRead(FILE* file, const char* path) {
+/**
+ * The text of a start-up file, as long as it was when it was opened; none when there is no such file. One
+ * that is not read for what it is has its warning.
+ */
+std::string readStartFile(const char* path, Owner owner) {
+    const ScopedFd file = openToRead(path, O_NOFOLLOW);
     struct stat status = {};
-    if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    if (status.st_size <= static_cast<off_t>(kMostStartFileBytes) || isOurOwn(status)) return true;
-    LOGW("%s is not read, it has %lld bytes", path, static_cast<long long>(status.st_size));
-    return false;
-}
-
-/** The lines of the file at `path` without their line ends; none when it cannot be read. */
-std::vector<std::string> readLines(const char* path) {
-    std::vector<std::string> lines;
-    const ScopedFile file = openToRead(path);
-    if (file == nullptr || !isToBeRead(file.get(), path)) return lines;
-
-    char* line = nullptr;
-    size_t capacity = 0;
-    ssize_t length;
-    while ((length = getline(&line, &capacity, file.get())) >= 0) {
-        if (length > 0 && line[length - 1] == '\n') length--;
-        lines.emplace_back(line, static_cast<size_t>(length));
+    if (!file.ok() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "";
+    if (owner == Owner::US && status.st_uid != geteuid()) {
+        LOGW("%s is not read, it belongs to user %u", path, status.st_uid);
+        return "";
     }
-    free(line);
-    return lines;
+    if (status.st_size > static_cast<off_t>(kStartFileLimit)) {
+        LOGW("%s is not read, it has %lld bytes", path, static_cast<long long>(status.st_size));
+        return "";
+    }
+    return readAll(file.get(), static_cast<size_t>(status.st_size));
 }
 
 /** The number of entries cpu0 to cpu9, or -1 when the folder cannot be opened. */
@@ -70,6 +61,42 @@ bool zygoteIs64Bit() {
     char zygote[PROPERTY_VALUE_MAX] = {};
     property_get("ro.zygote", zygote, "");
     return contains(zygote, "zygote64");
+}
+
+void admitUserTags() ZUL_EXCLUDES(ZulService::mServiceLock) {
+    const ScopedServiceLock lock(ZulService::mServiceLock);
+    for (std::string& tag : userTags())
+        ZulService::mTagTable.try_emplace(std::move(tag));
+}
+
+void initTracing() {
+    const bool fans = property_get_int32("persist.sys.fans.support", 0) == 1;
+    property_set("debug.atrace.tags.enableflags", fans ? "0xeeffe" : "0x66");
+
+    ZulService::mSmallTraceBuffer = countProcessors() >= kManyProcessors && !zygoteIs64Bit();
+    property_set("debug.zul.trace.reinitsize", ZulService::mSmallTraceBuffer ? "4096" : "8192");
+
+    for (const char* instance : {"perf", "power", "stab"})
+        ZulService::initBufferSize(instance);
+}
+
+void admitStoredTags() ZUL_EXCLUDES(ZulService::mServiceLock) {
+    const std::vector<std::string> lines = split(readStartFile(kTagFile, Owner::ANYBODY), "\n");
+    const ScopedServiceLock lock(ZulService::mServiceLock);
+    for (const std::string& line : lines) {
+        if (std::optional<std::string> tag = tagOfLine(line))
+            ZulService::mTagTable.try_emplace(std::move(*tag));
+    }
+}
+
+/**
+ * It decides what the collector is told, and the collector is root's: only what we stored counts. No
+ * callback is registered yet, so nobody else can reach the tables.
+ */
+void applyStoredConfig() ZUL_NO_THREAD_SAFETY_ANALYSIS {
+    removeUnfinished(kConfigFile);
+    std::string text = joinLines(split(readStartFile(kConfigFile, Owner::US), "\n"));
+    ZulService::parseRemoteConfig(text);
 }
 
 }  // namespace
@@ -90,23 +117,6 @@ void ZulService::Initialize() {
     applyStoredConfig();
 }
 
-void ZulService::admitUserTags() {
-    const ScopedServiceLock lock(mServiceLock);
-    for (std::string& tag : userTags())
-        mTagTable.try_emplace(std::move(tag));
-}
-
-void ZulService::initTracing() {
-    const bool fans = property_get_int32("persist.sys.fans.support", 0) == 1;
-    property_set("debug.atrace.tags.enableflags", fans ? "0xeeffe" : "0x66");
-
-    mSmallTraceBuffer = countProcessors() >= kManyProcessors && !zygoteIs64Bit();
-    property_set("debug.zul.trace.reinitsize", mSmallTraceBuffer ? "4096" : "8192");
-
-    for (const char* instance : {"perf", "power", "stab"})
-        initBufferSize(instance);
-}
-
 void ZulService::initBufferSize(const char* instance) {
     for (const char* root : {kTraceRoot, kFallbackTraceRoot}) {
         const std::string path = std::string(root) + instance + "/buffer_size_kb";
@@ -116,21 +126,6 @@ void ZulService::initBufferSize(const char* instance) {
         (void)!write(file.get(), mSmallTraceBuffer ? "1024" : "2048", 4);
         return;
     }
-}
-
-void ZulService::admitStoredTags() {
-    const std::vector<std::string> lines = readLines(kTagFile);
-    const ScopedServiceLock lock(mServiceLock);
-    for (const std::string& line : lines) {
-        if (std::optional<std::string> tag = tagOfLine(line))
-            mTagTable.try_emplace(std::move(*tag));
-    }
-}
-
-// No callback is registered yet, so nobody else can reach the tables.
-void ZulService::applyStoredConfig() ZUL_NO_THREAD_SAFETY_ANALYSIS {
-    std::string text = joinLines(readLines(kConfigFile));
-    parseRemoteConfig(text);
 }
 
 }  // namespace zul

@@ -8,7 +8,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -205,50 +204,11 @@ class ZulService : public android::RefBase {
     /** Local time of the latest capture folder; null until there is one. */
     std::unique_ptr<char[]> mCaptureTime;
 
-  protected:
-    ~ZulService() override;
-
-  private:
-    struct Request;
-    /** What the legal tags make of a request; only one that is to be captured goes on. */
-    enum class Admission { REFUSED, CONFIG_UPDATED, TO_CAPTURE };
-
-    // service/
-    static void admitUserTags() ZUL_EXCLUDES(mServiceLock);
-    static void initTracing();
-    static void admitStoredTags() ZUL_EXCLUDES(mServiceLock);
-    static void applyStoredConfig() ZUL_EXCLUDES(mServiceLock);
-
-    // capture/: the steps of a request, in order. Those with a result end the request by false.
-    void runRequest(Request request) ZUL_EXCLUDES(mServiceLock);
-    void resetCapture();
-    bool describeByTag(Request& request) ZUL_EXCLUDES(mServiceLock);
-    static bool fetchVendorDatabases(Request& request);
-    static void chooseTraceRoot(Request& request);
-    static void logRequest(const Request& request);
-    /** Tests the tag and, under the same lock, applies a new configuration. */
-    static Admission admit(Request& request) ZUL_EXCLUDES(mServiceLock);
-    static bool applyRemoteConfig(Request& request) ZUL_EXCLUDES(mServiceLock);
-    static std::optional<zul_struct> findRemoteConfig(const std::string& sceneType)
-            ZUL_EXCLUDES(mServiceLock);
-    static bool isSpecialScene(const Request& request);
-    void runSpecialScene(const Request& request);
-    void runCapture(const Request& request) ZUL_EXCLUDES(mServiceLock);
-    void takeRequest(const std::string& sceneType, int64_t flag, const std::string& extraInfo);
-    /** Counts one archive more; what the count was before is the capture's index. */
-    static int32_t takeIndex();
-    void makeCapture(const std::string& sceneType, int32_t index) ZUL_EXCLUDES(mServiceLock);
-
-    // store/
-    static bool pruneTag(const char* sceneType) ZUL_EXCLUDES(mServiceLock);
-    static void dropVanishedArchives(std::vector<std::string>& archives) ZUL_REQUIRES(mServiceLock);
-    static void pruneArchives(const char* sceneType, std::vector<std::string>& archives)
-            ZUL_REQUIRES(mServiceLock);
-    static void removeArchive(const std::string& archive);
-    static void countArchives(const char* root, bool logNames) ZUL_EXCLUDES(mServiceLock);
-
     /** Held for a whole request: two requests for one callback would mix up the capture state. */
     std::mutex mRequestLock;
+
+  protected:
+    ~ZulService() override;
 };
 
 }  // namespace zul

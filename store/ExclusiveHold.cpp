@@ -3,11 +3,11 @@
 #include "store/ExclusiveHold.h"
 
 #include <errno.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <map>
 #include <mutex>
+#include <utility>
 
 #include "base/RemoveTree.h"
 
@@ -21,38 +21,21 @@ bool isOurs(const struct stat& status) {
     return status.st_uid == geteuid();
 }
 
-/** Shuts the folder `name`, and all below it; what others made there goes. */
-bool shut(int folder, const char* name, int depth) {
-    ScopedFd inner = openInner(folder, name);
-    // A file or a link: whoever removes it cannot get any further.
-    if (!inner.ok()) return errno == ENOTDIR || errno == ELOOP || errno == ENOENT;
-    struct stat status = {};
-    if (depth == kDeepestFolder || fstat(inner.get(), &status) != 0) return false;
-    if (!isOurs(status)) return removeTree(folder, name, depth);
-    // First, so that nothing can be added behind the listing.
-    if (fchmod(inner.get(), kForUsAlone) != 0) return false;
-    return forEachName(std::move(inner), [depth](int inside, const char* each) {
-        return shut(inside, each, depth + 1);
-    });
-}
-
-/** How many holds keep a folder sticky, and the mode that it had before. */
-struct Stickiness {
-    int holds = 0;
-    mode_t mode = 0;
-};
-
 std::mutex gStickyLock;
+/** How many holds keep a folder sticky, by its device and inode. */
 // NOLINTNEXTLINE(cert-err58-cpp)
-std::map<std::pair<dev_t, ino_t>, Stickiness> gSticky;
+std::map<std::pair<dev_t, ino_t>, int> gSticky;
 
-bool makeSticky(int folder) {
+/** False when it cannot be done; a folder that was sticky before anybody held it is `left` alone. */
+bool makeSticky(int folder, bool leaveSticky, bool& left) {
     const std::lock_guard<std::mutex> lock(gStickyLock);
     struct stat status = {};
-    if (fstat(folder, &status) != 0 || !isOurs(status)) return false;
+    if (fstat(folder, &status) != 0) return false;
+    const std::pair<dev_t, ino_t> key(status.st_dev, status.st_ino);
+    left = leaveSticky && (status.st_mode & S_ISVTX) != 0 && gSticky.find(key) == gSticky.end();
+    if (left) return true;
     if (fchmod(folder, status.st_mode | S_ISVTX) != 0) return false;
-    Stickiness& sticky = gSticky[{status.st_dev, status.st_ino}];
-    if (sticky.holds++ == 0) sticky.mode = status.st_mode;
+    gSticky[key]++;
     return true;
 }
 
@@ -61,40 +44,59 @@ void endSticky(int folder) {
     struct stat status = {};
     if (fstat(folder, &status) != 0) return;
     const auto sticky = gSticky.find({status.st_dev, status.st_ino});
-    if (sticky == gSticky.end() || --sticky->second.holds > 0) return;
-    fchmod(folder, sticky->second.mode);
+    if (sticky == gSticky.end() || --sticky->second > 0) return;
+    fchmod(folder, status.st_mode & ~static_cast<mode_t>(S_ISVTX));
     gSticky.erase(sticky);
-}
-
-/** Sees to it that what stands there is ours. */
-bool takeOver(const Location& place) {
-    const int folder = place.folder.get();
-    const char* name = place.name.c_str();
-    struct stat status = {};
-    if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && !isOurs(status) &&
-        !removeTree(folder, name)) {
-        return false;
-    }
-    // An empty name would be free for others to put something there.
-    if (mkdirat(folder, name, kForUsAlone) != 0 && errno != EEXIST) return false;
-    return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && isOurs(status);
 }
 
 }  // namespace
 
-ExclusiveHold::ExclusiveHold(const Location& place) : mSticky(-1) {
-    if (place.othersCanWrite) {
-        mSticky = openInner(place.folder.get(), ".");
-        if (mSticky.ok() && !makeSticky(mSticky.get())) mSticky = ScopedFd(-1);
-        // A folder that is somebody else's: there is no way to keep its owner out.
-        if (!mSticky.ok()) return;
-        if (!takeOver(place)) return;
-    }
-    mOk = shut(place.folder.get(), place.name.c_str(), 0);
+ExclusiveHold::ExclusiveHold(const std::string& path)
+      : mPlace(locate(path, [this](int folder, size_t depth) { return enter(folder, depth); })) {
+    mOk = mPlace.folder.ok() && !mOthersOwn && clearName();
 }
 
 ExclusiveHold::~ExclusiveHold() {
-    if (mSticky.ok()) endSticky(mSticky.get());
+    for (const ScopedFd& folder : mFolders)
+        endSticky(folder.get());
+}
+
+// Before anything is looked up in the folder: what is found in it then stays where it is.
+bool ExclusiveHold::enter(int folder, size_t depth) {
+    if (isForRootAlone(folder)) return true;
+    const bool topLevel = depth <= 1;
+    struct stat status = {};
+    if (fstat(folder, &status) != 0) return false;
+    if (!isOurs(status)) {
+        mOthersOwn = mOthersOwn || !topLevel;
+        return true;
+    }
+    // The given one is good for looking up names alone.
+    ScopedFd open = openInner(folder, ".");
+    bool left = false;
+    if (!open.ok() || !makeSticky(open.get(), topLevel, left)) {
+        mOthersOwn = true;
+    } else if (!left) {
+        mFolders.push_back(std::move(open));
+    }
+    return true;
+}
+
+/** Sees to it that what stands there is ours, and that nothing is in it. */
+bool ExclusiveHold::clearName() const {
+    const int folder = mPlace.folder.get();
+    const char* name = mPlace.name.c_str();
+    struct stat status = {};
+    const bool there = fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    if (there && isOurs(status) && S_ISREG(status.st_mode)) return true;
+    if (there && !(isOurs(status) && S_ISDIR(status.st_mode)) && !removeTree(folder, name))
+        return false;
+    // An empty name would be free for others to put something there.
+    if (mkdirat(folder, name, kForUsAlone) != 0 && errno != EEXIST) return false;
+
+    const ScopedFd inner = openInner(folder, name);
+    return inner.ok() && fstat(inner.get(), &status) == 0 && isOurs(status) &&
+           fchmod(inner.get(), kForUsAlone) == 0 && emptyTree(folder, name);
 }
 
 }  // namespace zul

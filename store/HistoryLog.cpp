@@ -14,13 +14,15 @@
 #include "base/Paths.h"
 #include "rules/HistoryRecord.h"
 #include "service/ZulService.h"
-#include "store/HistoryLog.h"
 
 namespace zul {
 
 namespace {
 
-/** One line at a time in this process: a lock on the file orders other processes only. */
+/**
+ * One line at a time in this process. A lock on the file orders other processes only, and goes with the
+ * first descriptor of the file that any thread closes.
+ */
 std::mutex gHistoryLock;
 
 /** Locks the whole history for writing, however it grows, against other processes that do the same. */
@@ -53,12 +55,22 @@ std::string makeRecord(const char* sceneType, const char* folderName) {
     return formatRecord({sceneType, when, archive, build});
 }
 
-/** Takes back what a full disk let through of a line, unless another process has written behind it. */
-void takeBack(int fd, ssize_t written) {
-    const off_t end = lseek(fd, 0, SEEK_CUR);
+/** The history, for appending to its end and reading it; -1 inside when it is not a regular file. */
+ScopedFd openHistory() {
+    // O_NONBLOCK and O_NOFOLLOW: anyone may put a FIFO or a link there.
+    ScopedFd file(open(kHistoryFile,
+                       O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
     struct stat status = {};
-    if (fstat(fd, &status) != 0 || status.st_size != end) return;
-    (void)!ftruncate(fd, end - written);
+    if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) return file;
+    return ScopedFd(-1);
+}
+
+/** A full disk, or the kernel when it ends the writing process, may have let a part of a line through. */
+bool endsInsideLine(int file) {
+    struct stat status = {};
+    char last = '\n';
+    return fstat(file, &status) == 0 && pread(file, &last, 1, status.st_size - 1) == 1 &&
+           last != '\n';
 }
 
 }  // namespace
@@ -71,38 +83,20 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
     }
     LOG_DUMP("recordZulHistory:allContent===%s", record.c_str());
 
-    // O_NONBLOCK and O_NOFOLLOW: anyone may put a FIFO or a link there.
-    const ScopedFd file(open(kHistoryFile,
-                             O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-                             0666));
+    const std::lock_guard<std::mutex> lock(gHistoryLock);
+    const ScopedFd file = openHistory();
     if (!file.ok()) {
         LOGE("open %s failure:", kHistoryFile);
         return;
     }
-
     {
-        const std::lock_guard<std::mutex> lock(gHistoryLock);
         const RecordLock recordLock(file.get());
-        const std::string line = record + "\n";
-        const ssize_t written = write(file.get(), line.data(), line.size());
-        if (written > 0 && static_cast<size_t>(written) < line.size())
-            takeBack(file.get(), written);
+        const std::string line = (endsInsideLine(file.get()) ? "\n" : "") + record + "\n";
+        // What a full disk does not take is lost; the next line begins behind it.
+        (void)!write(file.get(), line.data(), line.size());
         LOG_DUMP("write content to file!");
     }
     fsync(file.get());
-}
-
-void endTornRecord() {
-    const ScopedFd file(
-            open(kHistoryFile, O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (!file.ok()) return;
-    const RecordLock lock(file.get());
-    struct stat status = {};
-    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-    char last = '\n';
-    if (pread(file.get(), &last, 1, status.st_size - 1) != 1 || last == '\n') return;
-    // Without it the next line is glued to the torn one, and nothing else is lost.
-    (void)!write(file.get(), "\n", 1);
 }
 
 }  // namespace zul

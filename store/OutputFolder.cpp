@@ -6,6 +6,9 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <map>
+#include <utility>
+
 #include "base/Files.h"
 #include "base/LocalTime.h"
 #include "base/Location.h"
@@ -25,70 +28,126 @@ constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
 constexpr size_t kShortestArchive = 6;
 constexpr mode_t kFolderMode = 0777;
 
-/** Makes the folder `name` with exactly this mode; errno tells why not, EEXIST where there is one. */
-bool makeFolder(const Location& place) {
-    return place.folder.ok() && mkdirat(place.folder.get(), place.name.c_str(), kFolderMode) == 0;
+/** A name in a folder that an OpenFolders holds; the folder is -1 when it cannot be had. */
+struct Place {
+    int folder;
+    std::string name;
+
+    bool exists() const { return existsAt(folder, name.c_str()); }
+    /** remove(3): a file, a link itself, or an empty folder. */
+    bool remove() const {
+        return unlinkat(folder, name.c_str(), 0) == 0 ||
+               unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0;
+    }
+    /** With exactly that mode; errno tells why not, EEXIST where there is something. */
+    bool makeFolder() const {
+        return folder >= 0 && mkdirat(folder, name.c_str(), kFolderMode) == 0;
+    }
+};
+
+/** The folders of the store that one capture works in, each looked up once. */
+class OpenFolders {
+  public:
+    /** The folder `path`, without a "/" at its end; -1 and errno when it cannot be had. */
+    int open(const std::string& path) {
+        const auto known = mFolders.find(path);
+        if (known != mFolders.end()) return known->second.get();
+        // What is found behind any last name lies in that folder.
+        Location place = locate(path + "/-");
+        if (!place.folder.ok()) return -1;
+        return mFolders.emplace(path, std::move(place.folder)).first->second.get();
+    }
+    /** Where the absolute `path` lies. */
+    Place find(const std::string& path) {
+        const size_t slash = path.rfind('/');
+        return {open(path.substr(0, slash)), path.substr(slash + 1)};
+    }
+
+  private:
+    std::map<std::string, ScopedFd> mFolders;
+};
+
+void removeArchive(const std::string& archive, OpenFolders& folders) {
+    LOG_DUMP("createZulPath:erase %s", archive.c_str());
+    const bool removed = folders.find(archive).remove();
+    ZulService::mCompressFileCount.fetch_sub(1);
+    if (removed || archive.size() < kShortestArchive) return;
+
+    // The collector did not get as far as the archive: what it left is the folder.
+    std::string folder = archive.substr(0, archive.size() - kArchiveSuffixLength);
+    if (folders.find(folder).exists()) ZulService::deleteOldDir(folder);
 }
 
-/** remove(3): a file, a link itself, or an empty folder. */
-bool removeName(const Location& place) {
-    const int folder = place.folder.get();
-    const char* name = place.name.c_str();
-    return unlinkat(folder, name, 0) == 0 || unlinkat(folder, name, AT_REMOVEDIR) == 0;
+void dropVanishedArchives(std::vector<std::string>& archives, OpenFolders& folders) {
+    std::erase_if(archives, [&folders](const std::string& archive) {
+        if (folders.find(archive).exists()) return false;
+        LOG_DUMP("file %s isn't exist!,erase it from vector", archive.c_str());
+        ZulService::mCompressFileCount.fetch_sub(1);
+        return true;
+    });
 }
 
-void logFolderName(int fileNum, const char* folderName) {
+void pruneArchives(const char* sceneType, std::vector<std::string>& archives,
+                   OpenFolders& folders) {
+    const auto [first, count] = archivesToPrune(sceneType, archives.size(),
+                                                ZulService::mUserMode ? kUserTagLimit : kTagLimit);
+    if (count == 0) return;
+
+    // The entry behind the last one is looked at too, and stays.
+    const size_t end = first + count;
+    for (size_t i = 0; i < archives.size() && i <= end; i++) {
+        LOG_DUMP("current file path is %s", archives[i].c_str());
+        if (i >= first && i < end) removeArchive(archives[i], folders);
+    }
+    const auto erased = archives.begin() + static_cast<ptrdiff_t>(first);
+    archives.erase(erased, erased + static_cast<ptrdiff_t>(count));
+}
+
+/** False when the tag is not legal. */
+bool pruneTag(const char* sceneType, OpenFolders& folders) ZUL_EXCLUDES(ZulService::mServiceLock) {
+    const ScopedServiceLock lock(ZulService::mServiceLock);
+    const auto archives = ZulService::mTagTable.find(sceneType);
+    if (archives == ZulService::mTagTable.end()) return false;
+    dropVanishedArchives(archives->second, folders);
+    pruneArchives(sceneType, archives->second, folders);
+    return true;
+}
+
+/** Says which folder it is going to be, or failed to be: `path` becomes `folderName`. */
+void tellFolder(const std::string& path, int fileNum, char* folderName) {
+    snprintf(folderName, ZulService::kPathSize, "%s", path.c_str());
     LOG_DUMP("getZulBasePath:fileNum=%d,folderName=%s", fileNum, folderName);
 }
 
-/**
- * Makes the capture folder, empty also where one of that name was left over; a failure is logged.
- */
-bool makeCaptureFolder(const char* path) {
-    const Location place = locate(path);
+void tellFailure(const char* folderName, int error) {
+    LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, strerror(error));
+}
+
+/** A failure is logged, and `path` then stands in `folderName`. */
+bool makeTypeFolder(const std::string& path, OpenFolders& folders, int fileNum, char* folderName) {
+    // Nearly always there from earlier captures.
+    if (folders.open(path) >= 0) return true;
+    if (folders.find(path).makeFolder() || errno == EEXIST) return true;
+    const int error = errno;
+    LOGE("FolderOperation sceneType LOG folder create %s failed(%s)", path.c_str(),
+         strerror(error));
+    tellFolder(path, fileNum, folderName);
+    tellFailure(folderName, error);
+    return false;
+}
+
+/** Makes the capture folder, empty also where one of that name was left over; a failure is logged. */
+bool makeCaptureFolder(const std::string& path, OpenFolders& folders) {
+    const Place place = folders.find(path);
     // Without a look before: the name is nearly always free.
-    if (makeFolder(place)) return true;
-    if (!place.folder.ok() || errno != EEXIST) {
-        LOGE("FolderOperation LOG folder create %s failed(%s)", path, strerror(errno));
+    if (place.makeFolder()) return true;
+    if (place.folder < 0 || errno != EEXIST) {
+        tellFailure(path.c_str(), errno);
         return false;
     }
     std::string leftover = path;
     ZulService::deleteOldDir(leftover);
-    return makeFolder(place);
-}
-
-/**
- * Writes the capture folder's path into `folderName`; a tag that makes no name leaves that empty, and
- * making the folder then fails and is logged. False, and logged, when the path is too long.
- */
-bool nameFolder(const std::string& tag, const tm& now, int fileNum, char* folderName) {
-    if (typeFolder(tag, ZulService::mUserMode).empty()) {
-        LOGE("getZulBasePath sceneType info error!!");
-        return true;
-    }
-    const std::string folder = captureFolder(tag, ZulService::mUserMode, now, fileNum);
-    if (folder.size() >= ZulService::kPathSize) {
-        LOGE("tag too long for a capture folder: %s", tag.c_str());
-        return false;
-    }
-    snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
-    return true;
-}
-
-/**
- * Makes the type folder of a tag that has a name. When that fails it stands in `folderName` instead,
- * and all lines about it and the capture folder are written.
- */
-bool makeTypeFolder(const std::string& tag, int fileNum, char* folderName) {
-    const std::string folder = typeFolder(tag, ZulService::mUserMode);
-    // Nearly always there from earlier captures.
-    if (folder.empty() || makeFolder(locate(folder)) || errno == EEXIST) return true;
-    const char* reason = strerror(errno);
-    snprintf(folderName, ZulService::kPathSize, "%s", folder.c_str());
-    LOGE("FolderOperation sceneType LOG folder create %s failed(%s)", folderName, reason);
-    logFolderName(fileNum, folderName);
-    LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, reason);
-    return false;
+    return place.makeFolder();
 }
 
 }  // namespace
@@ -96,77 +155,34 @@ bool makeTypeFolder(const std::string& tag, int fileNum, char* folderName) {
 bool ZulService::createZulPath(const char* sceneType, int fileNum, char* folderName) {
     // Folders and files get exactly the modes that they are made with.
     umask(0);
-    if (!pruneTag(sceneType)) return false;
+    OpenFolders folders;
+    if (!pruneTag(sceneType, folders)) return false;
 
     const tm now = localTime(time(nullptr));
     const std::string captureTime = formatTime(now, "%Y-%m-%d %H:%M:%S");
     mCaptureTime = std::make_unique<char[]>(captureTime.size() + 1);
     captureTime.copy(mCaptureTime.get(), captureTime.size());
 
-    if (!nameFolder(sceneType, now, fileNum, folderName)) return false;
-    if (!makeTypeFolder(sceneType, fileNum, folderName)) return false;
-    logFolderName(fileNum, folderName);
-    if (!makeCaptureFolder(folderName)) return false;
+    const std::string type = typeFolder(sceneType, mUserMode);
+    if (type.empty()) {
+        LOGE("getZulBasePath sceneType info error!!");
+        tellFolder("", fileNum, folderName);
+        tellFailure("", ENOENT);
+        return false;
+    }
+    const std::string folder = captureFolder(type, sceneType, now, fileNum);
+    if (folder.size() >= kPathSize) {
+        LOGE("tag too long for a capture folder: %s", sceneType);
+        return false;
+    }
+    if (!makeTypeFolder(type, folders, fileNum, folderName)) return false;
+    tellFolder(folder, fileNum, folderName);
+    if (!makeCaptureFolder(folder, folders)) return false;
 
     const ScopedServiceLock lock(mServiceLock);
     const auto archives = mTagTable.find(sceneType);
-    if (archives != mTagTable.end()) {
-        archives->second.push_back(std::string(folderName) + kArchiveSuffix);
-    }
+    if (archives != mTagTable.end()) archives->second.push_back(folder + kArchiveSuffix);
     return true;
-}
-
-bool ZulService::pruneTag(const char* sceneType) {
-    const ScopedServiceLock lock(mServiceLock);
-    const auto archives = mTagTable.find(sceneType);
-    if (archives == mTagTable.end()) return false;
-    dropVanishedArchives(archives->second);
-    pruneArchives(sceneType, archives->second);
-    return true;
-}
-
-void ZulService::dropVanishedArchives(std::vector<std::string>& archives) {
-    std::vector<std::string> kept;
-    for (std::string& archive : archives) {
-        if (pathExists(archive.c_str())) {
-            kept.push_back(std::move(archive));
-            continue;
-        }
-        LOG_DUMP("file %s isn't exist!,erase it from vector", archive.c_str());
-        mCompressFileCount.fetch_sub(1);
-    }
-    archives = std::move(kept);
-}
-
-void ZulService::pruneArchives(const char* sceneType, std::vector<std::string>& archives) {
-    const Range prune =
-            archivesToPrune(sceneType, archives.size(), mUserMode ? kUserTagLimit : kTagLimit);
-    if (prune.count == 0) return;
-
-    // The entry behind the last one is looked at too, and stays.
-    const size_t end = prune.first + prune.count;
-    for (size_t i = 0; i < archives.size() && i <= end; i++) {
-        LOG_DUMP("current file path is %s", archives[i].c_str());
-        if (i >= prune.first && i < end) removeArchive(archives[i]);
-    }
-    const auto first = archives.begin() + static_cast<ptrdiff_t>(prune.first);
-    archives.erase(first, first + static_cast<ptrdiff_t>(prune.count));
-}
-
-void ZulService::removeArchive(const std::string& archive) {
-    LOG_DUMP("createZulPath:erase %s", archive.c_str());
-    const Location place = locate(archive);
-    const bool removed = place.folder.ok() && removeName(place);
-    mCompressFileCount.fetch_sub(1);
-    if (removed || archive.size() < kShortestArchive) return;
-    if (!place.folder.ok()) {
-        LOGE("not removed, no folder without links: %s", archive.c_str());
-        return;
-    }
-
-    // The collector did not get as far as the archive: what it left is the folder.
-    std::string folder = archive.substr(0, archive.size() - kArchiveSuffixLength);
-    if (pathExists(folder.c_str())) deleteOldDir(folder);
 }
 
 void ZulService::deleteOldDir(std::string& dir) {

@@ -17,7 +17,6 @@
 #include "base/Text.h"
 #include "rules/HistoryRecord.h"
 #include "service/ZulService.h"
-#include "store/HistoryLog.h"
 #include "store/ShellRemoval.h"
 
 namespace zul {
@@ -31,9 +30,6 @@ constexpr int32_t kLargestLimit = 400;
  * An archive in the top level of a root is named by its tag, and this much of the name tells it.
  */
 constexpr size_t kTagLength = 10;
-/** Its file in the output root. */
-constexpr std::string_view kConfigName =
-        std::string_view(kConfigFile).substr(sizeof(kOutputRoot) - 1);
 /** A history line is read in pieces of this size, and each piece counts as a line. */
 constexpr size_t kLineSize = 256;
 
@@ -57,19 +53,15 @@ bool ensureRoot(const char* root) {
 
 /** The line of that number, counted from 1, of the history file; false when there is none. */
 bool readHistoryLine(int64_t number, char (&line)[kLineSize]) {
-    const ScopedFile file = openToRead(kHistoryFile, O_NOFOLLOW);
-    if (file == nullptr || number < 1) return false;
+    if (number < 1) return false;
+    ScopedFd opened = openToRead(kHistoryFile, O_NOFOLLOW);
+    const ScopedFile file(opened.ok() ? fdopen(opened.get(), "r") : nullptr);
+    if (file == nullptr) return false;
+    opened.release();
     for (int64_t i = 0; i < number; i++) {
         if (fgets(line, sizeof(line), file.get()) == nullptr) return false;
     }
     return true;
-}
-
-/** The names in a path, one after the other. */
-std::vector<std::string> namesOf(const std::string& path) {
-    std::vector<std::string> names = split(path, "/");
-    std::erase_if(names, [](const std::string& name) { return name.empty() || name == "."; });
-    return names;
 }
 
 /**
@@ -91,6 +83,38 @@ void lowerSpecialCount() {
     property_set(kSpecialCount, std::to_string(std::max<int64_t>(count - 1, 0)).c_str());
 }
 
+/** Takes the archives in the top level of a root into count and lists. */
+void countArchives(const char* root, bool logNames) ZUL_EXCLUDES(ZulService::mServiceLock) {
+    ScopedFd opened = openFolder(root);
+    const ScopedFolder folder(opened.ok() ? fdopendir(opened.get()) : nullptr);
+    if (folder == nullptr) return;
+    opened.release();
+    while (const dirent* entry = readdir(folder.get())) {
+        if (!isRegularFile(folder.get(), *entry)) continue;
+        const std::string_view name = entry->d_name;
+        if (logNames) LOGD("dnam=%s", withoutControlBytes(name).c_str());
+
+        const ScopedServiceLock lock(ZulService::mServiceLock);
+        const auto archives = ZulService::mTagTable.find(std::string(name.substr(0, kTagLength)));
+        if (archives == ZulService::mTagTable.end()) continue;
+        ZulService::mCompressFileCount.fetch_add(1);
+        archives->second.emplace_back(root).append(name);
+    }
+}
+
+Removal removeAndTell(const std::string& path) {
+    const Removal removal = removeWithShell(path, "");
+    if (removal == Removal::SHELL_EXITED) LOG_DUMP("child normal exit....");
+    return removal;
+}
+
+/** False when it is not ours to remove, which is logged. */
+bool removeArchive(const std::string& path) {
+    if (liesInStore(path)) return removeAndTell(path) != Removal::REFUSED;
+    LOGE("not removed, not in the store: %s", path.c_str());
+    return false;
+}
+
 }  // namespace
 
 int ZulService::getCompressFileCount() {
@@ -98,7 +122,6 @@ int ZulService::getCompressFileCount() {
             mUserMode ? kUserLimit
                       : std::min(property_get_int32("persist.sys.zul.count", kLargestLimit),
                                  kLargestLimit);
-    endTornRecord();
     if (ensureRoot(kOutputRoot)) handleZulDataFile();
     if (ensureRoot(kStuckLogoRoot)) handleMorvfsDataFile();
     const int32_t count = mCompressFileCount.load();
@@ -114,27 +137,6 @@ void ZulService::handleMorvfsDataFile() {
     countArchives(kStuckLogoRoot, true);
 }
 
-void ZulService::countArchives(const char* root, bool logNames) {
-    ScopedFd opened = openFolder(root);
-    const ScopedFolder folder(opened.ok() ? fdopendir(opened.get()) : nullptr);
-    if (folder == nullptr) return;
-    opened.release();
-    while (const dirent* entry = readdir(folder.get())) {
-        if (!isRegularFile(folder.get(), *entry)) continue;
-        if (logNames) LOGD("dnam=%s", entry->d_name);
-
-        const std::string_view name = entry->d_name;
-        // Of an update that did not get to its end.
-        if (isLeftOf(kConfigName, name)) unlinkat(dirfd(folder.get()), entry->d_name, 0);
-        const std::string tag(name.substr(0, kTagLength));
-        const ScopedServiceLock lock(mServiceLock);
-        const auto archives = mTagTable.find(tag);
-        if (archives == mTagTable.end()) continue;
-        mCompressFileCount.fetch_add(1);
-        archives->second.emplace_back(root).append(name);
-    }
-}
-
 void ZulService::cleanOldFile() {
     const int64_t specialCount = property_get_int32(kSpecialCount, 0);
     const int64_t number = specialCount + mCompressFileCount.load() - mCompressFileLimit + 1;
@@ -144,17 +146,14 @@ void ZulService::cleanOldFile() {
         return;
     }
 
-    std::string archive(parseRecord(line).archive);
+    const std::string archive(parseRecord(line).archive);
     LOG_DUMP("remove old file:filename=%s", archive.c_str());
-    if (!pathExists(archive.c_str())) {
+    if (!exists(archive)) {
         LOGE("file %s isn't exist!", archive.c_str());
         return;
     }
-    if (liesInStore(archive)) {
-        removeFilePath(archive.data());
-    } else {
-        LOGE("not removed, not in the store: %s", archive.c_str());
-    }
+    // Anyone can write such lines: one that is refused must not take an archive off the count.
+    if (!removeArchive(archive)) return;
     if (contains(archive, "0xffff0000")) {
         lowerSpecialCount();
     } else {
@@ -163,7 +162,7 @@ void ZulService::cleanOldFile() {
 }
 
 void ZulService::removeFilePath(char* path) {
-    if (removeWithShell(path, "") && mDebugLog) LOGD("child normal exit....");
+    removeAndTell(path);
 }
 
 }  // namespace zul

@@ -27,71 +27,32 @@ bool isPlain(char c) {
 }
 
 bool isPlainPath(const std::string& path) {
-    if (path.empty() || path[0] != '/') return false;
-    if (!std::all_of(path.begin(), path.end(), isPlain)) return false;
-    const std::vector<std::string> names = split(path, "/");
-    const auto goesUp = [](const std::string& name) { return name == ".."; };
-    const auto isName = [](const std::string& name) { return !name.empty() && name != "."; };
-    return std::none_of(names.begin(), names.end(), goesUp) &&
-           std::any_of(names.begin(), names.end(), isName);
+    if (path.empty() || path[0] != '/' || !std::all_of(path.begin(), path.end(), isPlain))
+        return false;
+    const std::string names = path + "/";
+    return !contains(names, "/./") && !contains(names, "/../") && !namesOf(path).empty();
 }
 
-/** One removal; the texts are ready before the child is made. */
-struct Removal {
-    std::string command;
-    /** The command for the log, which names the path itself. */
-    std::string told;
-    /** Through which the command reaches the path; -1 for none. */
-    int folder;
-};
-
-Removal makeRemoval(const Location& place, const std::string& path, const char* commandEnd) {
-    const std::string plain = " rm -rf " + path + commandEnd;
-    // A slash behind the last name would lead through a link.
-    if (!place.othersCanWrite && path.ends_with("/" + place.name)) return {plain, plain, -1};
-    const int folder = place.folder.get();
-    return {" rm -rf /proc/self/fd/" + std::to_string(folder) + "/" + place.name + commandEnd,
-            plain, folder};
+Removal refuse(const char* reason, const std::string& path) {
+    LOGE("not removed, %s: %s", reason, path.c_str());
+    return Removal::REFUSED;
 }
 
-/**
- * The child's part: becomes the shell or ends. Shares the parent's memory until then, but has a table
- * of descriptors of its own, so that no other child inherits the folder.
- */
-[[noreturn]] void becomeShell(const Removal& removal) {
-    if (removal.folder < 0 || fcntl(removal.folder, F_SETFD, 0) == 0) {
-        execl("/system/bin/sh", "sh", "-c", removal.command.c_str(), static_cast<char*>(nullptr));
-    }
-    LOGE("execl on command '%s' failed\n", removal.told.c_str());
+/** The child's part: becomes the shell or ends. Shares the parent's memory until then. */
+[[noreturn]] void becomeShell(const char* command) {
+    execl("/system/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
+    LOGE("execl on command '%s' failed\n", command);
     _exit(127);
 }
 
-}  // namespace
-
-bool removeWithShell(const std::string& path, const char* commandEnd) {
-    if (!isPlainPath(path)) {
-        LOGE("not removed, no plain path: %s", path.c_str());
-        return false;
-    }
-    const Location place = locate(path);
-    if (!place.folder.ok()) {
-        LOGE("not removed, no folder without links: %s", path.c_str());
-        return false;
-    }
-    const ExclusiveHold hold(place);
-    if (!hold.ok()) {
-        if (!removeTree(place.folder.get(), place.name.c_str()))
-            LOGE("not removed, in use by others: %s", path.c_str());
-        return false;
-    }
-    const Removal removal = makeRemoval(place, path, commandEnd);
-
+/** True when the shell exited by itself. */
+bool runShell(const std::string& command) {
     const pid_t child = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (child < 0) {
         LOGE("*** vfork fail\n");
         return false;
     }
-    if (child == 0) becomeShell(removal);
+    if (child == 0) becomeShell(command.c_str());
 
     int status = 0;
     pid_t waited;
@@ -99,6 +60,23 @@ bool removeWithShell(const std::string& path, const char* commandEnd) {
         waited = waitpid(child, &status, 0);
     } while (waited < 0 && errno == EINTR);
     return waited == child && WIFEXITED(status);
+}
+
+}  // namespace
+
+Removal removeWithShell(const std::string& path, const char* commandEnd) {
+    if (!isPlainPath(path)) return refuse("not a plain path", path);
+    const std::string command = " rm -rf " + path + commandEnd;
+
+    const ExclusiveHold hold(path);
+    const Location& place = hold.place();
+    if (!place.folder.ok()) {
+        // A folder of the path that is not there leaves nothing to remove.
+        return errno == ENOENT ? Removal::DONE : refuse("a link leads there", path);
+    }
+    if (hold.ok()) return runShell(command) ? Removal::SHELL_EXITED : Removal::DONE;
+    if (removeTree(place.folder.get(), place.name.c_str())) return Removal::DONE;
+    return refuse("in use by others", path);
 }
 
 }  // namespace zul

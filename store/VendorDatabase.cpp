@@ -65,7 +65,7 @@ bool ZulService::vndFileExist(std::string& pathList) {
                 [&path](const DatabaseKind& candidate) { return candidate.holds(path); });
         if (kind == kinds.end()) continue;
         property_set(kind->property, "0");
-        if (openToRead(path.c_str()) == nullptr) {
+        if (!openToRead(path.c_str()).ok()) {
             LOGE("Unable to open filePath: %s ", path.c_str());
             return false;
         }

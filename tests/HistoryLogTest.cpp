@@ -3,16 +3,12 @@
 #include <cutils/properties.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
-#include <fstream>
-#include <functional>
 #include <thread>
 #include <utility>
 
@@ -103,89 +99,30 @@ TEST_F(HistoryLogTest, LineIsKeptWithoutALock) {
     EXPECT_TRUE(readFile(kHistory).ends_with("|system_version_is_empty\n"));
 }
 
-/** Called once, by the next ftruncate() or lseek() before it does its work. */
-std::function<void()> gBeforeCut;
-std::function<void()> gBeforeLook;
-
-}  // namespace
-}  // namespace zul::test
-
-extern "C" int ftruncate(int fd, off_t size) noexcept {
-    if (const auto before = std::exchange(zul::test::gBeforeCut, nullptr)) before();
-    return static_cast<int>(syscall(SYS_ftruncate, fd, size));
-}
-
-extern "C" off_t lseek(int fd, off_t offset, int whence) noexcept {
-    if (const auto before = std::exchange(zul::test::gBeforeLook, nullptr)) before();
-    return syscall(SYS_lseek, fd, offset, whence);
-}
-
-namespace zul::test {
-namespace {
-
-TEST_F(HistoryLogTest, HalfALineStaysWhereSomebodyWroteBehindIt) {
-    FakeSystem::onWrite = [](size_t size) { return size / 2; };
-    gBeforeLook = [] {
-        FakeSystem::onWrite = nullptr;
-        std::ofstream(kHistory, std::ios::app) << "other\n";
-    };
-    record("0xffff0101", "/data/ZUL/0xffff/a_1");
-    EXPECT_THAT(readFile(kHistory), testing::MatchesRegex("0xffff0101.*other\n"));
-}
-
-TEST_F(HistoryLogTest, TakingHalfALineBackLeavesALineThatCameMeanwhile) {
-    const std::string old(1 << 20, 'x');
-    writeFile(kHistory, old + "\n");
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit unlimited;
-    getrlimit(RLIMIT_FSIZE, &unlimited);
-    std::thread other;
-    std::atomic<bool> recorded = false;
-    gBeforeCut = [&] {
-        setrlimit(RLIMIT_FSIZE, &unlimited);
-        other = std::thread([&recorded] {
-            record("0xffff0102", "/data/ZUL/0xffff/b_1");
-            recorded = true;
-        });
-        // Time enough, if nothing kept it waiting.
-        for (int i = 0; i < 100 && !recorded; i++)
-            usleep(1000);
-    };
-    const rlimit tight{old.size() + 11, unlimited.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
-    record("0xffff0101", "/data/ZUL/0xffff/a_1");
-    ASSERT_TRUE(other.joinable());
-    other.join();
-    signal(SIGXFSZ, SIG_DFL);
-    EXPECT_EQ(
-            readFile(kHistory).substr(old.size()),
-            "\n0xffff0102|2025-03-04 17:06:07|/data/ZUL/0xffff/b_1.zul|system_version_is_empty\n");
-}
-
-TEST_F(HistoryLogTest, StartEndsTheLineThatAKillTore) {
-    const std::pair<const char*, const char*> cases[] = {
-            {"a\nb", "a\nb\n"}, {"a\n", "a\n"}, {"torn", "torn\n"}, {"\n", "\n"}, {"", ""}};
-    for (const auto& [before, after] : cases) {
+TEST_F(HistoryLogTest, TornLineIsEndedInTheSameWrite) {
+    for (const char* before : {"a\nb", "a\n", "torn", "\n", ""}) {
         writeFile(kHistory, before);
+        // Only reads.
         ZulService::getCompressFileCount();
-        EXPECT_EQ(readFile(kHistory), after);
+        EXPECT_EQ(readFile(kHistory), before);
+        int writes = 0;
+        FakeSystem::onWrite = [&writes](size_t size) {
+            writes++;
+            return size;
+        };
+        record("0xffff0101", "/data/ZUL/0xffff/a_1");
+        EXPECT_EQ(writes, 1);
+        const std::string whole = before;
+        const bool torn = !whole.empty() && !whole.ends_with("\n");
+        EXPECT_THAT(readFile(kHistory), StartsWith(whole + (torn ? "\n" : "") + "0xffff0101|"));
     }
-    FakeSystem::refusesRecordLocks = true;
-    ZulService::getCompressFileCount();
-    EXPECT_THAT(mLog.takeAboveDebug(), testing::SizeIs(2)) << "it asks for the record lock";
-    FakeSystem::refusesRecordLocks = false;
-    std::filesystem::rename(kHistory, "/data/ZUL/target");
-    writeFile("/data/ZUL/target", "torn");
-    std::filesystem::create_symlink("/data/ZUL/target", kHistory);
-    ZulService::getCompressFileCount();
-    EXPECT_EQ(readFile("/data/ZUL/target"), "torn");
-    EXPECT_THAT(mLog.takeAboveDebug(), testing::IsEmpty());
 }
 
-TEST_F(HistoryLogTest, WaitsForALockOfAnotherProcess) {
-    writeFile(kHistory, "");
+/** Holds the record lock on the history until it is killed. */
+pid_t lockHistory() {
+    EXPECT_TRUE(writeFile(kHistory, ""));
     int locked[2];
-    ASSERT_EQ(pipe(locked), 0);
+    EXPECT_EQ(pipe(locked), 0);
     const pid_t other = fork();
     if (other == 0) {
         const int fd = open(kHistory, O_RDWR);
@@ -196,7 +133,16 @@ TEST_F(HistoryLogTest, WaitsForALockOfAnotherProcess) {
         pause();
     }
     char ready;
-    ASSERT_EQ(read(locked[0], &ready, 1), 1);
+    EXPECT_EQ(read(locked[0], &ready, 1), 1);
+    close(locked[0]);
+    close(locked[1]);
+    return other;
+}
+
+TEST_F(HistoryLogTest, CapturesWaitForALockOfAnotherProcessAndTheStartDoesNot) {
+    const pid_t other = lockHistory();
+    ZulService::getCompressFileCount();
+    mLog.take();
     std::thread writer([] { record("0xffff0101", "/data/ZUL/0xffff/a_1"); });
     // The writer announces its record before it asks for the lock.
     while (mLog.take().empty())
@@ -206,8 +152,25 @@ TEST_F(HistoryLogTest, WaitsForALockOfAnotherProcess) {
     waitpid(other, nullptr, 0);
     writer.join();
     EXPECT_NE(readFile(kHistory), "");
-    close(locked[0]);
-    close(locked[1]);
+}
+
+TEST_F(HistoryLogTest, LockIsKeptUntilItsOwnLineIsSynced) {
+    // Whoever closes the file drops the locks of all threads on it.
+    std::atomic<bool> otherSynced = false;
+    std::thread other;
+    FakeSystem::onSync = [&](int) {
+        if (other.joinable()) {
+            otherSynced = true;
+            return;
+        }
+        other = std::thread([] { record("0xffff0102", "/data/ZUL/0xffff/b_1"); });
+        usleep(20000);
+        EXPECT_FALSE(otherSynced);
+        EXPECT_THAT(readFile(kHistory), Not(HasSubstr("0xffff0102")));
+    };
+    record("0xffff0101", "/data/ZUL/0xffff/a_1");
+    other.join();
+    EXPECT_TRUE(otherSynced);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "base/Files.h"
 #include "tests/support/ServiceTest.h"
@@ -87,21 +88,54 @@ TEST_F(InitializeTest, OddFilesAreAsGoodAsNone) {
     EXPECT_THAT(tags(), ElementsAre());
 }
 
-TEST_F(InitializeTest, OnlyWhatTheDaemonStoredMayBeLarge) {
+TEST_F(InitializeTest, LinksAreNotFollowed) {
+    property_set("ro.build.type", "eng");
+    writeFile("/data/ZUL/tags", "A|\n");
+    writeFile("/data/ZUL/stored", "tag:B,enable:1");
+    ASSERT_EQ(symlink("tags", "/data/ZUL/ZUL_TAG.txt"), 0);
+    ASSERT_EQ(symlink("stored", "/data/ZUL/config"), 0);
+    ZulService::Initialize();
+    EXPECT_THAT(tags(), ElementsAre());
+}
+
+TEST_F(InitializeTest, LargeFilesAreNotRead) {
     property_set("ro.build.type", "eng");
     const std::string most = "B|" + std::string((4 << 20) - 2, 'x');
-    const std::string large = "tag:A,enable:1," + std::string(4 << 20, 'x');
     writeFile("/data/ZUL/ZUL_TAG.txt", most);
-    writeFile("/data/ZUL/config", large);
+    writeFile("/data/ZUL/config", "tag:A,enable:1," + std::string(4 << 20, 'x'));
     ZulService::Initialize();
     EXPECT_THAT(tags(), ElementsAre("B"));
     EXPECT_THAT(mLog.take(), ElementsAre("W /data/ZUL/config is not read, it has 4194319 bytes"));
+}
 
-    writeFile("/data/ZUL/ZUL_TAG.txt", most + "x");
-    ZulService::writeConfig("/data/ZUL/config", large);
+TEST_F(InitializeTest, FileThatGrowsIsReadToTheSizeThatItHad) {
+    property_set("ro.build.type", "eng");
+    writeFile("/data/ZUL/ZUL_TAG.txt", "A|\nB|\n");
+    FakeSystem::onRead = [](int fd) {
+        if (std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)) ==
+            "/data/ZUL/ZUL_TAG.txt") {
+            std::ofstream("/data/ZUL/ZUL_TAG.txt", std::ios::app) << "C|\n";
+        }
+    };
     ZulService::Initialize();
-    EXPECT_EQ(mLog.take().front(), "W /data/ZUL/ZUL_TAG.txt is not read, it has 4194305 bytes");
     EXPECT_THAT(tags(), ElementsAre("A", "B"));
+}
+
+TEST_F(InitializeTest, OnlyAConfigurationOfTheDaemonsOwnUserCounts) {
+    property_set("ro.build.type", "eng");
+    writeFile("/data/ZUL/config", "tag:A,enable:1");
+    writeFile("/data/ZUL/ZUL_TAG.txt", "B|");
+    FakeSystem::ownUser = 1000;
+    ZulService::Initialize();
+    EXPECT_THAT(tags(), ElementsAre("B"));
+    EXPECT_THAT(mLog.take(), ElementsAre("W /data/ZUL/config is not read, it belongs to user 0"));
+}
+
+TEST_F(InitializeTest, WhatAnUpdateLeftIsRemoved) {
+    for (const char* name : {"config", "config.new", "config.new2", "new"})
+        writeFile(std::string("/data/ZUL/") + name, "tag:A,enable:1");
+    ZulService::Initialize();
+    EXPECT_THAT(list("/data/ZUL"), ElementsAre("config", "config.new2", "new"));
 }
 
 TEST_F(InitializeTest, StoredConfigurationIsOneTextAndAppliesInBothModes) {

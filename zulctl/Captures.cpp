@@ -17,6 +17,9 @@ namespace zulctl {
 
 namespace {
 
+/** Folders inside each other, each with a descriptor; what lies deeper is not counted. */
+constexpr int kDeepestFolder = 64;
+
 constexpr const char* kStateNames[] = {"present",     "missing",    "running", "left",
                                        "overwritten", "unrecorded", "unlisted"};
 
@@ -32,7 +35,7 @@ constexpr int64_t kLongestInCopy = 3600;
 uint64_t sizeOfTree(int parent, const char* name, int depth) {
     uint64_t bytes = 0;
     zul::ScopedFd folder = zul::openInner(parent, name);
-    if (!folder.ok() || depth == zul::kDeepestFolder) return bytes;
+    if (!folder.ok() || depth == kDeepestFolder) return bytes;
     zul::forEachName(std::move(folder), [&bytes, depth](int inside, const char* each) {
         struct stat status = {};
         if (fstatat(inside, each, &status, AT_SYMLINK_NOFOLLOW) != 0) return true;

@@ -269,7 +269,7 @@ void Checker::checkUpdates() {
 }
 
 void Checker::checkSize(const std::string& text) {
-    if (text.size() > zul::kMostStartFileBytes) {
+    if (text.size() > zul::kStartFileLimit) {
         add(kError, "too-large",
             "larger than 4 MiB: no call brings it, and no start reads it but from the daemon's own "
             "file");

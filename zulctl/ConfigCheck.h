@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "rules/ConfigMerge.h"
 #include "rules/ConfigText.h"
 
 namespace zulctl {

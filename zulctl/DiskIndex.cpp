@@ -156,7 +156,7 @@ void DiskIndex::applyKeepRule() {
         // A user build has folders of its own, and keeps less; the newest tells what this is.
         const bool userBuild = folderOf(*archives.back()).name.size() == zul::kUserTypePrefixLength;
         // The newest is the one for which the rule makes room.
-        const zul::Range tooMany = zul::archivesToPrune(
+        const zul::ArchiveRange tooMany = zul::archivesToPrune(
                 tag, archives.size() - 1, userBuild ? zul::kUserTagLimit : zul::kTagLimit);
         for (size_t i = 0; i < tooMany.count; i++)
             archives[tooMany.first + i]->unlisted = true;

@@ -11,6 +11,7 @@
 #include "base/Paths.h"
 #include "base/Text.h"
 #include "rules/ArchiveName.h"
+#include "rules/ConfigMerge.h"
 #include "rules/TagFile.h"
 #include "zulctl/Session.h"
 #include "zulctl/Store.h"
@@ -20,7 +21,7 @@ namespace zulctl {
 namespace {
 
 /** Four times what the daemon reads of a file that it did not write. */
-constexpr size_t kMostBytes = 4 * zul::kMostStartFileBytes;
+constexpr size_t kMostBytes = 4 * zul::kStartFileLimit;
 
 /** All that can be read of a descriptor; nothing, and errno, when that fails or is too much. */
 std::optional<std::string> readAll(int fd) {

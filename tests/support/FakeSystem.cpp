@@ -19,11 +19,12 @@
 
 namespace zul::test {
 
-std::atomic<int> FakeSystem::locks;
 std::atomic<bool> FakeSystem::locked;
 std::function<bool()> FakeSystem::onFork;
 std::function<void(int fd)> FakeSystem::onSync;
 std::function<size_t(size_t size)> FakeSystem::onWrite;
+std::function<void(int fd)> FakeSystem::onRead;
+std::atomic<unsigned> FakeSystem::ownUser;
 std::atomic<bool> FakeSystem::refusesRecordLocks;
 std::atomic<bool> FakeSystem::hidesFileTypes;
 
@@ -52,10 +53,11 @@ size_t FakeSystem::services() {
 }
 
 void FakeSystem::reset() {
-    locks = 0;
     onFork = nullptr;
     onSync = nullptr;
     onWrite = nullptr;
+    onRead = nullptr;
+    ownUser = 0;
     refusesRecordLocks = false;
     hidesFileTypes = false;
 }
@@ -89,6 +91,16 @@ ssize_t __wrap_write(int fd, const void* data, size_t size) {
     return -1;
 }
 
+ssize_t __real_read(int fd, void* data, size_t size);
+ssize_t __wrap_read(int fd, void* data, size_t size) {
+    if (FakeSystem::onRead) FakeSystem::onRead(fd);
+    return __real_read(fd, data, size);
+}
+
+uid_t __wrap_geteuid() {
+    return FakeSystem::ownUser;
+}
+
 int __real_fcntl(int fd, int command, void* argument);
 int __wrap_fcntl(int fd, int command, ...) {
     va_list arguments;
@@ -111,10 +123,7 @@ dirent* __wrap_readdir(DIR* folder) {
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     const int result = __real_pthread_mutex_lock(mutex);
-    if (isServiceLock(mutex)) {
-        FakeSystem::locks++;
-        FakeSystem::locked = true;
-    }
+    if (isServiceLock(mutex)) FakeSystem::locked = true;
     return result;
 }
 
