@@ -123,14 +123,11 @@ Location locate(const std::string& path, const EnterFolder& enter) {
                     [&](const std::vector<std::string>& names) { return walk(names, enter); });
 }
 
-bool existsAt(int folder, const char* name) {
+bool exists(int folder, const char* name) {
     struct stat status = {};
-    return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISLNK(status.st_mode);
-}
-
-bool exists(const std::string& path) {
-    const Location place = locate(path);
-    return place.folder.ok() && existsAt(place.folder.get(), place.name.c_str());
+    if (folder >= 0 && fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0)
+        return !S_ISLNK(status.st_mode);
+    return errno != ENOENT && errno != ENOTDIR;
 }
 
 ScopedFd openFolder(const std::string& path) {

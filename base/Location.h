@@ -45,11 +45,10 @@ Location locate(const std::string& path);
 Location locate(const std::string& path, const EnterFolder& enter);
 
 /**
- * True when something stands there. A link counts as nothing: it may lead anywhere, also to where a look
- * never returns.
+ * True when something stands there, or that cannot be told. A link counts as nothing: it may lead anywhere,
+ * also to where a look never returns. `folder` is -1 where it could not be had and errno tells why.
  */
-bool existsAt(int folder, const char* name);
-bool exists(const std::string& path);
+bool exists(int folder, const char* name);
 
 /** The folder `path` itself, opened in the same way, for listing it; -1 inside when that fails. */
 ScopedFd openFolder(const std::string& path);

@@ -55,8 +55,8 @@ EngineLink& aidlEngineLink();
 EngineLink& hidlEngineLink();
 
 /**
- * From any thread, and without blocking: the engine of `link` is gone. A new thread registers again as soon
- * as there is one, and ends. Shared state and captures under way are left alone.
+ * From any thread: the engine of `link` is gone. A new thread registers again as soon as there is one, and
+ * ends; this one does where no thread can be had. Shared state and captures under way are left alone.
  */
 void engineDied(EngineLink& link);
 

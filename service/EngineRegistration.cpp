@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <pthread.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -53,11 +52,11 @@ void EngineLink::takeThreadNumber(int32_t threadNumber) {
 
 void engineDied(EngineLink& link) {
     pthread_t thread;
-    const int error = pthread_create(&thread, nullptr, registerAgain, &link);
-    if (error == 0) {
+    // With no thread to be had it is done on the one that was told, which no call needs now.
+    if (pthread_create(&thread, nullptr, registerAgain, &link) == 0) {
         pthread_detach(thread);
     } else {
-        LOGE("engine is gone, and no thread to register again: %s", strerror(error));
+        registerAgain(&link);
     }
 }
 

@@ -28,12 +28,12 @@ constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
 constexpr size_t kShortestArchive = 6;
 constexpr mode_t kFolderMode = 0777;
 
-/** A name in a folder that an OpenFolders holds; the folder is -1 when it cannot be had. */
+/** A name in a folder that an OpenFolders holds; -1 and errno when that cannot be had. */
 struct Place {
     int folder;
     std::string name;
 
-    bool exists() const { return existsAt(folder, name.c_str()); }
+    bool exists() const { return zul::exists(folder, name.c_str()); }
     /** remove(3): a file, a link itself, or an empty folder. */
     bool remove() const {
         return unlinkat(folder, name.c_str(), 0) == 0 ||

@@ -148,7 +148,8 @@ void ZulService::cleanOldFile() {
 
     const std::string archive(parseRecord(line).archive);
     LOG_DUMP("remove old file:filename=%s", archive.c_str());
-    if (!exists(archive)) {
+    const Location place = locate(archive);
+    if (!exists(place.folder.get(), place.name.c_str())) {
         LOGE("file %s isn't exist!", archive.c_str());
         return;
     }

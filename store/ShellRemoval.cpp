@@ -72,7 +72,8 @@ Removal removeWithShell(const std::string& path, const char* commandEnd) {
     const Location& place = hold.place();
     if (!place.folder.ok()) {
         // A folder of the path that is not there leaves nothing to remove.
-        return errno == ENOENT ? Removal::DONE : refuse("a link leads there", path);
+        if (errno == ENOENT) return Removal::DONE;
+        return refuse(errno == ENOTDIR ? "a link leads there" : strerror(errno), path);
     }
     if (hold.ok()) return runShell(command) ? Removal::SHELL_EXITED : Removal::DONE;
     if (removeTree(place.folder.get(), place.name.c_str())) return Removal::DONE;

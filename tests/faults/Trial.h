@@ -33,7 +33,7 @@ class Trial {
     std::string checkLog() const;
     std::string checkProcess(const Fault& fault);
     std::string checkCounts(const Fault& fault);
-    std::string checkFiles() const;
+    std::string checkFiles(const Fault& fault) const;
     size_t oldArchives() const;
     void predict();
 
