@@ -55,23 +55,25 @@ void put(const std::string& text, char (&field)[N]) {
     field[text.copy(field, N - 1)] = '\0';
 }
 
-/** A floor: how it starts the collector, whether the way of the request counts. */
-struct FloorKind {
+/** A process that is asked over a bare socket and tells how long the capture took inside. */
+struct ServerKind {
+    const char* program;
     bool withVfork;
     bool countsWay;
 };
 
-class Floor final : public Contender {
+class Server final : public Contender {
   public:
-    Floor(const Store& store, const FloorKind& kind, int ours, int theirs)
+    Server(const Store& store, const ServerKind& kind, int ours, int theirs)
           : mStore(store),
             mKind(kind),
             mChannel(ours),
-            mProcess({"/zul/bin/zul_bench_floor", daemonThreads()}, theirs) {}
+            mProcess({kind.program, daemonThreads()}, theirs) {}
 
     double capture(const Job& job) override {
         const std::string folder = mStore.typeFolder(job.tag) + job.tag + "_2020_01_01_00_00_00_0";
         FloorRequest request = {};
+        put(job.tag, request.tag);
         put(folder, request.folder);
         put(mStore.historyFile(), request.historyFile);
         put(job.tag + "|2020-01-01 00:00:00|" + folder + ".zul|build\n", request.historyLine);
@@ -89,21 +91,23 @@ class Floor final : public Contender {
 
   private:
     const Store& mStore;
-    const FloorKind mKind;
+    const ServerKind mKind;
     const sim::UniqueFd mChannel;
     const Process mProcess;
 };
 
-constexpr FloorKind kFork = {.withVfork = false, .countsWay = false};
-constexpr FloorKind kVfork = {.withVfork = true, .countsWay = false};
-constexpr FloorKind kWithWay = {.withVfork = false, .countsWay = true};
+constexpr char kFloor[] = "/zul/bin/zul_bench_floor";
+constexpr ServerKind kFork = {kFloor, false, false};
+constexpr ServerKind kVfork = {kFloor, true, false};
+constexpr ServerKind kWithWay = {kFloor, false, true};
+constexpr ServerKind kDaemonCode = {"/zul/bin/zul_bench_daemon_code", false, false};
 
-template <const FloorKind& kKind>
-std::unique_ptr<Contender> startFloor(const Store& store) {
+template <const ServerKind& kKind>
+std::unique_ptr<Contender> startServer(const Store& store) {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return nullptr;
     const sim::UniqueFd theirs(ends[1]);
-    return std::make_unique<Floor>(store, kKind, ends[0], theirs.get());
+    return std::make_unique<Server>(store, kKind, ends[0], theirs.get());
 }
 
 class Script final : public Contender {
@@ -128,9 +132,10 @@ std::unique_ptr<Contender> startScript(const Store& store) {
 
 // clang-format off
 const std::vector<ContenderKind> kContenders = {
-        {"floor_fork",        "/data/floor",  startFloor<kFork>},
-        {"floor_vfork",       "/data/floor",  startFloor<kVfork>},
-        {"floor_with_way",    "/data/floor",  startFloor<kWithWay>},
+        {"floor_fork",        "/data/floor",  startServer<kFork>},
+        {"floor_vfork",       "/data/floor",  startServer<kVfork>},
+        {"floor_with_way",    "/data/floor",  startServer<kWithWay>},
+        {"daemon_code",       "/data/ZUL",    startServer<kDaemonCode>},
         {"daemon_hidl",       "/data/ZUL",    [](const Store&) { return startDaemon("hidl"); }},
         {"daemon_aidl",       "/data/ZUL",    [](const Store&) { return startDaemon("aidl"); }},
         {"script",            "/data/script", startScript},

@@ -4,10 +4,11 @@
 namespace bench {
 
 /**
- * One capture as zul_bench_floor is asked for it, on its channel; all texts are made beforehand. It
+ * One capture as a process is asked for it on its channel; all texts are made beforehand. It
  * answers by a double: the seconds that it took, or -1.
  */
 struct FloorRequest {
+    char tag[64];
     char folder[256];
     char historyFile[64];
     char historyLine[256];
