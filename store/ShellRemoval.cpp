@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "base/Location.h"
 #include "base/Log.h"
@@ -29,8 +30,9 @@ bool isPlain(char c) {
 bool isPlainPath(const std::string& path) {
     if (path.empty() || path[0] != '/' || !std::all_of(path.begin(), path.end(), isPlain))
         return false;
-    const std::string names = path + "/";
-    return !contains(names, "/./") && !contains(names, "/../") && !namesOf(path).empty();
+    const std::vector<std::string> names = split(path, "/");
+    const auto isStep = [](const std::string& name) { return name == "." || name == ".."; };
+    return std::none_of(names.begin(), names.end(), isStep) && !namesOf(path).empty();
 }
 
 Removal refuse(const char* reason, const std::string& path) {
