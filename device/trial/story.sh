@@ -17,7 +17,7 @@
 # and defines end_engine, which ends the engine the hard way and returns when there is a new one.
 
 readonly OUTPUT=/data/ZUL HISTORY=/data/ZUL/zul_history CONFIG=/data/ZUL/config
-readonly TAG_LIBRARY=/system_ext/etc/zulid_config.csv
+readonly TAG_LIBRARY=/system_ext/etc/zulid_config.tsv
 readonly FIRED=$SCRATCH/fired EVENT=$SCRATCH/event BEGIN=$SCRATCH/begin INDENTED=$SCRATCH/indented
 readonly DATABASE=db.fatal.08.EE.dbg DATABASE_FOLDER=/data/vendor/aee_exp/db.fatal.08.EE
 readonly INSTANCE=/sys/kernel/tracing/instances/perf MARK='the gallery drops frames'
@@ -174,9 +174,9 @@ collector_got() {
 
 # What the tag library says of the story's tags, as lines of a debug build's tag file.
 known_tags() {
-    local tag
+    local tag tab=$'\t'
     for tag in "$crash" "$leak" "$hang" "$jank" "$kernel" "$camera" "$network" "$@"; do
-        sed -n "s/^$tag,.*,\([^,]*\),\([^,]*\)\$/$tag|\1, \2/p" "$TAG_LIBRARY"
+        sed -n "s/^$tag$tab.*$tab\(.*\)$tab\(.*\)/$tag|\1, \2/p" "$TAG_LIBRARY"
     done
     echo "$UPDATE|a new configuration"
 }

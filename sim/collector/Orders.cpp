@@ -2,22 +2,19 @@
 #include "sim/collector/Orders.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <sstream>
 #include <string>
 
-#include "sim/UniqueFd.h"
+#include "sim/Files.h"
 #include "sim/collector/Arguments.h"
-#include "sim/collector/Files.h"
 #include "sim/collector/Sources.h"
 
 namespace sim {

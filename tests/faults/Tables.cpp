@@ -8,7 +8,6 @@ namespace zul::test {
 
 using enum Harm;
 using sim::Call;
-using sim::EventKind;
 using sim::kShort;
 
 const std::vector<Errors> kErrors = {
@@ -65,8 +64,8 @@ constexpr char kDatabase[] = "/data/vendor/aee_exp/db.fatal.08.EE/db.fatal.08.EE
 constexpr char kMarker[] = "/sys/kernel/tracing/instances/stab/trace_marker";
 
 /** An event that the engine describes, about one process. */
-sim::Event event(const char* tag, int64_t flag, int pid, const char* text) {
-    return {EventKind::ZUL, tag, flag, pid, "", text};
+Event event(const char* tag, int64_t flag, int pid, const char* text) {
+    return {"zul", tag, std::to_string(flag), std::to_string(pid), text};
 }
 
 }  // namespace
@@ -77,10 +76,10 @@ std::vector<Kind> kindsOf(const std::string& mode) {
     const std::string mask = "292", command = "ps -A -o pid,rss,name";
     const std::string self = std::to_string(getpid());
 
-    const sim::Event zul = event(kTag, 8, 0, "a b");
-    const sim::Event simp{EventKind::SIMP, kTag, 0, 0, "", ""};
-    const sim::Event simpMulti{EventKind::SIMP_MULTI, kTag, 0, 0, "1,2", ""};
-    const sim::Event multi{EventKind::MULTI, kTag, 8, 0, "1,2", "a b"};
+    const Event zul = event(kTag, 8, 0, "a b");
+    const Event simp = {"simp", kTag, "0"};
+    const Event simpMulti = {"simpmulti", kTag, "1,2"};
+    const Event multi = {"multi", kTag, "8", "1,2", "a b"};
     const std::vector<std::string> zulGot = {"8", "0", "a b", "", "", "", ""};
     const std::vector<std::string> simpGot = {mask, "0", "", "memory", "leak", command, ""};
     const std::vector<std::string> simpMultiGot = {mask, "0", "", "memory", "leak", command, "1,2"};

@@ -52,7 +52,7 @@ size_t countOf(const std::string& text, const std::string& part) {
 }  // namespace
 
 void Trial::reset(bool anew) {
-    const std::string& tag = mKind.event.sceneType;
+    const std::string& tag = mKind.tag();
     if (anew) mDevice.endDaemon();
     for (const char* root : {kStore, kStuckLogo}) {
         fs::create_directories(root);
@@ -82,12 +82,12 @@ void Trial::reset(bool anew) {
 size_t Trial::oldArchives() const {
     size_t count = 0;
     for (int i = 1; i <= mKind.setting.archives; i++)
-        count += fs::exists(oldArchive(mKind.event.sceneType, i));
+        count += fs::exists(oldArchive(mKind.tag(), i));
     return count;
 }
 
 void Trial::predict() {
-    const std::string& tag = mKind.event.sceneType;
+    const std::string& tag = mKind.tag();
     const auto tables = mDevice.tables();
     const std::string parent = tag == "0xffffff06" ? kStuckLogo : kStore + tag.substr(0, 6) + "/";
     mFolder = parent + tag + format(mDevice.now() + 1, "_%Y_%m_%d_%H_%M_%S_") +
@@ -170,8 +170,7 @@ std::string Trial::checkFiles() const {
         return "the history has half a line: " + history.substr(mHistory.size());
     }
     const std::string config = readFile(kConfig);
-    if (config != mKind.setting.config && config != mKind.event.extraInfo)
-        return "config is " + config;
+    if (config != mKind.setting.config && config != mKind.text()) return "config is " + config;
     for (const auto& entry : fs::directory_iterator("/data/ZUL")) {
         if (entry.path().string().starts_with(std::string(kConfig) + ".new"))
             return "config.new is left";
@@ -204,7 +203,7 @@ std::string Trial::checkLog() const {
 std::string Trial::checkCollected() const {
     if (mKind.collected.empty()) return fs::exists(kRecord) ? "a collector ran" : "";
     const bool captures = mKind.effect == Effect::CAPTURE;
-    const std::string& tag = mKind.event.sceneType;
+    const std::string& tag = mKind.tag();
     std::vector<std::string> arguments = mKind.collected;
     arguments.insert(arguments.begin(), captures ? mFolder : tag);
     arguments.insert(arguments.begin() + 4, captures ? tag : "");
@@ -228,16 +227,15 @@ std::string Trial::checkEffect(Harm harm) const {
     const std::string collected = checkCollected();
     if (!collected.empty() || harm == Harm::FILES) return collected;
 
-    const sim::Event& event = mKind.event;
     std::string history = mHistory;
     if (mKind.effect == Effect::CAPTURE)
-        history += historyLine(event.sceneType, mDevice.now(), mFolder + ".zul");
+        history += historyLine(mKind.tag(), mDevice.now(), mFolder + ".zul");
     if (readFile(kHistory) != history) return "the history is not " + history;
-    if (mKind.effect == Effect::UPDATE && readFile(kConfig) != event.extraInfo) return "no update";
+    if (mKind.effect == Effect::UPDATE && readFile(kConfig) != mKind.text()) return "no update";
     const bool marks = mKind.effect == Effect::MARK || mKind.effect == Effect::MARK_AND_COLLECT;
     const std::string marker = std::string(kInstances) +
-                               (event.sceneType.back() == '1' ? "perf" : "stab") + "/trace_marker";
-    if (marks && readFile(marker) != event.extraInfo) return "no mark";
+                               (mKind.tag().back() == '1' ? "perf" : "stab") + "/trace_marker";
+    if (marks && readFile(marker) != mKind.text()) return "no mark";
     return checkLog();
 }
 
