@@ -122,9 +122,9 @@ outcome_of() {
 # the answer to the event.
 await_outcome() {
     local attempt outcome
-    for attempt in 1 2 3 4 5 6 7 8 9 10; do
+    for attempt in $(seq 60); do
         outcome=$(outcome_of "$1")
-        [[ $outcome != "$2" && $attempt -lt 10 ]] || break
+        [[ $outcome != "$2" ]] || break
         sleep 0.3
     done
     printf '%s' "$outcome"

@@ -18,8 +18,8 @@
  *   sleep SECONDS  pause; a fraction is allowed
  *   signal N       send itself this signal, with its default effect
  *   record         append to /data/ZUL/collector_record: `arguments COUNT`, the arguments as in their
- *                  file, `fd N TARGET` for each open descriptor, the signal masks SigBlk, SigIgn and
- *                  SigCgt as the kernel prints them, `environment COUNT`, `end`
+ *                  file, `fd N TARGET` for each open descriptor, the signals that it ignores as the
+ *                  kernel prints them, `end`
  *   quick          skip the work, and leave the folder as it is
  */
 #include <errno.h>

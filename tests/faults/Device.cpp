@@ -23,7 +23,7 @@ namespace {
 
 constexpr char kPage[] = "/tmp/fault_page";
 constexpr char kLog[] = "/tmp/daemon.log";
-constexpr int kAnswerSeconds = 20;
+constexpr int kAnswerSeconds = 60;
 
 size_t entries(const std::string& folder) {
     std::error_code error;

@@ -15,10 +15,6 @@ enum class Harm {
     FILES,
     /** The capture. */
     CAPTURE,
-    /** The capture; where the daemon's start is part of it, also the connection to the engine. */
-    SETUP,
-    /** The connection to the engine. */
-    LINK,
 };
 
 /** The errors that a call is tried with. */

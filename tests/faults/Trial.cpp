@@ -95,7 +95,7 @@ void Trial::predict() {
     if (mKind.setting.findsLeftover) fs::create_directories(mFolder + "/left/over");
 }
 
-std::string Trial::run(const Fault& fault, Harm harm) {
+std::string Trial::run(const Fault& fault) {
     fs::remove(kRecord);
     mHistory = readFile(kHistory);
     mOldArchives = oldArchives();
@@ -109,31 +109,27 @@ std::string Trial::run(const Fault& fault, Harm harm) {
         mRegistered = mDevice.callbacks() == 1;
         // With the wrong binder, because its property could not be read, nobody is found.
         const bool sought = contains(mDevice.log(), "service is still nullptr");
-        if (!mRegistered && harm != Harm::LINK && !sought) return "the callback is not registered";
+        if (!mRegistered && !sought) return "the callback is not registered";
     }
     predict();
     if (!mKind.setting.withStart) mDevice.arm(fault);
     if (mKind.setting.engineReturns) {
         mDevice.startEngine();
         mRegistered = eventually([this] { return mDevice.callbacks() == 1; });
-        if (!mRegistered && harm != Harm::LINK) return "the callback is not registered again";
+        if (!mRegistered) return "the callback is not registered again";
     }
     if (mRegistered) answered = mDevice.fire(mKind.event);
     if (!answered) return "the engine waits for its answer";
-    if (!*answered && harm != Harm::LINK) return "the engine's call failed";
-    for (const std::string& wrong : {checkProcess(fault), checkCounts(fault), checkFiles()}) {
+    if (!*answered) return "the engine's call failed";
+    for (const std::string& wrong : {checkProcess(), checkCounts(fault), checkFiles()}) {
         if (!wrong.empty()) return wrong;
     }
     return "";
 }
 
-std::string Trial::checkProcess(const Fault& fault) {
-    if (!mDevice.settle()) {
-        if (mDevice.isAlive()) return "the threads do not come to rest";
-        // Without a set of what it waits for, the daemon ends by itself and is started again.
-        const bool told = contains(mDevice.log(), "thread pool join returned");
-        return fault.call == sim::Call::epoll_create1 && told ? "" : "the daemon ended";
-    }
+std::string Trial::checkProcess() {
+    if (!mDevice.settle())
+        return mDevice.isAlive() ? "the threads do not come to rest" : "the daemon ended";
     if (mDevice.children() > 0) return "a child is left";
     // Who took the wrong binder first keeps the set of what that one waits for.
     const size_t kept =
@@ -147,7 +143,6 @@ std::string Trial::checkProcess(const Fault& fault) {
 }
 
 std::string Trial::checkCounts(const Fault& fault) {
-    if (!mDevice.isAlive()) return "";
     const auto tables = mDevice.tables();
     if (!tables) return "the lock is not free";
     const std::string log = mDevice.log().substr(mLogStart);
@@ -240,20 +235,14 @@ std::string Trial::checkEffect(Harm harm) const {
 }
 
 Outcome Trial::tryFault(const Fault& fault, Harm harm) {
-    // A daemon that has just met its engine sets the connection up for this very event.
-    const bool meetsEngine =
-            mKind.setting.withStart || mKind.setting.engineReturns || mKind.setting.archives > 0;
-    if (harm == Harm::SETUP) harm = meetsEngine ? Harm::LINK : Harm::CAPTURE;
     Outcome outcome;
-    outcome.wrong = run(fault, harm);
+    outcome.wrong = run(fault);
     outcome.fired = mDevice.page().fired != 0;
     mDevice.page().call = sim::Call::none;
     if (!outcome.wrong.empty()) return outcome;
     outcome.wrong = checkEffect(outcome.fired ? harm : Harm::NOTHING);
     if (!outcome.wrong.empty() || !outcome.fired) return outcome;
-    // Now without a fault.
-    if (!mKind.setting.withStart && harm == Harm::LINK && mDevice.callbacks() == 0) reset(true);
-    outcome.wrong = run({}, Harm::NOTHING);
+    outcome.wrong = run({});
     if (outcome.wrong.empty()) outcome.wrong = checkEffect(Harm::NOTHING);
     if (!outcome.wrong.empty()) outcome.wrong = "afterwards: " + outcome.wrong;
     return outcome;

@@ -83,8 +83,6 @@ std::vector<CollectorRun> ServiceTest::collectorRuns() {
             int fd = -1;
             record >> fd;
             runs.back().descriptors.push_back(fd);
-        } else if (word == "SigIgn:") {
-            record >> std::hex >> runs.back().ignoredSignals >> std::dec;
         }
     }
     return runs;
