@@ -26,7 +26,5 @@ extern const Curve kHistory;
 extern const Curve kHistoryRemoval;
 /** The folder of one more capture of a tag that keeps all its archives. */
 extern const Curve kArchives;
-extern const Curve kTagLibrary;
-extern const Curve kFlagNames;
 
 }  // namespace bench

@@ -40,8 +40,8 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (freopen("/dev/null", "w", stderr) == nullptr) return 2;
     zul::ZulService::mDebugLog = true;
-    for (const Curve* curve : {&bench::kConfig, &bench::kHistory, &bench::kHistoryRemoval,
-                               &bench::kArchives, &bench::kTagLibrary, &bench::kFlagNames}) {
+    for (const Curve* curve :
+         {&bench::kConfig, &bench::kHistory, &bench::kHistoryRemoval, &bench::kArchives}) {
         benchmark::RegisterBenchmark((std::string("growth/") + curve->name).c_str(), grow, *curve)
                 ->RangeMultiplier(curve->factor)
                 ->Range(curve->smallest, curve->largest)

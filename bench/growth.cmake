@@ -9,6 +9,5 @@ add_dependencies(zul_bench_startup zul_bench_list zuld)
 zul_bench(zulctl ListBench.cpp)
 add_dependencies(zul_bench_zulctl zul_bench_list zulctl)
 
-zul_bench(growth GrowthBench.cpp ConfigGrowth.cpp StoreGrowth.cpp TagGrowth.cpp)
+zul_bench(growth GrowthBench.cpp ConfigGrowth.cpp StoreGrowth.cpp)
 target_link_libraries(zul_bench_growth PRIVATE zul_daemon)
-add_dependencies(zul_bench_growth libzulid_config)

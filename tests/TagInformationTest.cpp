@@ -13,7 +13,7 @@ constexpr char kAway[] = "/system_ext/lib64/away.so";
 class TagInformationTest : public ServiceTest {
   protected:
     TagInformationTest() {
-        writeTagTable("0xffff0101,FLAG_ZUL_LOG|FLAG_ZUL_BINDER,ls,/p,crash,java\n");
+        writeTagTable("0xffff0101\tFLAG_ZUL_LOG|FLAG_ZUL_BINDER\tls\t/p\tcrash\tjava\n");
     }
 
     static std::vector<std::string> lookUp(const std::string& tag) {

@@ -17,7 +17,7 @@
 # and defines end_engine, which ends the engine the hard way and returns when there is a new one.
 
 readonly OUTPUT=/data/ZUL HISTORY=/data/ZUL/zul_history CONFIG=/data/ZUL/config
-readonly TAG_LIBRARY=/system_ext/etc/zulid_config.csv
+readonly TAG_LIBRARY=/system_ext/etc/zulid_config.tsv
 readonly FIRED=$SCRATCH/fired EVENT=$SCRATCH/event BEGIN=$SCRATCH/begin INDENTED=$SCRATCH/indented
 readonly DATABASE=db.fatal.08.EE.dbg DATABASE_FOLDER=/data/vendor/aee_exp/db.fatal.08.EE
 readonly INSTANCE=/sys/kernel/tracing/instances/perf MARK='the gallery drops frames'
@@ -122,9 +122,9 @@ outcome_of() {
 # the answer to the event.
 await_outcome() {
     local attempt outcome
-    for attempt in 1 2 3 4 5 6 7 8 9 10; do
+    for attempt in $(seq 60); do
         outcome=$(outcome_of "$1")
-        [[ $outcome != "$2" && $attempt -lt 10 ]] || break
+        [[ $outcome != "$2" ]] || break
         sleep 0.3
     done
     printf '%s' "$outcome"
@@ -174,9 +174,9 @@ collector_got() {
 
 # What the tag library says of the story's tags, as lines of a debug build's tag file.
 known_tags() {
-    local tag
+    local tag tab=$'\t'
     for tag in "$crash" "$leak" "$hang" "$jank" "$kernel" "$camera" "$network" "$@"; do
-        sed -n "s/^$tag,.*,\([^,]*\),\([^,]*\)\$/$tag|\1, \2/p" "$TAG_LIBRARY"
+        sed -n "s/^$tag$tab.*$tab\(.*\)$tab\(.*\)/$tag|\1, \2/p" "$TAG_LIBRARY"
     done
     echo "$UPDATE|a new configuration"
 }

@@ -4,12 +4,12 @@
 #include <binder/IServiceManager.h>
 #include <binder/Parcel.h>
 #include <binder/ProcessState.h>
-#include <stdio.h>
+#include <limits.h>
 #include <string.h>
 
 #include <string>
 
-#include "sim/activity/ProcessName.h"
+#include "sim/Files.h"
 
 namespace {
 
@@ -17,6 +17,23 @@ using android::status_t;
 using android::String16;
 
 constexpr uint32_t kGetNameByPid = 13152;
+
+std::string readUpTo(const std::string& path, char end) {
+    std::string text;
+    sim::readFile(path, PATH_MAX, &text);
+    return text.substr(0, text.find(end));
+}
+
+/**
+ * The name of a live process: the file name of its first argument, which for an app is its package
+ * name, or the kernel's name of it where there are no arguments. Empty when there is no process.
+ */
+std::string processName(int pid) {
+    const std::string folder = "/proc/" + std::to_string(pid);
+    const std::string argument = readUpTo(folder + "/cmdline", '\0');
+    const std::string name = argument.substr(argument.rfind('/') + 1);
+    return name.empty() ? readUpTo(folder + "/comm", '\n') : name;
+}
 
 /** The one question of the platform's activity manager that the daemon asks. */
 class ActivityManager final : public android::BBinder {
@@ -33,7 +50,7 @@ class ActivityManager final : public android::BBinder {
         if (data.readInt32(&pid) != android::OK) {
             return android::BAD_VALUE;
         }
-        const std::string name = sim::processName(pid);
+        const std::string name = processName(pid);
         if (name.empty()) {
             return android::NAME_NOT_FOUND;
         }

@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/collector/Archive.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <spawn.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
+#include "sim/Files.h"
 #include "sim/Folders.h"
-#include "sim/UniqueFd.h"
 
 namespace sim {
 namespace {
@@ -46,8 +42,7 @@ bool runTar(const std::string& parent, const std::string& name, int archive) {
 bool pack(const std::string& folder, const std::string& temporary) {
     const size_t slash = folder.rfind('/');
     unlink(temporary.c_str());
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-    const UniqueFd archive(open(temporary.c_str(), flags, 0600));
+    const UniqueFd archive = createFile(temporary, 0600);
     if (!archive.isOpen()) return complain(temporary, errno);
     if (!runTar(folder.substr(0, slash + 1), folder.substr(slash + 1), archive.get())) return false;
     if (fsync(archive.get()) != 0) return complain(temporary, errno);

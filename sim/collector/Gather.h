@@ -2,7 +2,7 @@
 #pragma once
 
 #include "sim/collector/Arguments.h"
-#include "sim/collector/Files.h"
+#include "sim/collector/OutputFolder.h"
 
 namespace sim {
 

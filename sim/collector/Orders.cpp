@@ -2,22 +2,19 @@
 #include "sim/collector/Orders.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <sstream>
 #include <string>
 
-#include "sim/UniqueFd.h"
+#include "sim/Files.h"
 #include "sim/collector/Arguments.h"
-#include "sim/collector/Files.h"
 #include "sim/collector/Sources.h"
 
 namespace sim {
@@ -27,17 +24,12 @@ constexpr const char* kOrders = "/data/ZUL/collector_orders";
 constexpr const char* kRecord = "/data/ZUL/collector_record";
 constexpr size_t kMaxOrdersBytes = 64 * 1024;
 
-/** The lines of this process's status that tell its signal dispositions. */
-std::string signalDispositions() {
-    std::string status, result;
+/** The line of this process's status that tells which signals it ignores. */
+std::string ignoredSignals() {
+    std::string status;
     readFile("/proc/self/status", kMaxOrdersBytes, &status);
-    std::istringstream lines(status);
-    for (std::string line; std::getline(lines, line);) {
-        const bool wanted = line.starts_with("SigBlk") || line.starts_with("SigIgn") ||
-                            line.starts_with("SigCgt");
-        if (wanted) result += line + '\n';
-    }
-    return result;
+    status.erase(0, status.find("SigIgn"));
+    return status.substr(0, status.find('\n') + 1);
 }
 
 /** Open descriptors as `fd N TARGET`. */
@@ -50,18 +42,13 @@ std::string openDescriptors() {
 }
 
 bool appendRecord(int count, char** arguments) {
-    size_t variables = 0;
-    while (environ[variables] != nullptr)
-        variables++;
     const std::string block = "arguments " + std::to_string(count) + '\n' +
                               recordOfArguments(count, arguments) + openDescriptors() +
-                              signalDispositions() + "environment " + std::to_string(variables) +
-                              "\nend\n";
-
+                              ignoredSignals() + "end\n";
     const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW;
     const UniqueFd record(open(kRecord, flags, 0600));
     if (!record.isOpen() || TEMP_FAILURE_RETRY(flock(record.get(), LOCK_EX)) != 0) return false;
-    return write(record.get(), block.data(), block.size()) == static_cast<ssize_t>(block.size());
+    return writeAll(record.get(), block);
 }
 
 void sleepFor(double seconds) {

@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-#include "sim/collector/Files.h"
+#include "sim/Files.h"
 
 namespace sim {
 namespace {

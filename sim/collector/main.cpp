@@ -18,8 +18,8 @@
  *   sleep SECONDS  pause; a fraction is allowed
  *   signal N       send itself this signal, with its default effect
  *   record         append to /data/ZUL/collector_record: `arguments COUNT`, the arguments as in their
- *                  file, `fd N TARGET` for each open descriptor, the signal masks SigBlk, SigIgn and
- *                  SigCgt as the kernel prints them, `environment COUNT`, `end`
+ *                  file, `fd N TARGET` for each open descriptor, the signals that it ignores as the
+ *                  kernel prints them, `end`
  *   quick          skip the work, and leave the folder as it is
  */
 #include <errno.h>
@@ -29,11 +29,12 @@
 
 #include <string>
 
+#include "sim/Files.h"
 #include "sim/collector/Archive.h"
 #include "sim/collector/Arguments.h"
-#include "sim/collector/Files.h"
 #include "sim/collector/Gather.h"
 #include "sim/collector/Orders.h"
+#include "sim/collector/OutputFolder.h"
 
 namespace {
 
@@ -79,8 +80,8 @@ int main(int argc, char** argv) {
     if (!request) return WRONG_CALL;
     const std::string record = sim::recordOfArguments(argc, argv);
     if (!isFolder(request->folder)) {
-        return sim::replaceFile(kLastCollector, record) ? DONE
-                                                        : complain(kLastCollector, strerror(errno));
+        const bool replaced = sim::replaceFile(kLastCollector, record, 0600);
+        return replaced ? DONE : complain(kLastCollector, strerror(errno));
     }
     while (request->folder.size() > 1 && request->folder.ends_with('/'))
         request->folder.pop_back();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "sim/engine/Event.h"
+#include "sim/control/Event.h"
 
 namespace sim {
 

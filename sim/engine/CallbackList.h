@@ -9,7 +9,7 @@
 #include <mutex>
 #include <vector>
 
-#include "sim/engine/Event.h"
+#include "sim/control/Event.h"
 
 namespace sim {
 

@@ -7,107 +7,122 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <mutex>
 #include <thread>
+#include <vector>
 
-#include "sim/engine/ControlProtocol.h"
-#include "sim/engine/EventSeries.h"
+#include "sim/control/Command.h"
+#include "sim/control/Control.h"
 
 namespace sim {
 namespace {
 
-constexpr int kRequestLimitMs = 5000;
-constexpr timeval kSendLimit{5, 0};
+using Clock = std::chrono::steady_clock;
+
+constexpr int kStepLimitSeconds = 5;
 constexpr std::chrono::milliseconds kWaitLimit{30000};
+
+std::string inMs(double ms) {
+    char text[32];
+    snprintf(text, sizeof(text), "%.1f ms", ms);
+    return text;
+}
+
+/** What `fire` ends with. */
+std::string exitLine(int status, const std::string& why = "") {
+    return kExit + std::to_string(status) + (why.empty() ? "" : ' ' + why) + '\n';
+}
+
+/**
+ * Sends the events, so many in flight at once, and tells each when it is answered or failed. Event i
+ * goes to callback i modulo their number. Once nobody listens no further event starts.
+ */
+std::string fire(const Control& client, const Command& command, const CallbackList::Sinks& sinks) {
+    if (sinks.empty()) return exitLine(kExitNoCallback, "no callback is registered");
+    std::atomic<uint32_t> next{0};
+    std::atomic<bool> listening{true};
+    std::mutex lock;  // guards what follows, and keeps lines apart
+    std::vector<double> times;
+    uint32_t answered = 0;
+
+    auto work = [&] {
+        for (uint32_t i = 0; listening && (i = next++) < command.count;) {
+            const auto start = Clock::now();
+            const Delivery delivery = sinks[i % sinks.size()]->deliver(command.event);
+            const std::chrono::duration<double, std::milli> took = Clock::now() - start;
+            const std::string outcome =
+                    delivery.answered ? "ok" : "FAILED (" + printable(delivery.status) + ")";
+            std::lock_guard guard(lock);
+            times.push_back(took.count());
+            answered += delivery.answered;
+            if (!client.send("event " + std::to_string(i) + ' ' + command.name + ' ' + outcome +
+                             ' ' + inMs(took.count()) + '\n'))
+                listening = false;
+        }
+    };
+    std::vector<std::thread> workers;
+    for (uint32_t i = 1; i < std::min(command.parallel, command.count); i++)
+        workers.emplace_back(work);
+    work();
+    for (std::thread& worker : workers)
+        worker.join();
+
+    std::sort(times.begin(), times.end());
+    std::string summary;
+    if (command.count > 1) {
+        summary = "series " + std::to_string(times.size()) + " events, " +
+                  std::to_string(answered) + " ok, " + std::to_string(times.size() - answered) +
+                  " failed, median " + inMs(times[times.size() / 2]) + ", longest " +
+                  inMs(times.back()) + '\n';
+    }
+    return summary + exitLine(answered == command.count ? 0 : 1);
+}
+
+std::string answer(const Control& client, const Command& command, CallbackList& callbacks) {
+    if (command.what == Command::FIRE) return fire(client, command, callbacks.all());
+    const size_t wanted = command.callbacks;
+    const size_t registered = callbacks.waitFor(wanted, kWaitLimit);
+    const std::string line = "callbacks " + std::to_string(registered) + '\n';
+    if (registered >= wanted) return line + exitLine(0);
+    return line + exitLine(1, "waited in vain for " + std::to_string(wanted) + " callbacks");
+}
+
+void serveClient(Control client, CallbackList& callbacks) {
+    std::string line;
+    if (!client.receive(&line)) return;
+    Command command;
+    const std::string error = parseCommand(splitWords(line), &command);
+    client.send(error.empty() ? answer(client, command, callbacks)
+                              : exitLine(kExitUsage, printable(error)));
+}
 
 }  // namespace
 
-std::string ControlServer::open() {
-    UniqueFd listener(android_get_control_socket(kControlName));
-    if (!listener.isOpen()) {
-        return std::string("init has passed no socket ") + kControlName;
-    }
-    if (fcntl(listener.get(), F_SETFD, FD_CLOEXEC) != 0 ||
-        listen(listener.get(), kMaxClients) != 0) {
+std::string openControl(UniqueFd* listener) {
+    *listener = UniqueFd(android_get_control_socket(kControlName));
+    if (!listener->isOpen()) return std::string("init has passed no socket ") + kControlName;
+    if (fcntl(listener->get(), F_SETFD, FD_CLOEXEC) != 0 || listen(listener->get(), 16) != 0) {
         return std::string("cannot listen on ") + kControlSocket + ": " + strerror(errno);
     }
-    mListener = std::move(listener);
     return "";
 }
 
-void ControlServer::enter() {
-    std::unique_lock lock(mClientLock);
-    mClientLeft.wait(lock, [this] { return mClients < kMaxClients; });
-    mClients++;
-}
-
-void ControlServer::leave() {
-    std::lock_guard lock(mClientLock);
-    mClients--;
-    mClientLeft.notify_one();
-}
-
-void ControlServer::serve() {
+void serveControl(const UniqueFd& listener, CallbackList& callbacks) {
     for (;;) {
-        enter();
-        const int client = accept4(mListener.get(), nullptr, nullptr, SOCK_CLOEXEC);
+        const int client = accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC);
         if (client < 0) {
-            leave();
-            // Out of descriptors is the one lasting reason; running clients will give some back.
+            // Out of descriptors is the one lasting reason; clients that end will give some back.
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
             continue;
         }
-        std::thread([this, client] {
-            serveClient(client);
-            leave();
+        std::thread([client, &callbacks] {
+            serveClient(Control(UniqueFd(client), kStepLimitSeconds), callbacks);
         }).detach();
     }
-}
-
-void ControlServer::serveClient(int client) {
-    UniqueFd owner(client);
-    setsockopt(client, SOL_SOCKET, SO_SNDTIMEO, &kSendLimit, sizeof(kSendLimit));
-
-    std::string body;
-    ControlRequest request;
-    if (!receiveFrame(client, kRequestLimitMs, &body) || !decode(body, &request)) {
-        fprintf(stderr, "engine: a malformed control request was refused\n");
-        ControlReply refusal;
-        refusal.kind = ReplyKind::REFUSED;
-        refusal.status = "malformed request";
-        sendFrame(client, encode(refusal));
-        return;
-    }
-    if (request.command == Command::FIRE) {
-        fire(client, request);
-        return;
-    }
-    ControlReply done;
-    done.number = request.command == Command::WAIT
-                          ? mCallbacks.waitFor(request.callbacks, kWaitLimit)
-                          : mCallbacks.size();
-    sendFrame(client, encode(done));
-}
-
-void ControlServer::fire(int client, const ControlRequest& request) {
-    const CallbackList::Sinks sinks = mCallbacks.all();
-    if (!sinks.empty()) {
-        runSeries(sinks, request.event, request.count, request.parallel,
-                  [client](const EventResult& result) {
-                      ControlReply reply;
-                      reply.kind = ReplyKind::EVENT;
-                      reply.number = result.number;
-                      reply.answered = result.delivery.answered;
-                      reply.micros = result.took.count();
-                      reply.status = result.delivery.status;
-                      return sendFrame(client, encode(reply));
-                  });
-    }
-    ControlReply done;
-    done.number = sinks.size();
-    sendFrame(client, encode(done));
 }
 
 }  // namespace sim

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "sim/control/Numbers.h"
 #include "sim/engine/ControlServer.h"
 #include "sim/engine/EngineCore.h"
-#include "sim/engine/Numbers.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ struct Options {
     sim::DieIn dieIn = sim::DieIn::NEVER;
 };
 
-bool setOption(std::string_view name, std::string_view value, Options* options) {
+bool setOption(std::string_view name, const std::string& value, Options* options) {
     if (name == "--mode" && (value == "hidl" || value == "aidl")) {
         options->publish = value == "hidl" ? sim::publishHidl : sim::publishAidl;
         return true;
@@ -73,13 +73,9 @@ int main(int argc, char** argv) {
     }
 
     static sim::EngineCore core(*options.threadNumber, options.dieIn);
-    static sim::ControlServer control(core.callbacks());
-    if (const std::string error = control.open(); !error.empty()) {
-        return refuse(error);
-    }
-    if (const std::string error = options.publish(core); !error.empty()) {
-        return refuse(error);
-    }
+    sim::UniqueFd control;
+    if (const std::string error = sim::openControl(&control); !error.empty()) return refuse(error);
+    if (const std::string error = options.publish(core); !error.empty()) return refuse(error);
     printf("engine: ready\n");
-    control.serve();
+    sim::serveControl(control, core.callbacks());
 }

@@ -4,17 +4,14 @@
 // library's name for the linker, so that it need not agree with a header's declaration.
 #include <dirent.h>
 #include <errno.h>
-#include <poll.h>
 #include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <sys/epoll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <iterator>
 #include <type_traits>
 
@@ -31,11 +28,6 @@ Result failure() {
     } else {
         return -1;
     }
-}
-
-/** How much of `size` bytes a call is given. */
-size_t part(Verdict verdict, size_t size) {
-    return verdict == Verdict::SHORT ? (size + 1) / 2 : size;
 }
 
 }  // namespace
@@ -57,9 +49,7 @@ size_t part(Verdict verdict, size_t size) {
     FAULT_POINT_AS(#name, result, name, parameters, arguments)
 
 FAULT_POINT(int, access, (const char* path, int mode), (path, mode))
-FAULT_POINT(int, connect, (int fd, const sockaddr* to, socklen_t size), (fd, to, size))
 FAULT_POINT(void*, dlopen, (const char* path, int flags), (path, flags))
-FAULT_POINT(int, epoll_create1, (int flags), (flags))
 FAULT_POINT(int, execv, (const char* path, char* const* arguments), (path, arguments))
 FAULT_POINT(int, fchmod, (int fd, mode_t mode), (fd, mode))
 FAULT_POINT(int, fcntl, (int fd, int command, void* argument), (fd, command, argument))
@@ -75,59 +65,17 @@ FAULT_POINT(int, ftruncate, (int fd, off_t size), (fd, size))
 // What an optimised getline() calls.
 FAULT_POINT_AS("__getdelim", ssize_t, getdelim, (char** line, size_t* size, int end, FILE* file),
                (line, size, end, file))
-FAULT_POINT(int, link, (const char* from, const char* to), (from, to))
 FAULT_POINT(off_t, lseek, (int fd, off_t offset, int whence), (fd, offset, whence))
 FAULT_POINT(int, mkdirat, (int at, const char* path, mode_t mode), (at, path, mode))
-FAULT_POINT(int, mkostemp, (char* path, int flags), (path, flags))
 FAULT_POINT(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode))
 FAULT_POINT(int, openat, (int at, const char* path, int flags, mode_t mode),
             (at, path, flags, mode))
 FAULT_POINT(DIR*, opendir, (const char* path), (path))
-FAULT_POINT(int, poll, (pollfd * fds, nfds_t count, int limitMs), (fds, count, limitMs))
 FAULT_POINT(ssize_t, pread, (int fd, void* data, size_t size, off_t from), (fd, data, size, from))
 FAULT_POINT(dirent*, readdir, (DIR * folder), (folder))
-FAULT_POINT(int, rename, (const char* from, const char* to), (from, to))
 FAULT_POINT(int, renameat, (int at, const char* from, int toAt, const char* to),
             (at, from, toAt, to))
-FAULT_POINT(int, socket, (int domain, int type, int protocol), (domain, type, protocol))
-FAULT_POINT(int, socketpair, (int domain, int type, int protocol, int* ends),
-            (domain, type, protocol, ends))
-FAULT_POINT(int, unlink, (const char* path), (path))
 FAULT_POINT(int, unlinkat, (int at, const char* path, int flags), (at, path, flags))
-
-// --- With a part of the bytes -------------------------------------------------------------------
-
-REPLACE(ssize_t, read, "read", (int fd, void* data, size_t size)) {
-    const Verdict verdict = decide(Call::read);
-    return verdict == Verdict::FAIL ? -1 : REAL(read)(fd, data, part(verdict, size));
-}
-
-REPLACE(ssize_t, write, "write", (int fd, const void* data, size_t size)) {
-    const Verdict verdict = decide(Call::write);
-    return verdict == Verdict::FAIL ? -1 : REAL(write)(fd, data, part(verdict, size));
-}
-
-REPLACE(ssize_t, recv, "recv", (int fd, void* data, size_t size, int flags)) {
-    const Verdict verdict = decide(Call::recv);
-    // Few enough to part any frame.
-    if (verdict == Verdict::SHORT) size = std::min<size_t>(size, 5);
-    return verdict == Verdict::FAIL ? -1 : REAL(recv)(fd, data, size, flags);
-}
-
-REPLACE(ssize_t, recvmsg, "recvmsg", (int fd, msghdr* message, int flags)) {
-    const Verdict verdict = decide(Call::recvmsg);
-    // As when this process has no descriptor left for the one that comes along.
-    if (verdict == Verdict::SHORT) message->msg_controllen = 0;
-    return verdict == Verdict::FAIL ? -1 : REAL(recvmsg)(fd, message, flags);
-}
-
-REPLACE(ssize_t, sendmsg, "sendmsg", (int fd, const msghdr* message, int flags)) {
-    const Verdict verdict = decide(Call::sendmsg);
-    msghdr sent = *message;
-    // A message of one piece is so small that the kernel never parts it.
-    if (verdict == Verdict::SHORT && sent.msg_iovlen > 1) sent.msg_iovlen = 1;
-    return verdict == Verdict::FAIL ? -1 : REAL(sendmsg)(fd, &sent, flags);
-}
 
 // --- Those that do their work all the same ------------------------------------------------------
 
@@ -147,19 +95,19 @@ REPLACE(pid_t, waitpid, "waitpid", (pid_t pid, int* status, int options)) {
 
 // --- Others -------------------------------------------------------------------------------------
 
+REPLACE(ssize_t, write, "write", (int fd, const void* data, size_t size)) {
+    const Verdict verdict = decide(Call::write);
+    if (verdict == Verdict::SHORT) size = (size + 1) / 2;
+    return verdict == Verdict::FAIL ? -1 : REAL(write)(fd, data, size);
+}
+
 REPLACE(int, pthread_create, "pthread_create",
         (pthread_t * thread, const pthread_attr_t* attributes, void* (*body)(void*), void* value)) {
     if (decide(Call::pthread_create) != Verdict::PASS) return errno;
     return REAL(pthread_create)(thread, attributes, body, value);
 }
 
-REPLACE(int, epoll_ctl, "epoll_ctl", (int set, int operation, int fd, epoll_event* event)) {
-    if (operation == EPOLL_CTL_ADD && decide(Call::epoll_ctl) != Verdict::PASS) return -1;
-    return REAL(epoll_ctl)(set, operation, fd, event);
-}
-
 REPLACE(int, epoll_wait, "epoll_wait", (int set, epoll_event* events, int count, int limitMs)) {
-    if (decide(Call::epoll_wait) != Verdict::PASS) return -1;
     if (page() != nullptr) page()->waiting++;
     const int result = REAL(epoll_wait)(set, events, count, limitMs);
     if (page() != nullptr) page()->waiting--;

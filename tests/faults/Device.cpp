@@ -13,7 +13,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "sim/engine/ControlProtocol.h"
+#include "sim/control/Control.h"
 
 namespace zul::test {
 
@@ -23,33 +23,20 @@ namespace {
 
 constexpr char kPage[] = "/tmp/fault_page";
 constexpr char kLog[] = "/tmp/daemon.log";
-constexpr int kAnswerLimitMs = 20000;
+constexpr int kAnswerSeconds = 60;
 
 size_t entries(const std::string& folder) {
     std::error_code error;
     return static_cast<size_t>(std::distance(fs::directory_iterator(folder, error), {}));
 }
 
-size_t threadsCalled(const std::string& name, const std::string& tasks) {
-    std::error_code error;
-    return static_cast<size_t>(std::count_if(
-            fs::directory_iterator(tasks, error), {},
-            [&](const auto& task) { return readFile(task.path() / "comm") == name + "\n"; }));
-}
-
-/** The reply, or the last but one where an event was asked for; none when there is no end. */
-std::optional<sim::ControlReply> ask(const sim::ControlRequest& request) {
-    const sim::UniqueFd control = sim::connectToControl();
-    sim::ControlReply event;
-    sim::ControlReply reply;
-    std::string body;
-    if (!sim::sendFrame(control.get(), sim::encode(request))) return std::nullopt;
-    while (sim::receiveFrame(control.get(), kAnswerLimitMs, &body) && sim::decode(body, &reply)) {
-        if (reply.kind != sim::ReplyKind::EVENT) {
-            return event.kind == sim::ReplyKind::EVENT ? event : reply;
-        }
-        event = reply;
-    }
+/** All that `fire` would print; none when the engine does not come to an end. */
+std::optional<std::string> ask(const std::vector<std::string>& words) {
+    sim::Control engine = sim::Control::connect(kAnswerSeconds);
+    if (!engine.send(sim::joinWords(words))) return std::nullopt;
+    std::string answer;
+    for (std::string line; engine.receive(&line); answer += line + '\n')
+        if (line.starts_with(sim::kExit)) return answer;
     return std::nullopt;
 }
 
@@ -75,7 +62,7 @@ void Device::startEngine() {
                mMode.c_str(), "--threads", "1", nullptr);
         _exit(127);
     }
-    eventually([] { return ask({}).has_value(); });
+    eventually([] { return ask({"status"}).has_value(); });
 }
 
 void Device::arm(const Fault& fault) {
@@ -120,27 +107,24 @@ bool Device::isAlive() {
 bool Device::settle() {
     const std::string tasks = "/proc/" + std::to_string(mDaemon) + "/task";
     const bool settled = eventually([&] {
-        // All but the one that looks at the tables, and the one that watches the engine.
+        // All but the one that looks at the tables.
         const uint32_t waiting = mPage->waiting;
-        const bool watched = threadsCalled("zul_engine", tasks) > 0;
-        return !isAlive() || (waiting > 0 && waiting + 1 + watched == entries(tasks));
+        return !isAlive() || (waiting > 0 && waiting + 1 == entries(tasks));
     });
     return settled && isAlive();
 }
 
 size_t Device::callbacks() const {
-    const auto reply = ask({});
-    return reply ? reply->number : 0;
+    size_t number = 0;
+    sscanf(ask({"status"}).value_or("").c_str(), "callbacks %zu", &number);
+    return number;
 }
 
-std::optional<bool> Device::fire(const sim::Event& event) {
+std::optional<bool> Device::fire(const Event& event) {
     mPage->now = ++mNow;
-    sim::ControlRequest request;
-    request.command = sim::Command::FIRE;
-    request.event = event;
-    const auto reply = ask(request);
-    if (!reply) return std::nullopt;
-    return reply->kind == sim::ReplyKind::EVENT && reply->answered;
+    const auto answer = ask(event);
+    if (!answer) return std::nullopt;
+    return answer->find(" ok ") != std::string::npos;
 }
 
 size_t Device::descriptors() const {

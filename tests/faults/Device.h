@@ -5,13 +5,16 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "sim/engine/Event.h"
 #include "sim/faults/FaultPage.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Files.h"
 
 namespace zul::test {
+
+/** An event in the words of `fire`: kind, tag, and last the text that it carries, if any. */
+using Event = std::vector<std::string>;
 
 struct Fault {
     sim::Call call = sim::Call::none;
@@ -44,7 +47,7 @@ class Device {
 
     size_t callbacks() const;
     /** Sends one event, a second after the last one by the daemon's clock; none: no answer. */
-    std::optional<bool> fire(const sim::Event& event);
+    std::optional<bool> fire(const Event& event);
     time_t now() const { return mNow; }
 
     size_t descriptors() const;

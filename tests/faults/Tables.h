@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/engine/Event.h"
-#include "sim/faults/FaultPage.h"
+#include "tests/faults/Device.h"
 
 namespace zul::test {
 
@@ -16,10 +15,6 @@ enum class Harm {
     FILES,
     /** The capture. */
     CAPTURE,
-    /** The capture; where the daemon's start is part of it, also the connection to the engine. */
-    SETUP,
-    /** The connection to the engine. */
-    LINK,
 };
 
 /** The errors that a call is tried with. */
@@ -56,10 +51,13 @@ struct Setting {
 struct Kind {
     const char* name;
     Effect effect;
-    sim::Event event;
+    Event event;
     /** What the collector gets but for folder, tag and time: arguments 1, 2, 3, 5, 6, 7 and 9. */
     std::vector<std::string> collected = {};
     Setting setting = {};
+
+    const std::string& tag() const { return event[1]; }
+    const std::string& text() const { return event.back(); }
 };
 
 /** The kinds that are tried over this binder. Each that differs in the store alone has one. */

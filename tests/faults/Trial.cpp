@@ -52,7 +52,7 @@ size_t countOf(const std::string& text, const std::string& part) {
 }  // namespace
 
 void Trial::reset(bool anew) {
-    const std::string& tag = mKind.event.sceneType;
+    const std::string& tag = mKind.tag();
     if (anew) mDevice.endDaemon();
     for (const char* root : {kStore, kStuckLogo}) {
         fs::create_directories(root);
@@ -82,12 +82,12 @@ void Trial::reset(bool anew) {
 size_t Trial::oldArchives() const {
     size_t count = 0;
     for (int i = 1; i <= mKind.setting.archives; i++)
-        count += fs::exists(oldArchive(mKind.event.sceneType, i));
+        count += fs::exists(oldArchive(mKind.tag(), i));
     return count;
 }
 
 void Trial::predict() {
-    const std::string& tag = mKind.event.sceneType;
+    const std::string& tag = mKind.tag();
     const auto tables = mDevice.tables();
     const std::string parent = tag == "0xffffff06" ? kStuckLogo : kStore + tag.substr(0, 6) + "/";
     mFolder = parent + tag + format(mDevice.now() + 1, "_%Y_%m_%d_%H_%M_%S_") +
@@ -95,7 +95,7 @@ void Trial::predict() {
     if (mKind.setting.findsLeftover) fs::create_directories(mFolder + "/left/over");
 }
 
-std::string Trial::run(const Fault& fault, Harm harm) {
+std::string Trial::run(const Fault& fault) {
     fs::remove(kRecord);
     mHistory = readFile(kHistory);
     mOldArchives = oldArchives();
@@ -109,31 +109,27 @@ std::string Trial::run(const Fault& fault, Harm harm) {
         mRegistered = mDevice.callbacks() == 1;
         // With the wrong binder, because its property could not be read, nobody is found.
         const bool sought = contains(mDevice.log(), "service is still nullptr");
-        if (!mRegistered && harm != Harm::LINK && !sought) return "the callback is not registered";
+        if (!mRegistered && !sought) return "the callback is not registered";
     }
     predict();
     if (!mKind.setting.withStart) mDevice.arm(fault);
     if (mKind.setting.engineReturns) {
         mDevice.startEngine();
         mRegistered = eventually([this] { return mDevice.callbacks() == 1; });
-        if (!mRegistered && harm != Harm::LINK) return "the callback is not registered again";
+        if (!mRegistered) return "the callback is not registered again";
     }
     if (mRegistered) answered = mDevice.fire(mKind.event);
     if (!answered) return "the engine waits for its answer";
-    if (!*answered && harm != Harm::LINK) return "the engine's call failed";
-    for (const std::string& wrong : {checkProcess(fault), checkCounts(fault), checkFiles(fault)}) {
+    if (!*answered) return "the engine's call failed";
+    for (const std::string& wrong : {checkProcess(), checkCounts(fault), checkFiles(fault)}) {
         if (!wrong.empty()) return wrong;
     }
     return "";
 }
 
-std::string Trial::checkProcess(const Fault& fault) {
-    if (!mDevice.settle()) {
-        if (mDevice.isAlive()) return "the threads do not come to rest";
-        // Without a set of what it waits for, the daemon ends by itself and is started again.
-        const bool told = contains(mDevice.log(), "thread pool join returned");
-        return fault.call == sim::Call::epoll_create1 && told ? "" : "the daemon ended";
-    }
+std::string Trial::checkProcess() {
+    if (!mDevice.settle())
+        return mDevice.isAlive() ? "the threads do not come to rest" : "the daemon ended";
     if (mDevice.children() > 0) return "a child is left";
     // Who took the wrong binder first keeps the set of what that one waits for.
     const size_t kept =
@@ -147,11 +143,11 @@ std::string Trial::checkProcess(const Fault& fault) {
 }
 
 std::string Trial::checkCounts(const Fault& fault) {
-    if (!mDevice.isAlive()) return "";
     const auto tables = mDevice.tables();
     if (!tables) return "the lock is not free";
     const std::string log = mDevice.log().substr(mLogStart);
-    size_t gone = countOf(log, "remove old file:filename=") - countOf(log, " isn't exist!\n");
+    size_t gone = countOf(log, "remove old file:filename=") - countOf(log, " isn't exist!\n") -
+                  countOf(log, "E ZUL_DEBUG: not removed, ");
     // The log may lack that line.
     if (fault.call == sim::Call::write)
         gone = mKind.setting.prunesStore() ? mOldArchives - oldArchives() : 0;
@@ -172,8 +168,7 @@ std::string Trial::checkFiles(const Fault& fault) const {
     if (fault.call == sim::Call::write) added.resize(added.rfind('\n') + 1);
     if (!std::regex_match(added, whole)) return "the history has half a line: " + added;
     const std::string config = readFile(kConfig);
-    if (config != mKind.setting.config && config != mKind.event.extraInfo)
-        return "config is " + config;
+    if (config != mKind.setting.config && config != mKind.text()) return "config is " + config;
     for (const auto& entry : fs::directory_iterator("/data/ZUL")) {
         if (entry.path().string().starts_with(std::string(kConfig) + ".new"))
             return "config.new is left";
@@ -206,7 +201,7 @@ std::string Trial::checkLog() const {
 std::string Trial::checkCollected() const {
     if (mKind.collected.empty()) return fs::exists(kRecord) ? "a collector ran" : "";
     const bool captures = mKind.effect == Effect::CAPTURE;
-    const std::string& tag = mKind.event.sceneType;
+    const std::string& tag = mKind.tag();
     std::vector<std::string> arguments = mKind.collected;
     arguments.insert(arguments.begin(), captures ? mFolder : tag);
     arguments.insert(arguments.begin() + 4, captures ? tag : "");
@@ -230,36 +225,28 @@ std::string Trial::checkEffect(Harm harm) const {
     const std::string collected = checkCollected();
     if (!collected.empty() || harm == Harm::FILES) return collected;
 
-    const sim::Event& event = mKind.event;
     std::string history = mHistory;
     const bool torn = !history.empty() && !history.ends_with('\n');
     if (mKind.effect == Effect::CAPTURE)
-        history +=
-                (torn ? "\n" : "") + historyLine(event.sceneType, mDevice.now(), mFolder + ".zul");
+        history += (torn ? "\n" : "") + historyLine(mKind.tag(), mDevice.now(), mFolder + ".zul");
     if (readFile(kHistory) != history) return "the history is not " + history;
-    if (mKind.effect == Effect::UPDATE && readFile(kConfig) != event.extraInfo) return "no update";
+    if (mKind.effect == Effect::UPDATE && readFile(kConfig) != mKind.text()) return "no update";
     const bool marks = mKind.effect == Effect::MARK || mKind.effect == Effect::MARK_AND_COLLECT;
     const std::string marker = std::string(kInstances) +
-                               (event.sceneType.back() == '1' ? "perf" : "stab") + "/trace_marker";
-    if (marks && readFile(marker) != event.extraInfo) return "no mark";
+                               (mKind.tag().back() == '1' ? "perf" : "stab") + "/trace_marker";
+    if (marks && readFile(marker) != mKind.text()) return "no mark";
     return checkLog();
 }
 
 Outcome Trial::tryFault(const Fault& fault, Harm harm) {
-    // A daemon that has just met its engine sets the connection up for this very event.
-    const bool meetsEngine =
-            mKind.setting.withStart || mKind.setting.engineReturns || mKind.setting.archives > 0;
-    if (harm == Harm::SETUP) harm = meetsEngine ? Harm::LINK : Harm::CAPTURE;
     Outcome outcome;
-    outcome.wrong = run(fault, harm);
+    outcome.wrong = run(fault);
     outcome.fired = mDevice.page().fired != 0;
     mDevice.page().call = sim::Call::none;
     if (!outcome.wrong.empty()) return outcome;
     outcome.wrong = checkEffect(outcome.fired ? harm : Harm::NOTHING);
     if (!outcome.wrong.empty() || !outcome.fired) return outcome;
-    // Now without a fault.
-    if (!mKind.setting.withStart && harm == Harm::LINK && mDevice.callbacks() == 0) reset(true);
-    outcome.wrong = run({}, Harm::NOTHING);
+    outcome.wrong = run({});
     if (outcome.wrong.empty()) outcome.wrong = checkEffect(Harm::NOTHING);
     if (!outcome.wrong.empty()) outcome.wrong = "afterwards: " + outcome.wrong;
     return outcome;

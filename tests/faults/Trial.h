@@ -26,12 +26,12 @@ class Trial {
 
   private:
     /** One event and all that must hold after any. */
-    std::string run(const Fault& fault, Harm harm);
+    std::string run(const Fault& fault);
     /** What came of the event, as far as a failed call must not have harmed it. */
     std::string checkEffect(Harm harm) const;
     std::string checkCollected() const;
     std::string checkLog() const;
-    std::string checkProcess(const Fault& fault);
+    std::string checkProcess();
     std::string checkCounts(const Fault& fault);
     std::string checkFiles(const Fault& fault) const;
     size_t oldArchives() const;

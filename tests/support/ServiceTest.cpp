@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kOrders[] = "/data/ZUL/collector_orders";
-constexpr char kTagTable[] = "/system_ext/etc/zulid_config.csv";
+constexpr char kTagTable[] = "/system_ext/etc/zulid_config.tsv";
 constexpr char kRecord[] = "/data/ZUL/collector_record";
 
 CollectorRun readArguments(std::istream& record) {
@@ -62,7 +62,7 @@ ServiceTest::ServiceTest() {
 ServiceTest::~ServiceTest() {
     EXPECT_EQ(openFiles(), mOpenFiles);
     std::error_code error;
-    fs::copy_file("/zul/system_ext/etc/zulid_config.csv", kTagTable,
+    fs::copy_file("/zul/system_ext/etc/zulid_config.tsv", kTagTable,
                   fs::copy_options::overwrite_existing, error);
     FakeSystem::reset();
     FakeTime::reset();
@@ -83,8 +83,6 @@ std::vector<CollectorRun> ServiceTest::collectorRuns() {
             int fd = -1;
             record >> fd;
             runs.back().descriptors.push_back(fd);
-        } else if (word == "SigIgn:") {
-            record >> std::hex >> runs.back().ignoredSignals >> std::dec;
         }
     }
     return runs;
@@ -139,7 +137,7 @@ std::string ServiceTest::traceFile(const std::string& instance, const std::strin
 
 void ServiceTest::writeTagTable(const std::string& rows) {
     fs::create_directories("/system_ext/etc");
-    writeFile(kTagTable, "tagId,flag,cmd,extraInfo,eventType,eventSubType\n" + rows);
+    writeFile(kTagTable, "tagId\tflag\tcmd\textraInfo\teventType\teventSubType\n" + rows);
 }
 
 }  // namespace zul::test

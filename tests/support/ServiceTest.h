@@ -35,8 +35,6 @@ struct CollectorRun {
     std::vector<std::string> arguments;
     /** Its open descriptors. */
     std::vector<int> descriptors;
-    /** Signals that it was started with ignored, as /proc tells them. */
-    uint64_t ignoredSignals = 0;
 };
 
 /** The daemon in its box, as at start: shared state empty, output roots empty, no property set. */

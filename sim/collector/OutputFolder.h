@@ -1,23 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <stddef.h>
-
 #include <string>
 #include <string_view>
 
 #include "sim/UniqueFd.h"
 
 namespace sim {
-
-/** Reads a file from its start, at most `limit` bytes. @return 0, or the error number. */
-int readFile(const std::string& path, size_t limit, std::string* text);
-
-/** Writes everything; false with `errno` when that fails. */
-bool writeAll(int fd, std::string_view text);
-
-/** Makes `path` hold `text`, in one step for readers; false with `errno` when that fails. */
-bool replaceFile(const std::string& path, std::string_view text);
 
 /**
  * The folder that a capture is gathered into. Everybody may write there, so no link is followed.
