@@ -29,6 +29,8 @@ using android::hardware::Return;
 using android::hardware::Status;
 using android::hardware::Void;
 
+constexpr char kDeclared[] = "/vendor/etc/vintf/declared";
+
 // --- Engines ------------------------------------------------------------------------------------
 
 struct HidlEngine : hidl_zul::IZul {
@@ -109,6 +111,8 @@ struct Mourner : android::hardware::hidl_death_recipient {
 TEST(NoticeTest, ANoticeWaitsForAFreeThread) {
     // The pool of this process has one thread.
     Notices notices;
+    const std::string name = hidl_zul::IZul::descriptor;
+    writeFile(kDeclared, name + "/first\n" + name + "/second\n");
     Peer first("hidl_engine", "first");
     Peer second("hidl_engine", "second");
     ASSERT_EQ(first.nextReport(), 'r');
@@ -132,44 +136,14 @@ TEST(NoticeTest, ANoticeWaitsForAFreeThread) {
 
 // --- Waiting for a service ----------------------------------------------------------------------
 
-/** The file that declares services, for as long as this lives. */
-class Manifest {
-  public:
-    explicit Manifest(const std::string& text) { writeFile(kPath, text); }
-    ~Manifest() { std::filesystem::remove(kPath); }
-    Manifest(const Manifest&) = delete;
-    Manifest& operator=(const Manifest&) = delete;
-
-  private:
-    static constexpr char kPath[] = "/vendor/etc/vintf/manifest/engine.xml";
-};
-
-TEST(LookUpTest, ServiceThatNobodyDeclaresIsNotWaitedFor) {
-    const struct {
-        const char* mode;
-        std::function<bool()> find;
-    } faces[] = {
-            {"hidl", [] { return hidl_zul::IZul::getService() != nullptr; }},
-            {"aidl",
-             [] {
-                 const ndk::SpAIBinder binder(AServiceManager_waitForService(kAidlName.c_str()));
-                 return binder.get() != nullptr;
-             }},
-    };
-    for (const auto& face : faces) {
-        SCOPED_TRACE(face.mode);
-        EXPECT_FALSE(face.find());
-        for (const auto& [what, by] : {std::pair{"zulengine<", "zulmotor<"},
-                                       {"IZul<", "IZulClientCallback<"},
-                                       {"default<", "other<"},
-                                       {"format=\"", "format=\"x"},
-                                       {"<hal ", "<!-- <hal "}}) {
-            std::string other =
-                    readFile(std::string("/src/device/manifest_engine_") + face.mode + ".xml");
-            other.replace(other.find(what), strlen(what), by);
-            const Manifest manifest(other);
-            EXPECT_FALSE(face.find()) << by;
-        }
+TEST(LookUpTest, OnlyADeclaredServiceIsWaitedForOverHidlOrPublished) {
+    const std::string name = std::string(hidl_zul::IZul::descriptor) + "/default";
+    for (const std::string& declared :
+         {std::string(), name + "s", "#" + name, kAidlName, name.substr(0, name.find('/'))}) {
+        SCOPED_TRACE(declared);
+        writeFile(kDeclared, declared + "\n");
+        EXPECT_EQ(hidl_zul::IZul::getService(), nullptr);
+        EXPECT_NE(sp<HidlEngine>(new HidlEngine)->registerAsService(), android::OK);
     }
 }
 

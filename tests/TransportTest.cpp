@@ -154,12 +154,15 @@ TEST_F(ServedTest, DeathFailsWaitingCallsAndEndsWhatThePeerHeld) {
     caller.join();
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
     EXPECT_EQ(waiting, android::DEAD_OBJECT);
-    EXPECT_FALSE(mService->asRemote()->isAlive());
     EXPECT_TRUE(eventually([] { return gLive == 0; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_TRUE(unused->asRemote()->isAlive()) << "nobody has asked";
-    EXPECT_EQ(unused->asRemote()->linkToDeath(nullptr), android::DEAD_OBJECT);
-    EXPECT_FALSE(unused->asRemote()->isAlive());
+    // Nobody has been told: who asks now is, and whoever comes later comes too late.
+    for (const auto& service : {mService, unused}) {
+        std::atomic<bool> told{false};
+        EXPECT_EQ(service->asRemote()->linkToDeath([&] { told = true; }), android::OK);
+        EXPECT_TRUE(eventually([&] { return told.load(); }));
+        EXPECT_EQ(service->asRemote()->linkToDeath([] {}), android::DEAD_OBJECT);
+    }
 }
 
 TEST_F(TransportTest, PoolServesExactlyTheConfiguredNumberAtATime) {
