@@ -31,6 +31,10 @@ void __wrap__Z30ABinderProcess_startThreadPoolv() {
 void __wrap__Z29ABinderProcess_joinThreadPoolv() {
     LOGI("aidl join");
 }
+// AServiceManager_waitForService(const char*): as where the look-up is denied, or it would wait.
+AIBinder* __wrap__Z30AServiceManager_waitForServicePKc(const char* instance) {
+    return AServiceManager_checkService(instance);
+}
 // android::hardware::configureRpcThreadpool(size_t, bool)
 void __wrap__ZN7android8hardware22configureRpcThreadpoolEmb(size_t threads, bool callerWillJoin) {
     LOGI("hidl pool %zu%s", threads, callerWillJoin ? " and this thread" : "");
@@ -121,6 +125,9 @@ class AidlEngine : public ::aidl::vendor::morvantic::hardware::zul::zulengine::B
     std::vector<std::shared_ptr<AidlCallback>> mCallbacks;
 };
 
+/** What the device's manifests declare, and a look-up over HIDL waits for. */
+constexpr char kDeclared[] = "/vendor/etc/vintf/declared";
+
 class BinderModeTest : public ServiceTest {};
 
 TEST_F(BinderModeTest, OnlyTheExactWordMeansAidl) {
@@ -145,12 +152,14 @@ class StartTest : public ServiceTest, public testing::WithParamInterface<EngineC
         const auto offer = [&c, hidl, aidl] {
             if (static_cast<int>(FakeTime::slept) != c.late) return;
             const std::string name = std::string(AidlEngine::descriptor) + "/default";
+            writeFile(kDeclared, name + "\n" + HidlEngine::descriptor + "/default\n");
             const bool offered = c.aidl ? AServiceManager_addService(aidl->asBinder().get(),
                                                                      name.c_str()) == EX_NONE
                                         : hidl->registerAsService() == android::OK;
             if (!offered) abort();
         };
         FakeTime::onSleep = offer;
+        writeFile(kDeclared, "");
         offer();
         const size_t own = FakeSystem::services();
 
@@ -208,7 +217,7 @@ const EngineCase kEngineCases[] = {
          true,
          -1,
          0,
-         "E engine gave no thread number: Status(EX_TRANSACTION_FAILED): error 0\n"},
+         "E engine gave no thread number: Status(EX_TRANSACTION_FAILED): 'OK: gone'\n"},
         {"HidlTakesNone", false, 0, 2, false, false, 0, 2, ""},
         {"AidlThere", true, 0, 3, true, true, 0, 3, "D aidlbinder thread number=3\n"},
         {"AidlLate", true, 9, 2, true, false, 0, 2, ""},

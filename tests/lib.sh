@@ -3,8 +3,15 @@
 #
 # Sourced by the end-to-end tests, which run inside the box: the real daemon, the real engine
 # stand-in, and plain questions about what they left behind.
+#
+# first_capture, config, engine_returns, late_engine and tools/demo_story also run elsewhere, as over the
+# platform's own libraries and the kernel's binder. Two variables tell, and the box passes them on:
+#   ZUL_BINARIES   a folder whose programs come before those of this build: zuld, zul_engine, fire, zulctl, ...
+#   ZUL_BINDER     a script for another binder, sourced when all functions are there: it starts what that needs,
+#                  such as service managers, and defines anew what it does in another way (undeclare_engine)
 
 set -euo pipefail
+PATH=${ZUL_BINARIES:+$ZUL_BINARIES:}$PATH
 
 readonly ENGINE_LOG=/tmp/engine.log
 readonly DAEMON_LOG=/tmp/daemon.log
@@ -107,9 +114,9 @@ start_dying_engine() {
     wait_for 10 is_gone "$ENGINE_PID" || fail "the engine did not die in $2"
 }
 
-# declare_engine MODE: from now on a look-up of the engine waits for it.
-declare_engine() {
-    cp "/src/device/manifest_engine_$1.xml" /vendor/etc/vintf/manifest/
+# undeclare_engine: the device has no manifest of an engine, and none can be published.
+undeclare_engine() {
+    : >/vendor/etc/vintf/declared
 }
 
 # start_daemon MODE [TAG...]: starts the daemon of a debug build that knows these tags.
@@ -221,3 +228,6 @@ memory_kb() {
         /^Anonymous:/ && (named || size != stack) { sum += $2 }
         END { print sum }' "/proc/$DAEMON_PID/smaps"
 }
+
+# shellcheck source=/dev/null
+[[ -z ${ZUL_BINDER:-} ]] || source "$ZUL_BINDER"

@@ -40,14 +40,8 @@ status_t BBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uin
     Parcel unwanted;
     Parcel& answer = reply != nullptr ? *reply : unwanted;
     answer.message() = transport::Message();
-    switch (code) {
-        case PING_TRANSACTION:
-            return OK;
-        case INTERFACE_TRANSACTION:
-            return answer.writeString16(getInterfaceDescriptor());
-        default:
-            return onTransact(code, data, &answer, flags);
-    }
+    if (code == INTERFACE_TRANSACTION) return answer.writeString16(getInterfaceDescriptor());
+    return onTransact(code, data, &answer, flags);
 }
 
 status_t BBinder::onTransact(uint32_t, const Parcel&, Parcel*, uint32_t) {
@@ -66,14 +60,6 @@ const String16& BpBinder::getInterfaceDescriptor() const {
         if (status == OK) mDescriptor = reply.readString16();
     }
     return mDescriptor;
-}
-
-bool BpBinder::isBinderAlive() const {
-    return mObject->asRemote()->isAlive();
-}
-
-status_t BpBinder::pingBinder() {
-    return transact(PING_TRANSACTION, Parcel(), nullptr);
 }
 
 status_t BpBinder::transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags) {

@@ -3,7 +3,11 @@
 #include <binder/IPCThreadState.h>
 #include <binder/ProcessState.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <transport/Domain.h>
+#include <unistd.h>
+
+#include <string>
 
 namespace android {
 
@@ -25,6 +29,12 @@ void ProcessState::startThreadPool() {
     mStarted = true;
     transport::Domain::binder().configureThreads(mMaxThreads + kFirstThread, false);
     transport::Domain::binder().startThreads();
+    prctl(PR_SET_NAME, ("binder:" + std::to_string(getpid()) + "_1").c_str());
+}
+
+size_t ProcessState::getThreadPoolMaxTotalThreadCount() const {
+    std::lock_guard lock(mLock);
+    return mMaxThreads;
 }
 
 status_t ProcessState::setThreadPoolMaxThreadCount(size_t maxThreads) {

@@ -98,14 +98,6 @@ AIBinder* AIBinder_Weak_promote(AIBinder_Weak* weakBinder) {
     return binder.get();
 }
 
-bool AIBinder_isRemote(const AIBinder* binder) {
-    return const_cast<AIBinder*>(binder)->binder()->remoteBinder() != nullptr;
-}
-
-bool AIBinder_isAlive(const AIBinder* binder) {
-    return const_cast<AIBinder*>(binder)->binder()->isBinderAlive();
-}
-
 void* AIBinder_getUserData(AIBinder* binder) {
     return binder != nullptr ? binder->userData() : nullptr;
 }

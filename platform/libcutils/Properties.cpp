@@ -23,7 +23,7 @@ constexpr std::string_view kFolder = "/dev/__properties__/";
 constexpr std::string_view kTemporary = "/dev/__properties__/.set-XXXXXX";
 // What this interface gives for a longer value of an "ro." name.
 constexpr char kTooLongToRead[] = "Must use __system_property_read_callback() to read";
-constexpr size_t kMaxReadBytes = 64 * 1024;
+constexpr size_t kMaxBytes = 4096;
 
 bool isLegalName(const char* key) {
     if (key == nullptr) return false;
@@ -43,35 +43,16 @@ std::string pathOf(std::string_view name) {
     return std::string(kFolder).append(name);
 }
 
-bool readAll(int fd, std::string* out) {
-    char chunk[4096];
-    while (out->size() < kMaxReadBytes) {
-        const ssize_t count = TEMP_FAILURE_RETRY(read(fd, chunk, sizeof(chunk)));
-        if (count < 0) return false;
-        if (count == 0) break;
-        out->append(chunk, count);
-    }
-    return true;
-}
-
 /** The value of a property; empty when it is unset or cannot be read. */
 std::string readValue(const char* key) {
     if (!isLegalName(key)) return {};
     const int fd = open(pathOf(key).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (fd < 0) return {};
-    std::string value;
-    const bool whole = readAll(fd, &value);
+    std::string value(kMaxBytes, '\0');
+    const ssize_t size = TEMP_FAILURE_RETRY(read(fd, value.data(), value.size()));
     close(fd);
-    return whole ? value : std::string();
-}
-
-bool writeAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t count = TEMP_FAILURE_RETRY(write(fd, text.data(), text.size()));
-        if (count < 0) return false;
-        text.remove_prefix(count);
-    }
-    return true;
+    value.resize(static_cast<size_t>(std::max<ssize_t>(size, 0)));
+    return value;
 }
 
 /** An unfinished property file, removed at the end unless it was published. */
@@ -89,7 +70,9 @@ class NewValue {
     NewValue& operator=(const NewValue&) = delete;
 
     bool fill(std::string_view value) const {
-        return mFd >= 0 && writeAll(mFd, value) && fchmod(mFd, 0644) == 0;
+        const auto size = static_cast<ssize_t>(value.size());
+        return mFd >= 0 && fchmod(mFd, 0644) == 0 &&
+               TEMP_FAILURE_RETRY(write(mFd, value.data(), value.size())) == size;
     }
 
     bool publish(std::string_view name) const {
@@ -144,7 +127,7 @@ int32_t property_get_int32(const char* key, int32_t default_value) {
 int property_set(const char* key, const char* value) {
     const std::string_view text = value == nullptr ? "" : value;
     const bool tooLong = text.size() >= PROPERTY_VALUE_MAX;
-    if (!isLegalName(key) || (tooLong && !isWriteOnce(key)) || text.size() > kMaxReadBytes) {
+    if (!isLegalName(key) || (tooLong && !isWriteOnce(key)) || text.size() > kMaxBytes) {
         errno = EINVAL;
         return -1;
     }

@@ -6,7 +6,6 @@
 #include <transport/Domain.h>
 #include <transport/Object.h>
 
-#include <algorithm>
 #include <string_view>
 
 using ::android::hidl::base::V1_0::IBase;
@@ -19,13 +18,14 @@ namespace android::hardware::details {
 
 namespace {
 
+constexpr char kManagementTag[] = "HidlServiceManagement";
+
 /** Holds a local implementation for the processes that have it. */
 class LocalNode final : public Object {
   public:
     explicit LocalNode(IBase* interface) : mInterface(interface) {}
 
     status_t deliver(uint32_t code, Message&& request, Message& reply) override {
-        if (code == kPingTransaction) return OK;
         const std::string_view expected = mInterface->_hidl_descriptor();
         const auto* token = static_cast<const char*>(request.readInPlace(expected.size() + 1));
         if (token == nullptr || memcmp(token, expected.data(), expected.size() + 1) != 0) {
@@ -48,13 +48,23 @@ std::string serviceName(const char* descriptor, const std::string& instance) {
 }  // namespace
 
 status_t registerService(const sp<IBase>& service, const std::string& instance) {
-    return Domain::hwbinder().publish(serviceName(service->_hidl_descriptor(), instance),
-                                      service->_hidl_object());
+    const std::string name = serviceName(service->_hidl_descriptor(), instance);
+    if (!Domain::isDeclared(name)) {
+        __android_log_print(ANDROID_LOG_ERROR, kManagementTag,
+                            "Service %s must be in VINTF manifest in order to register/get.",
+                            name.c_str());
+        return UNKNOWN_ERROR;
+    }
+    return Domain::hwbinder().publish(name, service->_hidl_object());
 }
 
 std::shared_ptr<Object> findService(const char* descriptor, const std::string& instance) {
-    return Domain::hwbinder().waitIfDeclared(serviceName(descriptor, instance),
-                                             "HidlServiceManagement");
+    const std::string name = serviceName(descriptor, instance);
+    if (!Domain::isDeclared(name)) return Domain::hwbinder().lookup(name);
+    return Domain::hwbinder().waitFor(name, [&name] {
+        __android_log_print(ANDROID_LOG_WARN, kManagementTag, "Waited one second for %s",
+                            name.c_str());
+    });
 }
 
 IBase* localInterface(Object& object, const char* descriptor) {
@@ -74,48 +84,15 @@ bool registerForNotifications(const char* descriptor, const std::string& instanc
     });
 }
 
-class DeathLinks::Link final : public transport::DeathLink {
-  public:
-    Link(IBase* who, const sp<hidl_death_recipient>& recipient, uint64_t cookie)
-          : mWho(who), mRecipient(recipient), mCookie(cookie) {}
-
-    bool isOf(const sp<hidl_death_recipient>& recipient) const {
-        return mRecipient == wp<hidl_death_recipient>(recipient);
-    }
-
-    void onDeath() override {
-        const sp<hidl_death_recipient> recipient = mRecipient.promote();
-        if (recipient != nullptr) recipient->serviceDied(mCookie, mWho);
-    }
-
-  private:
-    const wp<IBase> mWho;
-    const wp<hidl_death_recipient> mRecipient;
-    const uint64_t mCookie;
-};
-
-DeathLinks::DeathLinks() = default;
-DeathLinks::~DeathLinks() = default;
-
-bool DeathLinks::link(IBase* who, transport::Remote& remote,
-                      const sp<hidl_death_recipient>& recipient, uint64_t cookie) {
-    if (recipient == nullptr) return false;
+bool linkToDeath(IBase* who, transport::Remote& remote, const wp<hidl_death_recipient>& recipient,
+                 uint64_t cookie) {
+    if (recipient.promote() == nullptr) return false;
     Domain::hwbinder().startThreads();
-    const auto link = std::make_shared<Link>(who, recipient, cookie);
-    std::lock_guard lock(mLock);
-    if (remote.linkToDeath(link) != OK) return false;
-    mLinks.push_back(link);
-    return true;
-}
-
-bool DeathLinks::unlink(transport::Remote& remote, const sp<hidl_death_recipient>& recipient) {
-    std::lock_guard lock(mLock);
-    const auto found = std::find_if(mLinks.rbegin(), mLinks.rend(),
-                                    [&](const auto& link) { return link->isOf(recipient); });
-    if (found == mLinks.rend()) return false;
-    const std::shared_ptr<Link> link = *found;
-    mLinks.erase(std::next(found).base());
-    return remote.unlinkToDeath(link);
+    const auto onDeath = [who = wp<IBase>(who), recipient, cookie] {
+        const sp<hidl_death_recipient> told = recipient.promote();
+        if (told != nullptr) told->serviceDied(cookie, who);
+    };
+    return remote.linkToDeath(onDeath) == OK;
 }
 
 }  // namespace android::hardware::details
@@ -135,10 +112,6 @@ namespace android::hidl::base::V1_0 {
 
 hardware::Return<bool> IBase::linkToDeath(const sp<hardware::hidl_death_recipient>& recipient,
                                           uint64_t) {
-    return recipient != nullptr;
-}
-
-hardware::Return<bool> IBase::unlinkToDeath(const sp<hardware::hidl_death_recipient>& recipient) {
     return recipient != nullptr;
 }
 

@@ -20,10 +20,12 @@ Status Status::fromStatusT(status_t error) {
 }
 
 std::string Status::description() const {
-    if (mException == EX_TRANSACTION_FAILED) {
-        return "Status(EX_TRANSACTION_FAILED): error " + std::to_string(mError);
-    }
-    return "Status(" + std::to_string(mException) + "): '" + mMessage + "'";
+    if (mException != EX_TRANSACTION_FAILED)
+        return "Status(" + std::to_string(mException) + "): '" + mMessage + "'";
+    const std::string error = mError == OK            ? "OK"
+                              : mError == DEAD_OBJECT ? "DEAD_OBJECT"
+                                                      : std::to_string(mError);
+    return "Status(EX_TRANSACTION_FAILED): '" + error + ": " + mMessage + "'";
 }
 
 namespace details {

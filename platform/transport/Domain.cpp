@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <mutex>
 #include <unordered_map>
 #include <utility>
@@ -16,7 +17,6 @@
 
 #include "Fork.h"
 #include "Log.h"
-#include "Manifest.h"
 #include "Proxy.h"
 #include "Rendezvous.h"
 #include "Serving.h"
@@ -26,6 +26,7 @@ namespace transport {
 
 namespace {
 
+constexpr char kDeclared[] = "/vendor/etc/vintf/declared";
 constexpr std::chrono::seconds kWarningPeriod(1);
 
 /** The process that has used the layer, or 0. A fork handler would cost each child two page faults. */
@@ -177,9 +178,18 @@ bool Domain::notify(const std::string& name, std::function<void(bool preexisting
     return mState->pool.run([listener] { listener(true); });
 }
 
-std::shared_ptr<Object> Domain::waitIfDeclared(const std::string& name, const char* logTag) {
+bool Domain::isDeclared(const std::string& name) {
+    std::ifstream names(kDeclared);
+    for (std::string declared; std::getline(names, declared);) {
+        if (declared == name) return true;
+    }
+    return false;
+}
+
+std::shared_ptr<Object> Domain::waitFor(const std::string& name,
+                                        const std::function<void()>& warn) {
     std::shared_ptr<Object> found = lookup(name);
-    if (found != nullptr || !isDeclared(name)) return found;
+    if (found != nullptr) return found;
     // From here on no arrival is missed: what came before the watch is found by the next look-up.
     Arrivals arrivals;
     auto warning = std::chrono::steady_clock::now() + kWarningPeriod;
@@ -191,7 +201,7 @@ std::shared_ptr<Object> Domain::waitIfDeclared(const std::string& name, const ch
             arrivals.take();
             continue;
         }
-        __android_log_print(ANDROID_LOG_WARN, logTag, "Waited one second for %s", name.c_str());
+        warn();
         warning += kWarningPeriod;
     }
     return found;

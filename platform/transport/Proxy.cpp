@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Proxy.h"
 
-#include <errno.h>
-#include <poll.h>
-
 #include <utility>
 
 #include "Fork.h"
@@ -11,13 +8,6 @@
 #include "Serving.h"
 
 namespace transport {
-
-namespace {
-
-/** A process that ends closes one socket after the other: the channel may be the last. */
-constexpr int kEndMilliseconds = 100;
-
-}  // namespace
 
 /** Waits for the end of the channel, which carries nothing to this side; does not hold the proxy. */
 class Proxy::Watch final : public Endpoint {
@@ -60,7 +50,6 @@ android::status_t Proxy::call(uint32_t code, const Message& request, Message& re
     Frame answer;
     if (!sendFrame(connection.get(), frame) ||
         readFrame(connection.get(), &answer) != ReadResult::WHOLE) {
-        noteEnd();
         return android::DEAD_OBJECT;
     }
     returnConnection(std::move(connection));
@@ -70,10 +59,7 @@ android::status_t Proxy::call(uint32_t code, const Message& request, Message& re
 
 android::status_t Proxy::borrowConnection(FileDescriptor* connection) {
     std::lock_guard lock(mLock);
-    if (!mChannel.isValid()) {
-        mDead = true;
-        return android::DEAD_OBJECT;
-    }
+    if (!mChannel.isValid()) return android::DEAD_OBJECT;
     if (mIdle.isValid()) {
         *connection = std::move(mIdle);
         return android::OK;
@@ -92,44 +78,30 @@ void Proxy::returnConnection(FileDescriptor connection) {
     if (mChannel.isValid()) mIdle = std::move(connection);
 }
 
-void Proxy::noteEnd() {
+android::status_t Proxy::linkToDeath(std::function<void()> onDeath) {
     std::lock_guard lock(mLock);
-    pollfd ended{mChannel.get(), POLLIN, 0};
-    if (!mChannel.isValid() || TEMP_FAILURE_RETRY(poll(&ended, 1, kEndMilliseconds)) > 0)
-        mDead = true;
-}
-
-android::status_t Proxy::linkToDeath(const std::shared_ptr<DeathLink>& link) {
-    std::lock_guard lock(mLock);
-    if (mDead || !mChannel.isValid()) {
-        mDead = true;
-        return android::DEAD_OBJECT;
-    }
-    mLinks.push_back(link);
+    if (mTold) return android::DEAD_OBJECT;
+    // As on a device, where only who asks is told: what a failed call has seen does not count.
+    const auto tell = [self = weak_from_this()] {
+        if (const std::shared_ptr<Proxy> proxy = self.lock()) proxy->tellDeath();
+    };
+    if (!mChannel.isValid() && !mPool.run(tell)) return android::UNKNOWN_ERROR;
+    mLinks.push_back(std::move(onDeath));
     return android::OK;
 }
 
-bool Proxy::unlinkToDeath(const std::shared_ptr<DeathLink>& link) {
-    std::lock_guard lock(mLock);
-    return std::erase_if(mLinks, [&link](const auto& other) {
-               return !other.owner_before(link) && !link.owner_before(other);
-           }) > 0;
-}
-
 void Proxy::tellDeath() {
-    std::vector<std::weak_ptr<DeathLink>> links;
+    std::vector<std::function<void()>> links;
     {
         std::lock_guard lock(mLock);
-        // As on a device, nobody else has asked.
-        if (!mLinks.empty()) mDead = true;
+        mTold = mTold || !mLinks.empty();
         mPool.remove(mWatchKey);
         mChannel = FileDescriptor();
         mIdle = FileDescriptor();
         links.swap(mLinks);
     }
-    for (const std::weak_ptr<DeathLink>& link : links) {
-        if (const std::shared_ptr<DeathLink> linked = link.lock()) linked->onDeath();
-    }
+    for (const std::function<void()>& onDeath : links)
+        onDeath();
 }
 
 }  // namespace transport

@@ -3,8 +3,8 @@
 
 #include <transport/Object.h>
 
-#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -28,25 +28,22 @@ class Proxy final : public Remote, public std::enable_shared_from_this<Proxy> {
     ~Proxy() override;
 
     android::status_t call(uint32_t code, const Message& request, Message& reply) override;
-    bool isAlive() override { return !mDead; }
-    android::status_t linkToDeath(const std::shared_ptr<DeathLink>& link) override;
-    bool unlinkToDeath(const std::shared_ptr<DeathLink>& link) override;
+    android::status_t linkToDeath(std::function<void()> onDeath) override;
 
   private:
     class Watch;
 
     android::status_t borrowConnection(FileDescriptor* connection);
     void returnConnection(FileDescriptor connection);
-    void noteEnd();
     void tellDeath();
 
     ThreadPool& mPool;
-    std::atomic<bool> mDead{false};
 
     std::mutex mLock;         // guards what follows
     FileDescriptor mChannel;  // invalid once its end has been seen
     FileDescriptor mIdle;     // for the next call
-    std::vector<std::weak_ptr<DeathLink>> mLinks;
+    std::vector<std::function<void()>> mLinks;
+    bool mTold = false;  // somebody has been told of the end
     uint64_t mWatchKey = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <malloc.h>
 #include <pthread.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -38,8 +39,11 @@ class Task final : public Endpoint {
 
 ThreadPool::ThreadPool(size_t maxThreads)
       : mEpoll(epoll_create1(EPOLL_CLOEXEC)), mSpawnLimit(maxThreads) {
-    if (!mEpoll.isValid())
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_create1: %s", strerror(errno));
+    if (!mEpoll.isValid()) {
+        // As on a device where binder cannot be opened.
+        __android_log_print(ANDROID_LOG_FATAL, kLogTag, "epoll_create1: %s", strerror(errno));
+        abort();
+    }
     // A heap for each thread would be copied for each child, and grow with the threads' turns.
     mallopt(M_ARENA_MAX, 1);
 }

@@ -82,13 +82,8 @@ class BpHwBase : public Interface {
   public:
     explicit BpHwBase(std::shared_ptr<transport::Object> object) : mObject(std::move(object)) {}
 
-    bool isRemote() const override { return true; }
-    Return<void> ping() override { return call<void>(kPingTransaction); }
     Return<bool> linkToDeath(const sp<hidl_death_recipient>& recipient, uint64_t cookie) override {
-        return mDeathLinks.link(this, *mObject->asRemote(), recipient, cookie);
-    }
-    Return<bool> unlinkToDeath(const sp<hidl_death_recipient>& recipient) override {
-        return mDeathLinks.unlink(*mObject->asRemote(), recipient);
+        return details::linkToDeath(this, *mObject->asRemote(), recipient, cookie);
     }
     std::shared_ptr<transport::Object> _hidl_object() override { return mObject; }
 
@@ -113,7 +108,6 @@ class BpHwBase : public Interface {
 
   private:
     const std::shared_ptr<transport::Object> mObject;
-    DeathLinks mDeathLinks;
 };
 
 /** Reads the arguments, calls the method of the implementation and writes its result. */

@@ -16,8 +16,6 @@ namespace android {
 class BBinder : public IBinder {
   public:
     const String16& getInterfaceDescriptor() const override;
-    bool isBinderAlive() const override { return true; }
-    status_t pingBinder() override { return OK; }
     status_t transact(uint32_t code, const Parcel& data, Parcel* reply, uint32_t flags = 0) final;
     BBinder* localBinder() override { return this; }
 
@@ -35,8 +33,6 @@ class BpBinder final : public IBinder {
     explicit BpBinder(std::shared_ptr<transport::Object> object);
 
     const String16& getInterfaceDescriptor() const override;
-    bool isBinderAlive() const override;
-    status_t pingBinder() override;
     status_t transact(uint32_t code, const Parcel& data, Parcel* reply,
                       uint32_t flags = 0) override;
     BpBinder* remoteBinder() override { return this; }

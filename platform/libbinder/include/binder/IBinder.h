@@ -18,15 +18,11 @@ class IBinder : public virtual RefBase {
     enum : uint32_t {
         FIRST_CALL_TRANSACTION = 0x00000001,
         LAST_CALL_TRANSACTION = 0x00ffffff,
-        PING_TRANSACTION = 0x5f504e47,
         INTERFACE_TRANSACTION = 0x5f4e5446,
     };
 
     /** Name of the object's interface; empty when it has none or its process is gone. */
     virtual const String16& getInterfaceDescriptor() const = 0;
-    /** False once the process of the object is known to be gone. */
-    virtual bool isBinderAlive() const = 0;
-    virtual status_t pingBinder() = 0;
 
     /**
      * Calls the object and waits for its answer; `reply` may be null and is replaced. Only two-way

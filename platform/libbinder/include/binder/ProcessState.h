@@ -17,9 +17,13 @@ class ProcessState : public virtual RefBase {
 
     /**
      * Begins to serve calls, with one thread at first and a further one whenever all are busy, up
-     * to the maximum. Does no harm when called again.
+     * to the maximum. Does no harm when called again. The first call names the calling thread
+     * `binder:PID_1`, as on a device.
      */
     void startThreadPool();
+
+    /** The maximum, as the warnings of a wait for a service tell it. */
+    size_t getThreadPoolMaxTotalThreadCount() const;
 
     /**
      * Sets the maximum (15 by default). The first thread of the pool and those that join come on
@@ -30,7 +34,7 @@ class ProcessState : public virtual RefBase {
   private:
     ProcessState() = default;
 
-    std::mutex mLock;  // guards what follows
+    mutable std::mutex mLock;  // guards what follows
     size_t mMaxThreads = 15;
     bool mStarted = false;
 };

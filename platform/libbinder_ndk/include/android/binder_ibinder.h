@@ -55,35 +55,25 @@ AIBinder_DeathRecipient* AIBinder_DeathRecipient_new(
 
 /**
  * To be set before linking. Called exactly once for each call of `AIBinder_linkToDeath()` that had
- * an object and a recipient: after the notice, when the link is taken back, when the recipient is
- * deleted, or before a failed call returns. For an object whose last reference went while it was
- * linked, that is when the recipient links again or is deleted. The place to free the cookie.
+ * an object and a recipient: after the notice, when the object's last reference goes, or before a
+ * failed call returns. The place to free the cookie.
  */
 void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
                                            AIBinder_DeathRecipient_onBinderUnlinked onUnlinked);
 
-/** Takes all links back. A notice that is under way may still come. Does nothing for null. */
+/** No notice comes any more but one that is under way. Does nothing for null. */
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient);
 
 /**
  * Has the recipient told when the object's process is gone, as long as somebody holds the object:
  * its last strong reference unlinks in silence. The pool must have threads.
  *
- * @return `STATUS_DEAD_OBJECT` when the process is known to be gone, `STATUS_INVALID_OPERATION` for
+ * @return `STATUS_DEAD_OBJECT` when such a notice has been given already; a call that failed is not
+ *         enough, and the notice then follows at once. `STATUS_INVALID_OPERATION` for
  *         an object of this process, `STATUS_UNEXPECTED_NULL` for null.
  */
 binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                      void* cookie);
-
-/**
- * Takes the latest link with this cookie back. `STATUS_NAME_NOT_FOUND` when there is none, and
- * `STATUS_DEAD_OBJECT` when its notice is under way.
- */
-binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
-                                       void* cookie);
-
-bool AIBinder_isRemote(const AIBinder* binder);
-bool AIBinder_isAlive(const AIBinder* binder);
 
 /** Null unless `AIBinder_new()` made the object in this process. */
 void* AIBinder_getUserData(AIBinder* binder);

@@ -40,7 +40,6 @@ class ICInterface : public SharedRefBase {
   public:
     /** The object to send; implementations make it when it is first asked for. */
     virtual SpAIBinder asBinder() = 0;
-    virtual bool isRemote() = 0;
 
     /** The implementation behind an object of this process, else null. */
     static std::shared_ptr<ICInterface> asInterface(AIBinder* binder);
@@ -62,7 +61,6 @@ class BnCInterface : public INTERFACE {
         }
         return binder;
     }
-    bool isRemote() override { return false; }
 
   protected:
     virtual SpAIBinder createBinder() = 0;
@@ -79,7 +77,6 @@ class BpCInterface : public INTERFACE {
   public:
     explicit BpCInterface(const SpAIBinder& binder) : mBinder(binder) {}
     SpAIBinder asBinder() override { return mBinder; }
-    bool isRemote() override { return AIBinder_isRemote(mBinder.get()); }
 
   private:
     const SpAIBinder mBinder;

@@ -6,8 +6,8 @@
 
 /**
  * Offers an object for the life of this process, in the place of whoever offered the name; calls
- * are served once the pool is started. `EX_ILLEGAL_ARGUMENT` when it is no valid name or there is no
- * object.
+ * are served once the pool is started. `EX_ILLEGAL_ARGUMENT` when no manifest declares the name or
+ * there is no object.
  */
 __attribute__((warn_unused_result)) binder_exception_t AServiceManager_addService(
         AIBinder* binder, const char* instance);
@@ -16,7 +16,7 @@ __attribute__((warn_unused_result)) binder_exception_t AServiceManager_addServic
 __attribute__((warn_unused_result)) AIBinder* AServiceManager_checkService(const char* instance);
 
 /**
- * Gives a reference to the caller. Waits for a service that the device's manifest declares, however
- * long that takes, with a warning each second; any other gives null at once when nobody offers it.
+ * Gives a reference to the caller. Waits for the service, declared or not, however long that takes,
+ * with a warning each second. (A device gives null where the look-up itself is denied.)
  */
 __attribute__((warn_unused_result)) AIBinder* AServiceManager_waitForService(const char* instance);

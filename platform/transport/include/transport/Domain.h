@@ -44,11 +44,11 @@ class Domain {
      */
     bool notify(const std::string& name, std::function<void(bool preexisting)> listener);
 
-    /**
-     * As `lookup()`, but a service that the device's manifest declares is waited for, however long
-     * that takes, with a warning of `logTag` each second.
-     */
-    std::shared_ptr<Object> waitIfDeclared(const std::string& name, const char* logTag);
+    /** Whether the device's manifests name a service; here, whether a line of one file does. */
+    static bool isDeclared(const std::string& name);
+
+    /** As `lookup()`, but waits for the service, however long that takes; calls `warn` each second. */
+    std::shared_ptr<Object> waitFor(const std::string& name, const std::function<void()>& warn);
 
     /**
      * Sets how many threads serve calls. With `callerWillJoin` the thread that calls

@@ -5,6 +5,7 @@
 #include <utils/Errors.h>
 
 #include <cstdint>
+#include <functional>
 
 namespace transport {
 
@@ -28,14 +29,6 @@ class Object {
     virtual void* local() { return nullptr; }
 };
 
-/** What wants to know that the process of an object is gone. Its owner keeps it. */
-class DeathLink {
-  public:
-    virtual ~DeathLink() = default;
-    /** Called at most once, by a thread of the domain's pool and with no lock held. */
-    virtual void onDeath() = 0;
-};
-
 /** Proxy of an object in another process; its end gives the object back and unlinks in silence. */
 class Remote : public Object {
   public:
@@ -45,13 +38,11 @@ class Remote : public Object {
      */
     virtual android::status_t call(uint32_t code, const Message& request, Message& reply) = 0;
 
-    /** False once the process of the object is known to be gone. */
-    virtual bool isAlive() = 0;
-
-    /** Asks for a notice, and keeps `link` weakly. `DEAD_OBJECT` when the process is known to be gone. */
-    virtual android::status_t linkToDeath(const std::shared_ptr<DeathLink>& link) = 0;
-    /** False when `link` is not known, or when its notice is under way. */
-    virtual bool unlinkToDeath(const std::shared_ptr<DeathLink>& link) = 0;
+    /**
+     * Has `onDeath` called once when the process is gone, by a thread of the domain's pool and with no
+     * lock held; at once when it is gone already. `DEAD_OBJECT` when others have been told of that.
+     */
+    virtual android::status_t linkToDeath(std::function<void()> onDeath) = 0;
 
     android::status_t deliver(uint32_t code, Message&& request, Message& reply) final {
         return call(code, request, reply);

@@ -8,9 +8,7 @@
 #include <utils/RefBase.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
-#include <vector>
 
 namespace transport {
 class Object;
@@ -28,20 +26,13 @@ namespace android::hidl::base::V1_0 {
  * that begin with `_hidl_` are for the interface stubs only.
  */
 struct IBase : virtual public ::android::RefBase {
-    /** True for a proxy. */
-    virtual bool isRemote() const { return false; }
-    virtual ::android::hardware::Return<void> ping() { return ::android::hardware::Void(); }
-
     /**
      * Has `recipient` told once that the process of this object is gone, and starts the pool for
-     * that. The proxy holds the recipient weakly; its own end unlinks in silence. False when the
-     * process is known to be gone. An object of this process accepts and never calls.
+     * that. The proxy holds the recipient weakly; its own end unlinks in silence. False when such a
+     * notice has been given already. An object of this process accepts and never calls.
      */
     virtual ::android::hardware::Return<bool> linkToDeath(
             const sp<::android::hardware::hidl_death_recipient>& recipient, uint64_t cookie);
-    /** Takes the latest link of `recipient` back; false when there is none, or it has been told. */
-    virtual ::android::hardware::Return<bool> unlinkToDeath(
-            const sp<::android::hardware::hidl_death_recipient>& recipient);
 
     /** Full name of the most derived interface. */
     virtual const char* _hidl_descriptor() const = 0;
@@ -56,28 +47,11 @@ struct IBase : virtual public ::android::RefBase {
 
 namespace android::hardware::details {
 
-/** The death links that were made over one proxy; their end unlinks them. */
-class DeathLinks {
-  public:
-    DeathLinks();
-    ~DeathLinks();
+/** See `IBase`; `who` is the proxy of `remote`. */
+bool linkToDeath(hidl::base::V1_0::IBase* who, transport::Remote& remote,
+                 const wp<hidl_death_recipient>& recipient, uint64_t cookie);
 
-    /** See `IBase`; `who` is the proxy of `remote`. */
-    bool link(hidl::base::V1_0::IBase* who, transport::Remote& remote,
-              const sp<hidl_death_recipient>& recipient, uint64_t cookie);
-    bool unlink(transport::Remote& remote, const sp<hidl_death_recipient>& recipient);
-
-  private:
-    class Link;
-
-    std::mutex mLock;  // guards what follows
-    std::vector<std::shared_ptr<Link>> mLinks;
-};
-
-/** Code of `IBase::ping()`, the same for every interface. */
-inline constexpr uint32_t kPingTransaction = 256921159;
-
-/** Offers `service` to all processes; see `Domain::publish()` for the failures. */
+/** Offers `service` to all processes, where the instance is declared; see `Domain::publish()`. */
 status_t registerService(const sp<hidl::base::V1_0::IBase>& service, const std::string& instance);
 
 /** Waits for a declared instance; any other gives null when no process offers it. */

@@ -41,7 +41,7 @@ struct IZul : public ::android::hidl::base::V1_0::IBase {
             const ::android::sp<::android::hidl::manager::V1_0::IServiceNotification>&
                     notification);
 
-    /** Offers this object for the life of the process; `ALREADY_EXISTS` when somebody does. */
+    /** Offers this object for the life of the process; fails where no manifest declares the instance. */
     __attribute__((warn_unused_result)) ::android::status_t registerAsService(
             const std::string& serviceName = "default");
 
