@@ -36,7 +36,7 @@ std::string readStartFile(const char* path, Owner owner) {
     struct stat status = {};
     if (!file.ok() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "";
     if (owner == Owner::US && status.st_uid != geteuid()) {
-        LOGW("%s is not read, it belongs to user %u", path, status.st_uid);
+        LOGW("%s is not read, it belongs to user %d", path, static_cast<int>(status.st_uid));
         return "";
     }
     if (status.st_size > static_cast<off_t>(kStartFileLimit)) {

@@ -31,9 +31,9 @@ constexpr LogPattern kPatterns[] = {
         {'E', "engine gave no thread number: %s"},
         {'W', "engine is gone", Role::ENGINE_GONE},
         {'I', "engine is back, thread number=%d", Role::ENGINE_BACK},
-        {'E', "engine is not watched: %s"},
         {'E', "engine is not watched: status %d"},
         {'W', "%s is not read, it has %lld bytes"},
+        {'W', "%s is not read, it belongs to user %d"},
         {'E', "thread pool join returned, no more events are served"},
 
         // An event, in the order of its life.
@@ -82,10 +82,8 @@ constexpr LogPattern kPatterns[] = {
         {'D', "remove old file:filename=%s", Role::OTHER, kDump},
         {'E', "file %s isn't exist!"},
         {'E', "not removed, not in the store: %s"},
-        {'E', "not removed, no folder without links: %s"},
-        {'E', "not removed, in use by others: %s"},
         {'D', "child normal exit....", Role::OTHER, kDump},
-        {'E', "not removed, no plain path: %s"},
+        {'E', "not removed, %s: %s"},
         {'E', "*** vfork fail\n"},
         {'E', "execl on command '%s' failed\n"},
         {'D', "startWork....", Role::COLLECTOR, kDump},
