@@ -213,7 +213,7 @@ TEST_F(CollectorTest, PreparationsThatFailGiveTheirIndexBack) {
     inThreads(2, [&](int t) {
         for (; t == 1 && !done; others++)
             ZulService::mCompressFileCount++;
-        for (int i = 0, met = 0; t == 0 && i < 1000000 && met < 50000; i++) {
+        for (int i = 0, met = 0; t == 0 && i < 200000 && met < 10000; i++) {
             const int before = others;
             mService->prepare("not legal", 0, 0, "");
             met += others != before;

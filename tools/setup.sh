@@ -16,6 +16,19 @@ check_build_folder() {
     [[ -z $path ]] || die "$path belongs to $(stat -c %U "$path"): remove build/ as that user or as root"
 }
 
+# apt_get ARGUMENT...: as root. A fresh Debian installs packages by itself at its first start: waits for that.
+apt_get() {
+    local waited said=''
+    for ((waited = 0; waited < 1800; waited += 2)); do
+        said=$("${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -qq "$@" 2>&1 >/dev/null) && return
+        [[ $said = *'Could not get lock'* ]] || break
+        ((waited > 0)) || printf 'Waiting for whoever installs packages at the moment: %s\n' "$(sed -n '1s|^E: ||p' <<<"$said")"
+        sleep 2
+    done
+    printf '%s\n' "$said" >&2
+    return 1
+}
+
 # Installs the packages of tools/packages.txt that are missing: those for "demo", which all need, and those
 # for $1. Run it in the project's folder.
 install_packages() {
@@ -37,8 +50,6 @@ install_packages() {
         as_root=(sudo)
     fi
     printf 'Installing missing packages: %s\n' "${missing[*]}"
-    "${as_root[@]}" apt-get update -qq || die "the package lists cannot be updated (apt-get update)"
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null \
-        || die "these packages cannot be installed: ${missing[*]}"
+    apt_get update || die "the package lists cannot be updated (apt-get update)"
+    apt_get install -y --no-install-recommends "${missing[@]}" || die "these packages cannot be installed: ${missing[*]}"
 }

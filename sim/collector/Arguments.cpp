@@ -28,14 +28,10 @@ void addPids(std::string_view text, Request* request) {
 
         pid_t pid = 0;
         const auto result = std::from_chars(number.data(), number.data() + number.size(), pid);
-        if (result.ec == std::errc() && pid == 0) continue;
         const std::vector<pid_t>& known = request->pids;
-        if (std::find(known.begin(), known.end(), pid) != known.end()) continue;
-        if (result.ec != std::errc() || request->pids.size() == kMaxPids) {
-            request->ignoredPids++;
-            continue;
-        }
-        request->pids.push_back(pid);
+        const bool isNew = std::find(known.begin(), known.end(), pid) == known.end();
+        if (result.ec == std::errc() && pid != 0 && isNew && known.size() < kMaxPids)
+            request->pids.push_back(pid);
     }
 }
 

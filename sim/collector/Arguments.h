@@ -20,8 +20,6 @@ struct Request {
     /** The tag is a user tag: the bits of the mask have their meanings of the user vocabulary. */
     bool userTag = false;
     std::vector<pid_t> pids;
-    /** Numbers that were given as process ids and are not looked at: too large, or too many. */
-    size_t ignoredPids = 0;
 };
 
 /**

@@ -28,7 +28,7 @@ constexpr const char* kProcessor = "/proc/{cpuinfo,stat,loadavg}";
 constexpr const char* kSystem = "/proc/{version,uptime,cmdline,loadavg}";
 constexpr const char* kMemory = "/proc/{meminfo,vmstat}";
 constexpr const char* kMaps = "/proc/PID/maps";
-constexpr const char* kProcesses = "/proc";
+constexpr const char* kProcesses = "/proc/[0-9]*/stat";
 constexpr const char* kMounts = "/proc/mounts";
 constexpr const char* kNone = "";
 
@@ -46,10 +46,9 @@ constexpr Kind kFullKinds[] = {
         {11, "basic", copyFiles, kSystem},
         {11, "properties", listProperties, kNone},
         {11, "mounts", copyFiles, kMounts},
-        {11, "df", listFileSystems, kMounts},
         {15, "net", copyFiles, "/proc/net/{dev,route,tcp,tcp6,udp,udp6,unix}"},
         {17, "cpu_info", copyFiles, kProcessor},
-        {17, "processes", listProcesses, kProcesses},
+        {17, "processes", copyFiles, kProcesses},
         {20, "power", copyFiles, "/sys/class/power_supply/*/uevent"},
         {21, "thermal", copyFiles, "/sys/class/thermal/*/{type,temp}"},
         {22, "perf_buffer", copyFiles, "/sys/kernel/tracing/instances/perf/trace"},
@@ -69,13 +68,12 @@ constexpr Kind kUserKinds[] = {
         {8, "maps", copyFiles, kMaps},
         {10, "native_trace", copyFiles, kThreads},
         {11, "last_kmsg", copyFiles, "/sys/fs/pstore/*"},
-        {12, "processes", listProcesses, kProcesses},
+        {12, "processes", copyFiles, kProcesses},
         {13, "meminfo", copyFiles, "/proc/meminfo"},
         {14, "zone_info", copyFiles, "/proc/zoneinfo"},
         {15, "block_io", copyFiles, "/proc/diskstats"},
         {16, "mm_stat", copyFiles, "/proc/vmstat"},
         {18, "properties", listProperties, kNone},
-        {19, "df", listFileSystems, kMounts},
         {20, "mounts", copyFiles, kMounts},
         {23, "proc_basic", copyFiles, kBasics},
         {24, "basic", copyFiles, kSystem},
@@ -123,10 +121,6 @@ void gather(const Request& request, const OutputFolder& folder) {
         }
     }
     if (!unknown.empty()) folder.add("not_gathered.note", unknown);
-    if (request.ignoredPids != 0) {
-        folder.add("pids.note", "process ids too large or too many: " +
-                                        std::to_string(request.ignoredPids) + " ignored\n");
-    }
 }
 
 }  // namespace sim

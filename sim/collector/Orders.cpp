@@ -7,11 +7,12 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
-#include <time.h>
 
 #include <algorithm>
+#include <chrono>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "sim/Files.h"
 #include "sim/collector/Arguments.h"
@@ -35,7 +36,7 @@ std::string ignoredSignals() {
 /** Open descriptors as `fd N TARGET`. */
 std::string openDescriptors() {
     std::string result;
-    std::istringstream lines(readLinks("/proc/self/fd").text);
+    std::istringstream lines(readLinks(kOwnDescriptors).text);
     for (std::string line; std::getline(lines, line);)
         result += "fd " + line + '\n';
     return result;
@@ -51,31 +52,15 @@ bool appendRecord(int count, char** arguments) {
     return writeAll(record.get(), block);
 }
 
-void sleepFor(double seconds) {
-    timespec rest{static_cast<time_t>(seconds), 0};
-    rest.tv_nsec = static_cast<long>((seconds - static_cast<double>(rest.tv_sec)) * 1e9);
-    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
-    }
-}
-
-/** The number of an order, from 0 to `most`; negative when there is none. */
-double numberOf(const std::string& text, double most) {
-    char* end = nullptr;
-    const double number = strtod(text.c_str(), &end);
-    const bool good = !text.empty() && *end == '\0' && number >= 0 && number <= most;
-    return good ? number : -1;
-}
-
 bool obey(const std::string& order, const std::string& value, int count, char** arguments) {
-    if (order == "record" && value.empty()) return appendRecord(count, arguments);
+    const int number = atoi(value.c_str());
+    if (order == "record") return appendRecord(count, arguments);
+    if (order == "exit") exit(number);
     if (order == "sleep") {
-        const double seconds = numberOf(value, 3600);
-        if (seconds >= 0) sleepFor(seconds);
-        return seconds >= 0;
+        std::this_thread::sleep_for(std::chrono::duration<double>(strtod(value.c_str(), nullptr)));
+        return true;
     }
-    const int number = static_cast<int>(numberOf(value, 255));
-    if (order == "exit" && number >= 0) exit(number);
-    if (order != "signal" || number <= 0) return false;
+    if (order != "signal") return false;
     // Some arrive here ignored; the order is to die of it.
     signal(number, SIG_DFL);
     return raise(number) == 0;

@@ -6,17 +6,14 @@
 #include <errno.h>
 #include <glob.h>
 #include <limits.h>
-#include <mntent.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/klog.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <map>
 #include <memory>
-#include <string_view>
 #include <vector>
 
 #include "sim/Files.h"
@@ -28,29 +25,6 @@ constexpr size_t kMaxBytes = 8 * 1024 * 1024;
 
 std::string reason(const std::string& path, int error) {
     return path + ": " + strerror(error);
-}
-
-/** Names in a folder that are numbers, in their order. */
-std::vector<int> numbersIn(const std::string& folder, int* error) {
-    std::vector<int> numbers;
-    const std::unique_ptr<DIR, int (*)(DIR*)> open(opendir(folder.c_str()), closedir);
-    *error = open == nullptr ? errno : 0;
-    if (open == nullptr) return numbers;
-    while (const dirent* entry = readdir(open.get())) {
-        const std::string_view name = entry->d_name;
-        if (name.find_first_not_of("0123456789") != std::string_view::npos) continue;
-        numbers.push_back(atoi(entry->d_name));
-    }
-    std::sort(numbers.begin(), numbers.end());
-    return numbers;
-}
-
-/** The value of one line of a process's status file, such as "Name"; "-" when there is none. */
-std::string statusField(const std::string& status, const std::string& name) {
-    const size_t line = status.find('\n' + name + ":\t");
-    if (line == std::string::npos) return "-";
-    const size_t start = status.find_first_not_of(" \t", line + name.size() + 2);
-    return status.substr(start, status.find('\n', start) - start);
 }
 
 }  // namespace
@@ -80,56 +54,21 @@ Gathered copyFiles(const std::string& pattern) {
 }
 
 Gathered readLinks(const std::string& folder) {
-    Gathered result;
-    int error = 0;
-    for (const int number : numbersIn(folder, &error)) {
-        const std::string path = folder + '/' + std::to_string(number);
+    std::map<int, std::string> targets;
+    const std::unique_ptr<DIR, int (*)(DIR*)> open(opendir(folder.c_str()), closedir);
+    if (open == nullptr) return {"", reason(folder, errno)};
+    while (const dirent* entry = readdir(open.get())) {
         char target[PATH_MAX];
-        const ssize_t length = readlink(path.c_str(), target, sizeof(target));
-        // Closed meanwhile, as the one that listed the folder is when the folder is our own.
-        if (length < 0 && errno == ENOENT) continue;
-        result.text += std::to_string(number) + ' ';
-        result.text += length < 0 ? std::string("?") : std::string(target, length);
-        result.text += '\n';
+        const ssize_t length = readlinkat(dirfd(open.get()), entry->d_name, target, sizeof(target));
+        const int number = atoi(entry->d_name);
+        // What lists a folder of our own is there for this moment.
+        if (length >= 0 && (number != dirfd(open.get()) || folder != kOwnDescriptors))
+            targets[number] = std::string(target, length);
     }
-    result.problem = error != 0 ? reason(folder, error) : folder + ": empty";
-    return result;
-}
-
-Gathered listProcesses(const std::string& folder) {
     Gathered result;
-    int error = 0;
-    for (const int pid : numbersIn(folder, &error)) {
-        std::string status = "\n";
-        // A process that has just ended is no failure.
-        if (readFile(folder + '/' + std::to_string(pid) + "/status", kMaxBytes, &status) != 0) {
-            continue;
-        }
-        result.text += std::to_string(pid);
-        for (const char* field : {"PPid", "State", "VmRSS", "Name"}) {
-            result.text += '\t' + statusField(status, field);
-        }
-        result.text += '\n';
-    }
-    result.problem = reason(folder, error);
-    return result;
-}
-
-Gathered listFileSystems(const std::string& mounts) {
-    Gathered result;
-    const std::unique_ptr<FILE, int (*)(FILE*)> table(setmntent(mounts.c_str(), "re"), endmntent);
-    if (table == nullptr) return {"", reason(mounts, errno)};
-    char line[4 * PATH_MAX];
-    mntent entry{};
-    while (getmntent_r(table.get(), &entry, line, sizeof(line)) != nullptr) {
-        struct statvfs space {};
-        if (statvfs(entry.mnt_dir, &space) != 0 || space.f_blocks == 0) continue;
-        const unsigned long long unit = space.f_frsize;
-        result.text += std::string(entry.mnt_dir) + '\t' + entry.mnt_type + "\tbytes " +
-                       std::to_string(space.f_blocks * unit) + "\tfree " +
-                       std::to_string(space.f_bavail * unit) + '\n';
-    }
-    result.problem = mounts + ": no file system has a size";
+    for (const auto& [number, target] : targets)
+        result.text += std::to_string(number) + ' ' + target + '\n';
+    result.problem = folder + ": empty";
     return result;
 }
 

@@ -16,12 +16,11 @@ using Source = Gathered (*)(const std::string& path);
 
 /** The files that match, each under its name. A shell's pattern with `*` and `{a,b}`. */
 Gathered copyFiles(const std::string& pattern);
+/** The folder of our own open descriptors. */
+inline constexpr char kOwnDescriptors[] = "/proc/self/fd";
+
 /** What each entry of a folder of links leads to, such as a process's open descriptors. */
 Gathered readLinks(const std::string& folder);
-/** A line for each process: id, parent, state, resident memory, name. `folder` is /proc. */
-Gathered listProcesses(const std::string& folder);
-/** Size and room of every file system in a table of mounts. */
-Gathered listFileSystems(const std::string& mounts);
 /** All system properties, sorted. */
 Gathered listProperties(const std::string&);
 /** The kernel's log buffer. */

@@ -3,14 +3,11 @@
 #include <signal.h>
 #include <stdint.h>
 #include <string.h>
-#include <time.h>
 
 #include <chrono>
-#include <map>
 #include <set>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #include "sim/Files.h"
 #include "sim/Folders.h"
@@ -33,12 +30,6 @@ constexpr DatabaseKind kKinds[] = {
         {"debug.zul.aee.db.connsysdump", {"db.fatal.connsysdump.dbg", "fatal.connsysdump.00.dbg"}},
 };
 
-struct Found {
-    std::string path;
-    timespec changed;
-};
-using FilesByName = std::map<std::string, Found>;
-
 bool isRequested(const DatabaseKind& kind) {
     char value[PROPERTY_VALUE_MAX];
     property_get(kind.property, value, "");
@@ -48,24 +39,6 @@ bool isRequested(const DatabaseKind& kind) {
 bool belongsTo(const DatabaseKind& kind, const std::string& name) {
     return name.find(kind.names[0]) != std::string::npos ||
            name.find(kind.names[1]) != std::string::npos;
-}
-
-bool isNewer(const timespec& one, const timespec& other) {
-    return std::tie(one.tv_sec, one.tv_nsec) > std::tie(other.tv_sec, other.tv_nsec);
-}
-
-/** The regular files of a kind; of several with one name the newest, as only one can be copied. */
-FilesByName findFiles(const DatabaseKind& kind) {
-    FilesByName files;
-    const sim::FolderWalk walk = sim::walkFolder(kSourceFolder, FTS_NOCHDIR);
-    if (walk == nullptr) return files;
-    while (const FTSENT* entry = fts_read(walk.get())) {
-        if (entry->fts_info != FTS_F || !belongsTo(kind, entry->fts_name)) continue;
-        const Found found{entry->fts_path, entry->fts_statp->st_mtim};
-        const auto [known, isNew] = files.emplace(entry->fts_name, found);
-        if (!isNew && isNewer(found.changed, known->second.changed)) known->second = found;
-    }
-    return files;
 }
 
 /** Copies a file under its own name. Returns an empty text, or what went wrong. */
@@ -87,11 +60,12 @@ class Copier {
             mTried.clear();
             return;
         }
-        for (const auto& [name, file] : findFiles(mKind)) {
-            if (!mTried.insert(file.path).second) continue;
-            const std::string error = copy(name, file.path);
-            printf("copier: %s\n",
-                   (error.empty() ? "copied " + file.path : "cannot copy " + error).c_str());
+        const sim::FolderWalk walk = sim::walkFolder(kSourceFolder, FTS_NOCHDIR);
+        while (const FTSENT* entry = walk != nullptr ? fts_read(walk.get()) : nullptr) {
+            const bool wanted = entry->fts_info == FTS_F && belongsTo(mKind, entry->fts_name);
+            if (!wanted || !mTried.insert(entry->fts_path).second) continue;
+            const std::string error = copy(entry->fts_name, entry->fts_path);
+            printf("copier: %s\n", error.empty() ? entry->fts_path : error.c_str());
         }
     }
 
