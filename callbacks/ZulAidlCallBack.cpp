@@ -6,6 +6,9 @@ namespace zul {
 
 using ndk::ScopedAStatus;
 
+// Success says that the event was taken, never what became of it. The request takes copies of the texts: they
+// are the call's and end with it.
+
 ZulAidlCallBack::ZulAidlCallBack(ZulService* service) : mService(service) {}
 ZulAidlCallBack::~ZulAidlCallBack() = default;
 

@@ -8,6 +8,8 @@ using android::hardware::hidl_string;
 using android::hardware::Return;
 using android::hardware::Void;
 
+// As over AIDL: always success, and the request's own copies of the texts.
+
 ZulCallBack::ZulCallBack(ZulService* service) : mService(service) {}
 ZulCallBack::~ZulCallBack() = default;
 
