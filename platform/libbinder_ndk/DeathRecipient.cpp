@@ -37,7 +37,8 @@ struct AIBinder_DeathRecipient {
 AIBinder_DeathRecipient* AIBinder_DeathRecipient_new(
         AIBinder_DeathRecipient_onBinderDied onBinderDied) {
     if (onBinderDied == nullptr) return nullptr;
-    return new AIBinder_DeathRecipient{std::make_shared<Functions>(Functions{onBinderDied, nullptr})};
+    return new AIBinder_DeathRecipient{
+            std::make_shared<Functions>(Functions{onBinderDied, nullptr})};
 }
 
 void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,

@@ -40,10 +40,11 @@ AIBinder* AServiceManager_checkService(const char* instance) {
 AIBinder* AServiceManager_waitForService(const char* instance) {
     if (instance == nullptr) return nullptr;
     const auto warn = [instance] {
-        __android_log_print(ANDROID_LOG_WARN, "ServiceManagerCppClient",
-                            "Waited one second for %s (is service started? Number of threads started "
-                            "in the threadpool: %zu. Are binder threads started and available?)",
-                            instance, ProcessState::self()->getThreadPoolMaxTotalThreadCount());
+        __android_log_print(
+                ANDROID_LOG_WARN, "ServiceManagerCppClient",
+                "Waited one second for %s (is service started? Number of threads started "
+                "in the threadpool: %zu. Are binder threads started and available?)",
+                instance, ProcessState::self()->getThreadPoolMaxTotalThreadCount());
     };
     return AIBinder_fromPlatformBinder(
             android::fromTransport(transport::Domain::binder().waitFor(instance, warn)));
