@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "tests/support/ZulctlTest.h"
-#include "zulctl/Processes.h"
+#include "zulctl/store/Processes.h"
 
 namespace zulctl::test {
 namespace {

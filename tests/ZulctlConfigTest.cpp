@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "tests/support/ZulctlTest.h"
-#include "zulctl/ConfigCheck.h"
-#include "zulctl/Masks.h"
+#include "zulctl/commands/ConfigCheck.h"
+#include "zulctl/commands/Masks.h"
 
 namespace zulctl::test {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "zulctl/Events.h"
+#include "zulctl/log/Events.h"
 
 #include <algorithm>
 

@@ -103,8 +103,7 @@ std::string counted(size_t number, const char* what) {
 }
 
 void JsonObject::addName(std::string_view name) {
-    if (mText.size() > 1) mText += ',';
-    mText.append("\"").append(name).append("\":");
+    mText.append(",\"").append(name).append("\":");
 }
 
 namespace {
@@ -168,12 +167,6 @@ JsonObject& JsonObject::add(std::string_view name, const std::vector<std::string
         appendJsonText(mText, isUtf8(text) ? text : printable(text));
     }
     mText += ']';
-    return *this;
-}
-
-JsonObject& JsonObject::add(std::string_view name, const JsonObject& inner) {
-    addName(name);
-    mText += inner.text();
     return *this;
 }
 

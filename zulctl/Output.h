@@ -28,8 +28,6 @@ class JsonObject {
   public:
     /** One of --json, which begins with {"v":1. */
     JsonObject() : mText("{\"v\":1") {}
-    /** One of another format, empty at first. */
-    static JsonObject ofOtherFormat() { return JsonObject("{"); }
 
     /** A text, in the member `name`_hex when it is no UTF-8. */
     JsonObject& add(std::string_view name, std::string_view text);
@@ -43,13 +41,10 @@ class JsonObject {
     JsonObject& add(std::string_view name, bool value);
     JsonObject& addNull(std::string_view name);
     JsonObject& add(std::string_view name, const std::vector<std::string>& texts);
-    JsonObject& add(std::string_view name, const JsonObject& inner);
 
     std::string text() const { return mText + "}"; }
 
   private:
-    explicit JsonObject(const char* start) : mText(start) {}
-
     void addName(std::string_view name);
 
     std::string mText;

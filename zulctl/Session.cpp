@@ -4,13 +4,6 @@
 
 namespace zulctl {
 
-namespace {
-
-/** Of what is told; a hostile store has a problem in each of its folders. */
-constexpr size_t kMostKept = 5;
-
-}  // namespace
-
 const Store* Session::openStore(bool mustBe) {
     if (!mTriedStore) {
         mTriedStore = true;
@@ -45,7 +38,6 @@ Status Session::wrongCall(std::string_view text) {
 }
 
 void Session::say(std::string_view text) {
-    if (mTold.size() < kMostKept) mTold.emplace_back(text);
     fprintf(mErr, "zulctl: %s\n", printable(text).c_str());
 }
 

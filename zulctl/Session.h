@@ -7,11 +7,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "zulctl/Command.h"
 #include "zulctl/Output.h"
-#include "zulctl/Store.h"
+#include "zulctl/store/Store.h"
 
 namespace zulctl {
 
@@ -52,8 +51,6 @@ class Session {
     Status wrongCall(std::string_view text);
 
     bool hadProblem() const { return mHadProblem; }
-    /** The first problems and remarks. */
-    const std::vector<std::string>& told() const { return mTold; }
 
   private:
     void say(std::string_view text);
@@ -66,7 +63,6 @@ class Session {
     std::unique_ptr<Store> mStore;
     bool mTriedStore = false;
     bool mHadProblem = false;
-    std::vector<std::string> mTold;
 };
 
 }  // namespace zulctl
