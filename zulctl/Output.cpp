@@ -171,7 +171,11 @@ JsonObject& JsonObject::add(std::string_view name, const std::vector<std::string
 }
 
 void Output::print(const JsonObject& object) {
-    line(object.text());
+    line(mStart + object.text() + "}");
+}
+
+void Output::setDevice(std::string_view name) {
+    mStart = "{\"v\":1" + JsonObject().add("device", name).text();
 }
 
 void Output::line(std::string_view text) {

@@ -2,7 +2,19 @@
 
 #include "zulctl/Session.h"
 
+#include <stdlib.h>
+
 namespace zulctl {
+
+Session::Session(const Options& options, const char* command, FILE* out, FILE* err)
+      : mOptions(options), mCommand(command), mErr(err), mOut(out, options.json, options.legend) {
+    if (!options.root) return;
+    // "." and "copy/.." are folders with names too.
+    const std::unique_ptr<char, decltype(&free)> path(realpath(options.root->c_str(), nullptr),
+                                                      free);
+    const std::string_view text = path != nullptr ? path.get() : std::string_view(*options.root);
+    mOut.setDevice(text.substr(text.rfind('/') + 1));
+}
 
 const Store* Session::openStore(bool mustBe) {
     if (!mTriedStore) {

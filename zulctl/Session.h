@@ -26,11 +26,7 @@ class Session {
         bool legend = true;
     };
 
-    Session(const Options& options, const char* command, FILE* out, FILE* err)
-          : mOptions(options),
-            mCommand(command),
-            mErr(err),
-            mOut(out, options.json, options.legend) {}
+    Session(const Options& options, const char* command, FILE* out, FILE* err);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 

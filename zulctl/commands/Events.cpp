@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <charconv>
 #include <map>
 
 #include "zulctl/Session.h"
@@ -25,7 +26,8 @@ void addSpan(JsonObject& object, const char* name, LogTime start, LogTime end) {
 
 JsonObject toJson(const Event& event) {
     JsonObject object;
-    object.add("time", formatLogTime(event.start))
+    object.add("event", "capture")
+            .add("time", formatLogTime(event.start))
             .add("tag", event.tag)
             .add("outcome", outcomeName(event.outcome))
             .add("dropped", isDropped(event.outcome))
@@ -44,6 +46,35 @@ JsonObject toJson(const Event& event) {
     object.add("daemon", static_cast<int64_t>(event.daemon))
             .add("thread", static_cast<int64_t>(event.thread));
     return object;
+}
+
+/** What --json tells besides events of the engine's. */
+struct Turn {
+    LineRole role;
+    const char* name;
+};
+
+constexpr Turn kTurns[] = {
+        {LineRole::DAEMON_START, "daemon-start"},
+        {LineRole::ENGINE_GONE, "engine-gone"},
+        {LineRole::ENGINE_BACK, "engine-back"},
+};
+
+void printTurn(Output& out, const LogLine& line) {
+    for (const Turn& turn : kTurns) {
+        if (turn.role != line.role()) continue;
+        JsonObject object;
+        object.add("event", turn.name)
+                .add("time", formatLogTime(line.time))
+                .add("daemon", static_cast<int64_t>(line.process));
+        if (turn.role == LineRole::ENGINE_BACK) {
+            const std::string_view text = line.fields[0];
+            int64_t number = 0;
+            std::from_chars(text.data(), text.data() + text.size(), number);
+            object.add("thread_number", number);
+        }
+        out.print(object);
+    }
 }
 
 /** Why, or what was made of it. */
@@ -98,7 +129,11 @@ Status runEvents(Session& session, const Arguments& arguments) {
                       {"PROCESS", 7},
                       {"RESULT", 0}});
     Totals totals;
-    readEvents(session, false, [&](const Event& event) {
+    const bool all = !onlyDropped && arguments.operands.empty();
+    const auto takeLine = [&](const LogLine& line) {
+        if (out.json() && all) printTurn(out, line);
+    };
+    const auto takeEvent = [&](const Event& event) {
         if (onlyDropped && !isDropped(event.outcome)) return;
         if (!arguments.operands.empty() && event.tag != arguments.operands[0]) return;
         totals.add(event);
@@ -108,7 +143,8 @@ Status runEvents(Session& session, const Arguments& arguments) {
             table.row({formatLogSecond(event.start), event.whole ? tookOf(event).text() : "",
                        outcomeName(event.outcome), event.tag, event.processes, resultOf(event)});
         }
-    });
+    };
+    readEvents(session, false, takeEvent, takeLine);
     out.legend(totals.text());
     return totals.count() > 0 ? Status::FINE : Status::NOTHING;
 }
