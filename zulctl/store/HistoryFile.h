@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <stddef.h>
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "rules/HistoryRecord.h"
+#include "zulctl/WallTime.h"
+
+namespace zulctl {
+
+/** A line of the history that is a record of the daemon. */
+struct HistoryLine {
+    zul::HistoryRecord record;
+    WallTime time = 0;
+};
+
+/** The record that stands in `line`; nothing when the daemon writes no such line. */
+std::optional<HistoryLine> readHistoryLine(std::string_view line);
+
+/** The lines of a history from its end to its start, read at once; what is appended later is not among them. */
+class HistoryFile {
+  public:
+    /** A million lines. What anybody has put before these is not read. */
+    static constexpr size_t kMostBytes = size_t{128} << 20;
+
+    /** `fd` stays the caller's; -1 for a history without lines. */
+    explicit HistoryFile(int fd);
+
+    /** The record before; nothing at the start. */
+    std::optional<HistoryLine> previous();
+    /** The line before as it stands, without its end. */
+    std::optional<std::string_view> previousText();
+    /** Goes back to the last line, or to where one was left off. */
+    size_t position() const { return mEnd; }
+    void seek(size_t position) { mEnd = position; }
+    void seekEnd() { mEnd = mSize; }
+
+    /**
+     * Lines so far that are no records; but not what stands behind the last line end, which may be in the
+     * making.
+     */
+    size_t strangeLines() const { return mStrangeLines; }
+    /** True after a read that failed: what is before was not seen. */
+    bool failed() const { return mFailed; }
+    /** It is longer than what is read of it. */
+    bool wasCut() const { return mCut; }
+
+  private:
+    std::unique_ptr<char[]> mText;
+    size_t mSize = 0;
+    /** Behind the line that comes next. */
+    size_t mEnd = 0;
+    bool mFailed = false;
+    bool mCut = false;
+    size_t mStrangeLines = 0;
+};
+
+}  // namespace zulctl
