@@ -127,8 +127,12 @@ std::optional<bool> Device::fire(const Event& event) {
     return answer->find(" ok ") != std::string::npos;
 }
 
-size_t Device::descriptors() const {
-    return entries("/proc/" + std::to_string(mDaemon) + "/fd");
+size_t Device::openFiles() const {
+    std::error_code error;
+    const fs::directory_iterator descriptors("/proc/" + std::to_string(mDaemon) + "/fd", error);
+    return static_cast<size_t>(std::count_if(descriptors, {}, [&](const auto& entry) {
+        return fs::read_symlink(entry, error).string().starts_with('/');
+    }));
 }
 
 size_t Device::children() const {

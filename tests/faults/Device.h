@@ -50,7 +50,8 @@ class Device {
     std::optional<bool> fire(const Event& event);
     time_t now() const { return mNow; }
 
-    size_t descriptors() const;
+    /** Without sockets and the like: how many connections there are is the platform layer's affair. */
+    size_t openFiles() const;
     size_t children() const;
     /** None when the daemon's lock cannot be had. */
     std::optional<Tables> tables();

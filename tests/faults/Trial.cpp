@@ -131,15 +131,10 @@ std::string Trial::checkProcess() {
     if (!mDevice.settle())
         return mDevice.isAlive() ? "the threads do not come to rest" : "the daemon ended";
     if (mDevice.children() > 0) return "a child is left";
-    // Who took the wrong binder first keeps the set of what that one waits for.
-    const size_t kept =
-            contains(mDevice.log(), "aidlbinder") && contains(mDevice.log(), "thread from hidl.");
-    if (mDescriptors == 0) mDescriptors = mDevice.descriptors() - kept;
-    // A thread may have yet to wake for what an engine held that has just died.
-    size_t descriptors = 0;
-    eventually([&] { return (descriptors = mDevice.descriptors() - kept) <= mDescriptors; });
-    if (descriptors <= mDescriptors) return "";
-    return std::to_string(descriptors - mDescriptors) + " descriptors more than before";
+    if (mOpenFiles == 0) mOpenFiles = mDevice.openFiles();
+    // The thread that watches the engine has one open now and then.
+    const bool closed = eventually([this] { return mDevice.openFiles() <= mOpenFiles; });
+    return closed ? "" : "a file is left open";
 }
 
 std::string Trial::checkCounts(const Fault& fault) {

@@ -39,7 +39,7 @@ class Trial {
 
     Device& mDevice;
     const Kind& mKind;
-    size_t mDescriptors = 0;
+    size_t mOpenFiles = 0;
     /** By how much global pruning has lowered the count below what is listed. */
     int64_t mDrift = 0;
     bool mRegistered = true;
