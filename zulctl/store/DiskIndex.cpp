@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "zulctl/store/DiskIndex.h"
+#include "zulctl/store/ArchiveName.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -8,13 +9,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <unordered_map>
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"
 #include "base/Text.h"
 #include "rules/ArchiveName.h"
-#include "rules/KeepRule.h"
 
 namespace zulctl {
 
@@ -79,7 +78,7 @@ void DiskIndex::list(const CaptureFolder& folder,
 }
 
 bool DiskIndex::add(uint32_t folder, std::string_view name, bool isFolder) {
-    const auto parts = zul::parseArchiveName(name);
+    const auto parts = parseArchiveName(name);
     if (!parts || !parts->tag.starts_with(mFolders[folder].name)) return false;
     const auto time = parseNameTime(parts->time);
     if (!time) return false;
@@ -139,28 +138,6 @@ DiskEntry* DiskIndex::find(std::string_view archivePath) {
 
 std::string DiskIndex::pathOf(const DiskEntry& entry) const {
     return folderOf(entry).path + std::string(nameOf(entry));
-}
-
-void DiskIndex::applyKeepRule() {
-    std::unordered_map<std::string_view, std::vector<DiskEntry*>> tags;
-    for (DiskEntry& entry : mEntries) {
-        // The daemon lists again what lies in a root itself.
-        if (entry.hasArchive && folderOf(entry).isTypeFolder())
-            tags[tagOf(entry)].push_back(&entry);
-    }
-    const auto older = [this](const DiskEntry* a, const DiskEntry* b) {
-        return a->time != b->time ? a->time < b->time : nameOf(*a) < nameOf(*b);
-    };
-    for (auto& [tag, archives] : tags) {
-        std::sort(archives.begin(), archives.end(), older);
-        // A user build has folders of its own, and keeps less; the newest tells what this is.
-        const bool userBuild = folderOf(*archives.back()).name.size() == zul::kUserTypePrefixLength;
-        // The newest is the one for which the rule makes room.
-        const zul::Range tooMany = zul::archivesToPrune(
-                tag, archives.size() - 1, userBuild ? zul::kUserTagLimit : zul::kTagLimit);
-        for (size_t i = 0; i < tooMany.count; i++)
-            archives[tooMany.first + i]->unlisted = true;
-    }
 }
 
 }  // namespace zulctl
