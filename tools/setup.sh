@@ -39,6 +39,8 @@ install_packages() {
     fi
     while read -r package use; do
         [[ $use = demo || " $use " = *" $1 "* ]] || continue
+        # A Node.js that is not Debian's brings its own, and no other can be there.
+        [[ $package != npm ]] || ! command -v npm >/dev/null || continue
         [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) = installed ]] \
             || missing+=("$package")
     done < <(sed 's/#.*//' tools/packages.txt)
