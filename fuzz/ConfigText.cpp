@@ -11,7 +11,7 @@
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
 #include "service/ZulService.h"
-#include "zulctl/ConfigCheck.h"
+#include "zulctl/commands/ConfigCheck.h"
 
 namespace zul::fuzz {
 

@@ -11,7 +11,7 @@
 #include "base/Files.h"
 #include "fuzz/support/Zulctl.h"
 #include "tests/support/LogText.h"
-#include "zulctl/Events.h"
+#include "zulctl/log/Events.h"
 
 namespace zul::fuzz {
 

@@ -15,7 +15,7 @@
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
 #include "fuzz/support/Zulctl.h"
-#include "zulctl/HistoryFile.h"
+#include "zulctl/store/HistoryFile.h"
 
 namespace zul::fuzz {
 

@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "tests/support/ZulctlTest.h"
-#include "zulctl/Processes.h"
+#include "zulctl/store/Processes.h"
 
 namespace zulctl::test {
 namespace {
@@ -93,7 +93,7 @@ TEST_F(CleanTest, RemovesWhatCollectorsLeftAndNothingThatRuns) {
 
     const Result removed = call({"clean", "-f", "--json"});
     EXPECT_EQ(removed.status, 0);
-    EXPECT_THAT(removed.out, HasSubstr("{\"v\":1,\"path\":\"" + logo +
+    EXPECT_THAT(removed.out, HasSubstr("{\"v\":1,\"device\":\"\",\"path\":\"" + logo +
                                        "\",\"state\":\"left\",\"size\":7,\"removed\":true}\n"));
     EXPECT_FALSE(exists(kLeft));
     EXPECT_FALSE(exists(packed));

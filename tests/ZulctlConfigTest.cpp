@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "tests/support/ZulctlTest.h"
-#include "zulctl/ConfigCheck.h"
-#include "zulctl/Masks.h"
+#include "zulctl/commands/ConfigCheck.h"
+#include "zulctl/commands/Masks.h"
 
 namespace zulctl::test {
 
@@ -172,9 +172,12 @@ TEST_F(ConfigCommandTest, ShowsWhatTheNextStartHas) {
               "tag B\n"
               "2 entries\n");
     const Result json = onCopy({"--json", "config", "show"});
-    EXPECT_THAT(json.out, StartsWith(R"({"v":1,"tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
-                                     R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
-                                     "\n"));
+    EXPECT_THAT(
+            json.out,
+            StartsWith(
+                    R"({"v":1,"device":"data","tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
+                    R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
+                    "\n"));
 }
 
 TEST_F(ConfigCommandTest, TellsWhenThereIsNothingToShow) {
@@ -207,10 +210,11 @@ TEST_F(ConfigCommandTest, ChecksAText) {
               "      error: of the value only '\\xff' counts\n"
               "2 records, 2 errors, 1 warning\n");
     const Result json = call({"--json", "config", "check", at("/text")});
-    EXPECT_THAT(json.out, StartsWith(R"({"v":1,"kind":"item","record":1,"item":1,"text":"tag:A",)"
-                                     R"("sets":"tag","value":"A"})"
-                                     "\n"));
-    EXPECT_THAT(json.out, HasSubstr(R"({"v":1,"kind":"finding","severity":"error",)"
+    EXPECT_THAT(json.out,
+                StartsWith(R"({"v":1,"device":"","kind":"item","record":1,"item":1,"text":"tag:A",)"
+                           R"("sets":"tag","value":"A"})"
+                           "\n"));
+    EXPECT_THAT(json.out, HasSubstr(R"({"v":1,"device":"","kind":"finding","severity":"error",)"
                                     R"("code":"text-behind-number","record":1,"item":2,)"
                                     R"("message":"counts as 12, without 'abc'"})"
                                     "\n"));
@@ -288,7 +292,7 @@ TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
               "  text +   ;/a#ps\n");
     EXPECT_EQ(
             onCopy({"--json", "config", "match", "0xffff0401", "p"}).out,
-            R"({"v":1,"tag":"0xffff0401","outcome":"passes","legal":true,"refused":false,)"
+            R"({"v":1,"device":"data","tag":"0xffff0401","outcome":"passes","legal":true,"refused":false,)"
             R"("entry":"0xffff04","package":"p","pkgname":"","adds_flag":"0x4","adds_text":";/a#ps"})"
             "\n");
     EXPECT_THAT(call({"config", "match", "0xffff0401", "--with=" + at("/data/ZUL/config")}).out,
@@ -307,9 +311,11 @@ TEST_F(ConfigCommandTest, TagsAreThoseOfFileAndConfiguration) {
               "c             yes    file    -             a text|more\n"
               "d             yes    config  d\n"
               "2 legal of 3 tags\n");
-    EXPECT_THAT(onCopy({"--json", "tags"}).out,
-                StartsWith(R"({"v":1,"tag":"b","legal":false,"from":"file","entry":"b","text":""})"
-                           "\n"));
+    EXPECT_THAT(
+            onCopy({"--json", "tags"}).out,
+            StartsWith(
+                    R"({"v":1,"device":"data","tag":"b","legal":false,"from":"file","entry":"b","text":""})"
+                    "\n"));
     store("");
     EXPECT_EQ(onCopy({"tags"}).status, 1);
     // A user build's store has folders of user tags, and its tag file does not count.
@@ -337,11 +343,11 @@ TEST(MaskCommandTest, ShowsBitsInBothVocabularies) {
             call({"mask", "--", "-9223372036854775808"}).out,
             AllOf(StartsWith("0x8000000000000000 = -9223372036854775808\n"), HasSubstr("\n 63 ")));
     EXPECT_EQ(call({"--json", "mask", "0x40000001"}).out,
-              R"({"v":1,"vocabulary":"full","mask":"0x40000001","decimal":1073741825,)"
+              R"({"v":1,"device":"","vocabulary":"full","mask":"0x40000001","decimal":1073741825,)"
               R"("names":["FLAG_ZUL_BINDER","FLAG_ZUL_DISPLAY"],"aliases":[],"unnamed":"0x0",)"
               R"("unknown":[]})"
               "\n"
-              R"({"v":1,"vocabulary":"user","mask":"0x40000001","decimal":1073741825,)"
+              R"({"v":1,"device":"","vocabulary":"user","mask":"0x40000001","decimal":1073741825,)"
               R"("names":[],"aliases":[],"unnamed":"0x40000001","unknown":[]})"
               "\n");
 }

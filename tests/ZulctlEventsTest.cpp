@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "zulctl/Events.h"
+#include "zulctl/log/Events.h"
 
 #include <algorithm>
 
@@ -400,18 +400,38 @@ TEST(EventsCommandTest, ChoosesByTagAndByOutcome) {
 
 TEST(EventsCommandTest, WritesOneObjectALine) {
     const Result result = callEvents(makeLog(kStory), {"--json"});
-    EXPECT_THAT(result.out,
-                MatchesRegex(R"(\{"v":1,"time":"[0-9]{4}-03-04 05:06:07\.000","tag":"0xffff01",)"
-                             R"("outcome":"captured","dropped":false,"reason":"","detail":"",)"
-                             R"("mask":"0x2c3","processes":"77","text":"a text",)"
-                             R"("archive":"/data/ZUL/0xffff/0xffff01_1\.zul","took_ms":70,)"
-                             R"("preparation_ms":20,"history_ms":20,"collector_ms":20,)"
-                             R"("daemon":5,"thread":6\})"
-                             "\n"
-                             R"(\{.*"tag":"a\\u001b\[2J".*"took_ms":10,"preparation_ms":null.*\})"
-                             "\n"
-                             R"(\{.*"tag_hex":"62ff".*"detail":"com\.x".*\})"
-                             "\n"));
+    EXPECT_THAT(
+            result.out,
+            MatchesRegex(
+                    R"(\{"v":1,"device":"","event":"capture","time":"[0-9]{4}-03-04 05:06:07\.000","tag":"0xffff01",)"
+                    R"("outcome":"captured","dropped":false,"reason":"","detail":"",)"
+                    R"("mask":"0x2c3","processes":"77","text":"a text",)"
+                    R"("archive":"/data/ZUL/0xffff/0xffff01_1\.zul","took_ms":70,)"
+                    R"("preparation_ms":20,"history_ms":20,"collector_ms":20,)"
+                    R"("daemon":5,"thread":6\})"
+                    "\n"
+                    R"(\{.*"tag":"a\\u001b\[2J".*"took_ms":10,"preparation_ms":null.*\})"
+                    "\n"
+                    R"(\{.*"tag_hex":"62ff".*"detail":"com\.x".*\})"
+                    "\n"));
+}
+
+TEST(EventsCommandTest, TellsOfDaemonAndEngineBetween) {
+    const std::string log =
+            makeLog(Lines{"5/5 D ZUL  main start."} + capture() +
+                    Lines{"5/8 W engine is gone", "5/8 I engine is back, thread number=-1"});
+    const std::string json = callEvents(log, {"--json"}).out;
+    EXPECT_THAT(json, MatchesRegex(R"(\{.*"event":"daemon-start","time":"[0-9]{4}-03-04 )"
+                                   R"(05:06:07\.000","daemon":5\})"
+                                   "\n"
+                                   R"(\{.*"event":"capture".*\})"
+                                   "\n"
+                                   R"(\{.*"event":"engine-gone","time":".*\.090","daemon":5\})"
+                                   "\n"
+                                   R"(\{.*"event":"engine-back",.*"thread_number":-1\})"
+                                   "\n"));
+    for (const char* choice : {"0xffff01", "--dropped"})
+        EXPECT_THAT(callEvents(log, {"--json", choice}).out, Not(HasSubstr("daemon-start")));
 }
 
 TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {

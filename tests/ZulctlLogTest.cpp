@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "zulctl/LogFile.h"
+#include "zulctl/log/LogFile.h"
 
 #include <fstream>
 

@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "zulctl/Command.h"
-#include "zulctl/Events.h"
+#include "zulctl/log/Events.h"
 
 namespace zulctl::test {
 

@@ -18,8 +18,7 @@ class TextTest : public testing::TestWithParam<TextCase> {};
 
 TEST_P(TextTest, IsSafeForATerminalAndForJson) {
     EXPECT_EQ(printable(GetParam().bytes), GetParam().printed);
-    EXPECT_EQ(JsonObject().add("t", GetParam().bytes).text(),
-              "{\"v\":1,\"t" + GetParam().json + "}");
+    EXPECT_EQ(JsonObject().add("t", GetParam().bytes).text(), ",\"t" + GetParam().json);
 }
 
 const TextCase kTextCases[] = {

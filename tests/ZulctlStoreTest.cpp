@@ -180,6 +180,9 @@ TEST_F(ListTest, EveryCopyOfAStoreWillDo) {
         const Result result = call({"--root", at(root), "list"});
         EXPECT_THAT(result.out, HasSubstr("2 captures, ")) << root;
         EXPECT_EQ(result.status, 0) << root;
+        const std::string device = at(root).substr(at(root).rfind('/') + 1);
+        EXPECT_THAT(call({"--json", "--root", at(root) + "/.", "list"}).out,
+                    StartsWith("{\"v\":1,\"device\":\"" + device + "\",\"time\":"));
     }
     std::filesystem::rename(at("/morvfs/stuck_logo"), at("/outside"));
     ASSERT_EQ(symlink(at("/outside").c_str(), at("/morvfs/stuck_logo").c_str()), 0);

@@ -103,8 +103,7 @@ std::string counted(size_t number, const char* what) {
 }
 
 void JsonObject::addName(std::string_view name) {
-    if (mText.size() > 1) mText += ',';
-    mText.append("\"").append(name).append("\":");
+    mText.append(",\"").append(name).append("\":");
 }
 
 namespace {
@@ -171,14 +170,12 @@ JsonObject& JsonObject::add(std::string_view name, const std::vector<std::string
     return *this;
 }
 
-JsonObject& JsonObject::add(std::string_view name, const JsonObject& inner) {
-    addName(name);
-    mText += inner.text();
-    return *this;
+void Output::print(const JsonObject& object) {
+    line(mStart + object.text() + "}");
 }
 
-void Output::print(const JsonObject& object) {
-    line(object.text());
+void Output::setDevice(std::string_view name) {
+    mStart = "{\"v\":1" + JsonObject().add("device", name).text();
 }
 
 void Output::line(std::string_view text) {

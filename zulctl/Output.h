@@ -23,14 +23,9 @@ std::string humanSize(uint64_t bytes);
 /** "1 archive", "2 archives". */
 std::string counted(size_t number, const char* what);
 
-/** A JSON object in one line. */
+/** The members of a JSON object. */
 class JsonObject {
   public:
-    /** One of --json, which begins with {"v":1. */
-    JsonObject() : mText("{\"v\":1") {}
-    /** One of another format, empty at first. */
-    static JsonObject ofOtherFormat() { return JsonObject("{"); }
-
     /** A text, in the member `name`_hex when it is no UTF-8. */
     JsonObject& add(std::string_view name, std::string_view text);
     JsonObject& add(std::string_view name, const std::string& text) {
@@ -43,13 +38,11 @@ class JsonObject {
     JsonObject& add(std::string_view name, bool value);
     JsonObject& addNull(std::string_view name);
     JsonObject& add(std::string_view name, const std::vector<std::string>& texts);
-    JsonObject& add(std::string_view name, const JsonObject& inner);
 
-    std::string text() const { return mText + "}"; }
+    /** Each with a comma before it. */
+    const std::string& text() const { return mText; }
 
   private:
-    explicit JsonObject(const char* start) : mText(start) {}
-
     void addName(std::string_view name);
 
     std::string mText;
@@ -58,9 +51,14 @@ class JsonObject {
 /** Where the results go. */
 class Output {
   public:
-    Output(FILE* file, bool json, bool legend) : mFile(file), mJson(json), mLegend(legend) {}
+    Output(FILE* file, bool json, bool legend) : mFile(file), mJson(json), mLegend(legend) {
+        setDevice("");
+    }
 
     bool json() const { return mJson; }
+
+    /** The device that objects are about from here on; "" is this one. */
+    void setDevice(std::string_view name);
 
     void print(const JsonObject& object);
     /** A line of text as it is: whatever comes from outside has gone through printable(). */
@@ -72,6 +70,8 @@ class Output {
     FILE* const mFile;
     const bool mJson;
     const bool mLegend;
+    /** How all objects begin. */
+    std::string mStart;
 };
 
 /** Lines in columns that are printed as they come: a text that is too wide moves what follows it. */

@@ -2,14 +2,19 @@
 
 #include "zulctl/Session.h"
 
+#include <stdlib.h>
+
 namespace zulctl {
 
-namespace {
-
-/** Of what is told; a hostile store has a problem in each of its folders. */
-constexpr size_t kMostKept = 5;
-
-}  // namespace
+Session::Session(const Options& options, const char* command, FILE* out, FILE* err)
+      : mOptions(options), mCommand(command), mErr(err), mOut(out, options.json, options.legend) {
+    if (!options.root) return;
+    // "." and "copy/.." are folders with names too.
+    const std::unique_ptr<char, decltype(&free)> path(realpath(options.root->c_str(), nullptr),
+                                                      free);
+    const std::string_view text = path != nullptr ? path.get() : std::string_view(*options.root);
+    mOut.setDevice(text.substr(text.rfind('/') + 1));
+}
 
 const Store* Session::openStore(bool mustBe) {
     if (!mTriedStore) {
@@ -45,7 +50,6 @@ Status Session::wrongCall(std::string_view text) {
 }
 
 void Session::say(std::string_view text) {
-    if (mTold.size() < kMostKept) mTold.emplace_back(text);
     fprintf(mErr, "zulctl: %s\n", printable(text).c_str());
 }
 

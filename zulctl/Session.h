@@ -7,11 +7,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "zulctl/Command.h"
 #include "zulctl/Output.h"
-#include "zulctl/Store.h"
+#include "zulctl/store/Store.h"
 
 namespace zulctl {
 
@@ -27,11 +26,7 @@ class Session {
         bool legend = true;
     };
 
-    Session(const Options& options, const char* command, FILE* out, FILE* err)
-          : mOptions(options),
-            mCommand(command),
-            mErr(err),
-            mOut(out, options.json, options.legend) {}
+    Session(const Options& options, const char* command, FILE* out, FILE* err);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
@@ -52,8 +47,6 @@ class Session {
     Status wrongCall(std::string_view text);
 
     bool hadProblem() const { return mHadProblem; }
-    /** The first problems and remarks. */
-    const std::vector<std::string>& told() const { return mTold; }
 
   private:
     void say(std::string_view text);
@@ -66,7 +59,6 @@ class Session {
     std::unique_ptr<Store> mStore;
     bool mTriedStore = false;
     bool mHadProblem = false;
-    std::vector<std::string> mTold;
 };
 
 }  // namespace zulctl

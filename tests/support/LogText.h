@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "zulctl/LogFile.h"
+#include "zulctl/log/LogFile.h"
 
 namespace zulctl::test {
 

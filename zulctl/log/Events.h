@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <stdint.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "zulctl/log/LogFile.h"
+
+namespace zulctl {
+
+/** What became of an event. */
+enum class Outcome {
+    /** Lines of it are missing. */
+    UNKNOWN,
+    /** The collector ended by itself. */
+    CAPTURED,
+    /** The log tells no more than that nothing refused it: debug.zul.dump was off. */
+    PASSED,
+    /** The configuration was updated. */
+    UPDATED,
+    /** A mark in a kernel trace instance. */
+    MARKED,
+    /** The log ends before the event does. */
+    UNDER_WAY,
+    REFUSED,
+    /** The collector ran without a folder. */
+    NO_FOLDER,
+    NO_COLLECTOR,
+    /** The collector was killed. */
+    KILLED,
+    /** The daemon started anew in its midst. */
+    INTERRUPTED,
+};
+
+/** The outcome in one word without blanks. */
+const char* outcomeName(Outcome outcome);
+
+/** True when nothing was kept of the event although a capture, an update or a mark was asked for. */
+bool isDropped(Outcome outcome);
+
+/**
+ * One event, from its first line in the log to its last. Texts hold the log's own bytes, whatever
+ * they are. A time that the log does not tell is kNoTime.
+ */
+struct Event {
+    static constexpr LogTime kNoTime = INT64_MIN;
+
+    /** Empty where no line tells it. */
+    std::string tag;
+    /** The daemon, and the thread that the event came in on. */
+    int32_t daemon = 0;
+    int32_t thread = 0;
+    LogTime start = 0;
+    /** Of the last line; the event may have gone on without one. */
+    LogTime end = 0;
+    // Where its phases begin. Each ends where the next one does, the last one at `end`.
+    LogTime preparationStart = kNoTime;
+    LogTime historyStart = kNoTime;
+    LogTime collectorStart = kNoTime;
+    /** Both its first line and its last one were there: `end - start` is how long it took. */
+    bool whole = false;
+    Outcome outcome = Outcome::UNKNOWN;
+    /** Why, in words of ours, which are the same for all events of a kind; empty for no reason. */
+    const char* reason = "";
+    /** What the reason is about, in the log's words: a package, a path, an error. */
+    std::string detail;
+    /** The mask as the log has it, hexadecimal and without 0x. */
+    std::string mask;
+    /** The process that it is about, or several as the engine named them. */
+    std::string processes;
+    std::string text;
+    /** The capture's folder, and its archive; empty without one. */
+    std::string folder;
+    std::string archive;
+    /** 0 where the log does not tell it. */
+    int32_t collector = 0;
+    /** As they stand in the log; only for those who ask. */
+    std::vector<std::string> lines;
+};
+
+/**
+ * Puts events together from the log's lines: one at a time on each thread. Memory is bounded by the
+ * number of events that are under way at once.
+ */
+class Events {
+  public:
+    /** Of a log that names more threads than any daemon has, those longest silent are given up. */
+    static constexpr size_t kMostOpen = 1024;
+    /** Lines that are kept of one event. */
+    static constexpr size_t kMostLines = 4096;
+
+    explicit Events(bool keepLines = false) : mKeepLines(keepLines) {}
+
+    /** Takes one line; the events that it ends. */
+    std::vector<Event> add(const LogLine& line);
+    /** At the log's end: those that are still open. */
+    std::vector<Event> finish();
+
+  private:
+    struct Open {
+        Event event;
+        /** Its first line was there. */
+        bool begun = false;
+        /** No line before the end tells its tag. */
+        bool nameless = false;
+        /** What is asked for is known; what is left is to do it. */
+        bool described = false;
+        /** A daemon has started since its last line. */
+        bool outlived = false;
+    };
+    /** By daemon and thread. */
+    using OpenEvents = std::map<std::pair<int32_t, int32_t>, Open>;
+    enum class Why { END, NEXT_EVENT, SILENCE };
+
+    void startDaemon(const LogLine& line, std::vector<Event>& ended);
+    void addOfCollector(const LogLine& line);
+    void addOfDaemon(const LogLine& line, std::vector<Event>& ended);
+    static bool beginsAnother(const LogLine& line, const Open* open);
+    /** True when it ends the event. */
+    bool take(const LogLine& line, Open& open) const;
+    /** The event whose collector has written a line; null when that cannot be told. */
+    Open* findWaiting(const LogLine& line);
+    void conclude(OpenEvents::iterator open, Why why, std::vector<Event>& ended);
+    Outcome judge(const Open& open, Why why) const;
+    void giveUpSilent(std::vector<Event>& ended);
+    void keep(const LogLine& line, Event& event) const;
+
+    const bool mKeepLines;
+    OpenEvents mOpen;
+    /** Daemons that have written a line which they write only while debug.zul.dump is on. */
+    std::set<int32_t> mDumping;
+};
+
+}  // namespace zulctl

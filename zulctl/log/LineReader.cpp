@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/log/LineReader.h"
+
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace zulctl {
+
+void LineReader::fill() {
+    memmove(mBuffer.data(), mBuffer.data() + mBegin, mEnd - mBegin);
+    mEnd -= mBegin;
+    mBegin = 0;
+    ssize_t count;
+    do {
+        count = read(mFd, mBuffer.data() + mEnd, mBuffer.size() - mEnd);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) mError = errno;
+    mAtEnd = count <= 0;
+    if (!mAtEnd) mEnd += static_cast<size_t>(count);
+}
+
+bool LineReader::next(Line& line) {
+    for (;;) {
+        const char* const start = mBuffer.data() + mBegin;
+        const size_t length = mEnd - mBegin;
+        const void* const found = memchr(start, '\n', length);
+        size_t size = length;
+        if (found != nullptr) size = static_cast<size_t>(static_cast<const char*>(found) - start);
+        if (found == nullptr && length <= kLongestLine && !mAtEnd) {
+            fill();
+            continue;
+        }
+        if (found == nullptr && length == 0) return false;
+
+        const bool skipped = mSkipping;
+        mSkipping = found == nullptr && !mAtEnd;
+        mBegin += size + (found != nullptr ? 1 : 0);
+        if (skipped) continue;
+        line.text = {start, size < kLongestLine ? size : kLongestLine};
+        line.cut = size > kLongestLine;
+        return true;
+    }
+}
+
+}  // namespace zulctl

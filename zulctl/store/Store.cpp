@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/store/Store.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/Paths.h"
+#include "base/RemoveTree.h"
+#include "base/Text.h"
+
+namespace zulctl {
+
+namespace {
+
+/** Where a copy may have what a device has in /data/ZUL and in /morvfs/stuck_logo. */
+struct Layout {
+    const char* outputRoot;
+    const char* stuckLogoRoots[3];
+};
+
+constexpr Layout kLayouts[] = {
+        {"data/ZUL", {"morvfs/stuck_logo"}},
+        {"ZUL", {"morvfs/stuck_logo", "../morvfs/stuck_logo"}},
+        {".", {"../morvfs/stuck_logo", "../../morvfs/stuck_logo", "morvfs/stuck_logo"}},
+};
+
+/** The folder at a path below `parent`, through no link; else -1 inside, and errno. */
+zul::ScopedFd openPath(int parent, const std::string& path) {
+    zul::ScopedFd folder = zul::openInner(parent, ".");
+    for (const std::string& name : zul::split(path, "/")) {
+        if (folder.ok()) folder = zul::openInner(folder.get(), name.c_str());
+    }
+    return folder;
+}
+
+/** A folder that is any other folder is told from a copy of /data/ZUL by what a store has. */
+bool looksLikeOutputRoot(int folder) {
+    for (const char* name : {"zul_history", "ZUL_TAG.txt", "config", "0xffff", "0xffffff"}) {
+        struct stat status = {};
+        if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+int openRegularAt(int parent, const char* name) {
+    // O_NONBLOCK: a FIFO of that name would wait for a writer.
+    const int fd = openat(parent, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return -1;
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) return fd;
+    close(fd);
+    errno = EINVAL;
+    return -1;
+}
+
+std::string whyNotOpened(int error) {
+    if (error == ELOOP) return "a link, which is not followed";
+    return error == EINVAL ? "no regular file" : strerror(error);
+}
+
+std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& problem) {
+    const auto tell = [&problem](const std::string& path) {
+        problem = path + ": " + strerror(errno);
+        return nullptr;
+    };
+    const auto openStuckLogoRoot = [&tell](int base, const char* path) {
+        zul::ScopedFd folder = openPath(base, path);
+        if (!folder.ok() && errno != ENOENT) tell(zul::kStuckLogoRoot);
+        return folder;
+    };
+    const zul::ScopedFd base(
+            ::open(root ? root->c_str() : "/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!base.ok()) return tell(root.value_or("/"));
+    if (!root) {
+        // Step by step: the "/" at the end of a path would have a link followed.
+        zul::ScopedFd outputRoot = openPath(base.get(), zul::kOutputRoot + 1);
+        if (!outputRoot.ok()) return tell(zul::kOutputRoot);
+        return std::unique_ptr<Store>(
+                new Store(false, std::move(outputRoot),
+                          openStuckLogoRoot(base.get(), zul::kStuckLogoRoot + 1)));
+    }
+
+    for (const Layout& layout : kLayouts) {
+        zul::ScopedFd outputRoot = openPath(base.get(), layout.outputRoot);
+        const bool isBase = strcmp(layout.outputRoot, ".") == 0;
+        if (!outputRoot.ok() || (isBase && !looksLikeOutputRoot(outputRoot.get()))) continue;
+        zul::ScopedFd stuckLogoRoot(-1);
+        for (const char* path : layout.stuckLogoRoots) {
+            if (path != nullptr && !stuckLogoRoot.ok())
+                stuckLogoRoot = openStuckLogoRoot(base.get(), path);
+        }
+        return std::unique_ptr<Store>(
+                new Store(true, std::move(outputRoot), std::move(stuckLogoRoot)));
+    }
+    problem = *root + ": no copy of /data or of /data/ZUL";
+    return nullptr;
+}
+
+zul::ScopedFd Store::openFile(const char* name) const {
+    return zul::ScopedFd(openRegularAt(mOutputRoot.get(), name));
+}
+
+}  // namespace zulctl
