@@ -2,6 +2,7 @@
 
 #include "base/Files.h"
 #include "base/Log.h"
+#include "base/Text.h"
 #include "rules/ConfigText.h"
 #include "service/ZulService.h"
 
@@ -9,9 +10,8 @@ namespace zul {
 
 namespace {
 
-/** Sets the item's field of `entry`, and says so in the log. */
-void parseItem(const std::string& item, ConfigEntry& entry) {
-    const ConfigKeyword* keyword = applyConfigItem(item, entry);
+void logItem(size_t /*record*/, const std::string& /*item*/, const ConfigKeyword* keyword,
+             const ConfigEntry& entry) {
     if (keyword == nullptr) return;
     if (const auto* text = std::get_if<std::string ConfigEntry::*>(&keyword->field)) {
         LOGD(keyword->logFormat, (entry.**text).c_str());
@@ -28,16 +28,7 @@ std::vector<std::string> ZulService::supersplit(const std::string& s,
 }
 
 void ZulService::parseRemoteConfig(std::string& text) {
-    if (text.empty()) return;
-
-    ConfigMerge merge(mRemoteConfigs);
-    for (const std::string& record : configRecords(text)) {
-        zul_struct entry;
-        for (const std::string& item : configItems(record))
-            parseItem(item, entry);
-        merge.add(entry);
-    }
-    admitTags(mRemoteConfigs, mTagTable);
+    mergeConfig(parseConfig(text, logItem), mRemoteConfigs, mTagTable);
 }
 
 void ZulService::writeConfig(std::string path, std::string content) {

@@ -80,16 +80,17 @@ void checkAgain(std::string text) {
 
 /** What zulctl tells of a text, on a daemon that knew no configuration before. */
 void checkToldBefore(const std::string& text) {
-    const zulctl::ConfigReport report = zulctl::checkConfig(text);
+    zulctl::Rules rules;
+    const zulctl::ConfigReport report = zulctl::checkConfig(text, rules);
     const auto& entries = ZulService::mRemoteConfigs;
-    require(std::equal(entries.begin(), entries.end(), report.entries.begin(), report.entries.end(),
+    require(std::equal(entries.begin(), entries.end(), rules.entries.begin(), rules.entries.end(),
                        isSame),
             "zulctl tells of the entries that the daemon has");
-    require(report.hasErrors() || text.empty() || !report.entries.empty(), "a text has entries");
+    require(report.hasErrors() || text.empty() || !rules.entries.empty(), "a text has entries");
     for (const zulctl::ConfigFinding& finding : report.findings) {
         require(finding.record <= report.records.size() &&
                         (finding.item == 0 ||
-                         finding.item <= report.records[finding.record - 1].items.size()),
+                         finding.item <= report.records[finding.record - 1].size()),
                 "a finding is about something");
     }
 }

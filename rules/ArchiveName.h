@@ -4,7 +4,6 @@
 #include <stddef.h>
 #include <time.h>
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,6 +16,9 @@ inline constexpr size_t kUserTypePrefixLength = 8;
 /** How much of `tag` names its type folder. */
 size_t typePrefixLength(std::string_view tag, bool userMode);
 
+/** The name of one folder and a field of one history line is made of the tag. */
+bool makesName(std::string_view tag, size_t prefixLength);
+
 /** Captures of these tags lie in a root of their own. */
 bool isStuckLogo(std::string_view tag);
 
@@ -28,19 +30,5 @@ std::string typeFolder(std::string_view tag, bool userMode);
  * archive's path is this one and kArchiveSuffix.
  */
 std::string captureFolder(std::string_view tag, bool userMode, const tm& now, int fileNum);
-
-/** What the name of a capture folder tells. */
-struct ArchiveName {
-    std::string_view tag;
-    /** As in the name: YYYY_MM_DD_HH_MM_SS. */
-    std::string_view time;
-    int number = 0;
-};
-
-/**
- * Reads the last part of a capture folder's path back, without an archive's suffix; nothing when the
- * daemon gives no such name. The views are into `name`.
- */
-std::optional<ArchiveName> parseArchiveName(std::string_view name);
 
 }  // namespace zul

@@ -7,69 +7,47 @@
 #include <string.h>
 
 #include "base/Text.h"
+#include "rules/TagIndex.h"
 
 namespace zul {
 
-std::vector<std::string> configRecords(const std::string& text) {
-    return split(text, "|");
+namespace {
+
+/** 0 when there is none or it does not fit. */
+int64_t numberAt(const char* text) {
+    errno = 0;
+    const long long value = strtoll(text, nullptr, baseOfNumber(text));
+    return errno != ERANGE ? value : 0;
 }
 
-std::vector<std::string> configItems(const std::string& record) {
-    return split(record, ",");
-}
-
-std::string configItemValue(const std::string& item) {
-    const std::vector<std::string> pieces = split(item, ":");
-    return pieces.empty() ? "" : pieces.back();
-}
-
-const ConfigKeyword* applyConfigItem(const std::string& item, ConfigEntry& entry) {
+const ConfigKeyword* applyItem(const std::string& item, ConfigEntry& entry) {
     for (const ConfigKeyword& keyword : kConfigKeywords) {
         if (!contains(item, keyword.text)) continue;
         std::string value = configItemValue(item);
         if (const auto* text = std::get_if<std::string ConfigEntry::*>(&keyword.field)) {
             entry.** text = std::move(value);
         } else {
-            entry.flag = parseConfigNumber(value.c_str()).value;
+            entry.flag = numberAt(value.c_str());
         }
         return &keyword;
     }
     return nullptr;
 }
 
-ConfigNumber parseConfigNumber(const char* text) {
-    // Not left to strtoll's own base 0: newer C libraries read "0b" as binary there.
-    const char* digits = text + strspn(text, " \t\n\v\f\r");
-    if (*digits == '+' || *digits == '-') digits++;
-    int base = 10;
-    if (digits[0] == '0') base = digits[1] == 'x' || digits[1] == 'X' ? 16 : 8;
-
-    errno = 0;
-    char* end = nullptr;
-    const long long value = strtoll(text, &end, base);
-    const bool fits = errno != ERANGE;
-    return {fits ? value : 0, static_cast<size_t>(end - text), fits, base};
-}
-
-ConfigMerge::ConfigMerge(std::vector<ConfigEntry>& list) : mList(list) {
-    for (size_t i = 0; i < mList.size(); i++)
-        mIndex.add(mList[i].tag, {i});
-}
-
-std::vector<size_t> ConfigMerge::add(const ConfigEntry& entry) {
-    std::vector<size_t> replaced = mIndex.take(entry.tag);
-    if (replaced.empty()) {
-        replaced.push_back(mList.size());
-        mList.emplace_back();
+std::vector<size_t> addEntry(const ConfigEntry& entry, std::vector<ConfigEntry>& entries,
+                             TagIndex& index) {
+    std::vector<size_t> became = index.take(entry.tag);
+    if (became.empty()) {
+        became.push_back(entries.size());
+        entries.emplace_back();
     }
-    for (const size_t i : replaced)
-        mList[i] = entry;
-    mIndex.add(entry.tag, replaced);
-    return replaced;
+    for (const size_t i : became)
+        entries[i] = entry;
+    index.add(entry.tag, became);
+    return became;
 }
 
-void admitTags(const std::vector<ConfigEntry>& entries,
-               std::map<std::string, std::vector<std::string>>& legalTags) {
+void admitTags(const std::vector<ConfigEntry>& entries, LegalTags& legalTags) {
     for (const ConfigEntry& entry : entries) {
         if (entry.enable == "0") {
             legalTags.erase(entry.tag);
@@ -77,6 +55,47 @@ void admitTags(const std::vector<ConfigEntry>& entries,
             legalTags.try_emplace(entry.tag);
         }
     }
+}
+
+}  // namespace
+
+std::string configItemValue(const std::string& item) {
+    const std::vector<std::string> pieces = split(item, ":");
+    return pieces.empty() ? "" : pieces.back();
+}
+
+int baseOfNumber(const char* text) {
+    // Not left to strtoll's own base 0: newer C libraries read "0b" as binary there.
+    const char* digits = text + strspn(text, " \t\n\v\f\r");
+    if (*digits == '+' || *digits == '-') digits++;
+    if (digits[0] != '0') return 10;
+    return digits[1] == 'x' || digits[1] == 'X' ? 16 : 8;
+}
+
+std::vector<ConfigEntry> parseConfig(const std::string& text, const SeeConfigItem& see) {
+    std::vector<ConfigEntry> records;
+    for (const std::string& record : split(text, "|")) {
+        ConfigEntry& entry = records.emplace_back();
+        for (const std::string& item : split(record, ",")) {
+            const ConfigKeyword* const keyword = applyItem(item, entry);
+            see(records.size() - 1, item, keyword, entry);
+        }
+    }
+    return records;
+}
+
+std::vector<std::vector<size_t>> mergeConfig(const std::vector<ConfigEntry>& records,
+                                             std::vector<ConfigEntry>& entries,
+                                             LegalTags& legalTags) {
+    std::vector<std::vector<size_t>> became;
+    if (records.empty()) return became;
+    TagIndex index;
+    for (size_t i = 0; i < entries.size(); i++)
+        index.add(entries[i].tag, {i});
+    for (const ConfigEntry& record : records)
+        became.push_back(addEntry(record, entries, index));
+    admitTags(entries, legalTags);
+    return became;
 }
 
 const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,

@@ -4,13 +4,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
-
-#include "rules/TagIndex.h"
 
 namespace zul {
 
@@ -32,7 +31,6 @@ struct ConfigEntry {
 struct ConfigKeyword {
     /** Looked for anywhere in the item, its value included. */
     const char* text;
-    const char* fieldName;
     /** The daemon's log line, for the field's new value. */
     const char* logFormat;
     std::variant<std::string ConfigEntry::*, int64_t ConfigEntry::*> field;
@@ -40,56 +38,38 @@ struct ConfigKeyword {
 
 /** The first that occurs in an item wins. */
 inline constexpr ConfigKeyword kConfigKeywords[] = {
-        {"tag", "tag", "remoteConfig.tag = %s \n", &ConfigEntry::tag},
-        {"enable", "enable", "remoteConfig.enable = %s \n", &ConfigEntry::enable},
-        {"pkgname", "pkgname", "remoteConfig.pkgname = %s \n", &ConfigEntry::pkgname},
-        {"flag", "flag", "remoteConfig.flag = %lld \n", &ConfigEntry::flag},
-        {"cmd", "cmds", "remoteConfig.cmds = %s \n", &ConfigEntry::cmds},
-        {"path", "paths", "remoteConfig.paths = %s \n", &ConfigEntry::paths},
+        {"tag", "remoteConfig.tag = %s \n", &ConfigEntry::tag},
+        {"enable", "remoteConfig.enable = %s \n", &ConfigEntry::enable},
+        {"pkgname", "remoteConfig.pkgname = %s \n", &ConfigEntry::pkgname},
+        {"flag", "remoteConfig.flag = %lld \n", &ConfigEntry::flag},
+        {"cmd", "remoteConfig.cmds = %s \n", &ConfigEntry::cmds},
+        {"path", "remoteConfig.paths = %s \n", &ConfigEntry::paths},
 };
-
-/** The records of a configuration text, and the items of a record. */
-std::vector<std::string> configRecords(const std::string& text);
-std::vector<std::string> configItems(const std::string& record);
 
 /** What follows the last ":" that is not the item's end, or all of the item. */
 std::string configItemValue(const std::string& item);
 
-/** Sets the field of `entry` that `item` is about; the keyword that decided, or null for none. */
-const ConfigKeyword* applyConfigItem(const std::string& item, ConfigEntry& entry);
+/** The base that the prefix of the number at the start of `text` tells. */
+int baseOfNumber(const char* text);
 
-/** A number as a configuration has it. */
-struct ConfigNumber {
-    /** 0 when there is none or it does not fit. */
-    int64_t value = 0;
-    /** How much of the text was read; 0 when there is no number at its start. */
-    size_t length = 0;
-    bool fits = true;
-    int base = 10;
-};
+/** Sees an item of a record, counted from 0; what decided, null for none; and the record so far. */
+using SeeConfigItem = std::function<void(size_t record, const std::string& item,
+                                         const ConfigKeyword* keyword, const ConfigEntry& entry)>;
 
-/** The number at the start of `text`, in the base that its prefix tells. */
-ConfigNumber parseConfigNumber(const char* text);
+/** The records of a configuration text. */
+std::vector<ConfigEntry> parseConfig(const std::string& text, const SeeConfigItem& see);
 
-/** Merges entries into a list that outlives it and that nobody else changes meanwhile. */
-class ConfigMerge {
-  public:
-    explicit ConfigMerge(std::vector<ConfigEntry>& list);
+/** Tags with the archives that are listed for them. */
+using LegalTags = std::map<std::string, std::vector<std::string>>;
 
-    /**
-     * Overwrites all entries whose tag holds the tag of `entry`, or else adds it at the end; the
-     * numbers of the entries that it became.
-     */
-    std::vector<size_t> add(const ConfigEntry& entry);
-
-  private:
-    std::vector<ConfigEntry>& mList;
-    TagIndex mIndex;
-};
-
-/** Makes tags legal and illegal as the entries say, one after the other. */
-void admitTags(const std::vector<ConfigEntry>& entries,
-               std::map<std::string, std::vector<std::string>>& legalTags);
+/**
+ * Takes the records of one text: each overwrites all entries whose tag holds its tag, or else is added at the
+ * end; then tags become legal and illegal as the entries say, one after the other. For each record the numbers
+ * of the entries that it became.
+ */
+std::vector<std::vector<size_t>> mergeConfig(const std::vector<ConfigEntry>& records,
+                                             std::vector<ConfigEntry>& entries,
+                                             LegalTags& legalTags);
 
 /** The entry that counts for a scene type: the first whose tag occurs in it; null for none. */
 const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,

@@ -57,8 +57,9 @@ Status runShow(Session& session, const Arguments&) {
         return Status::NOTHING;
     }
     Output& out = session.out();
-    const ConfigReport report = checkConfig(*files.config);
-    for (const ConfigEntry& entry : report.entries) {
+    Rules rules;
+    const ConfigReport report = checkConfig(*files.config, rules);
+    for (const ConfigEntry& entry : rules.entries) {
         if (!out.json()) {
             printEntry(out, entry);
             continue;
@@ -67,9 +68,9 @@ Status runShow(Session& session, const Arguments&) {
         addEntry(object, entry);
         out.print(object);
     }
-    out.legend(counted(report.entries.size(), "entry", "entries"));
+    out.legend(counted(rules.entries.size(), "entry", "entries"));
     if (report.hasErrors()) session.remark("it does other than it seems to: see config check");
-    return report.entries.empty() ? Status::NOTHING : Status::FINE;
+    return rules.entries.empty() ? Status::NOTHING : Status::FINE;
 }
 
 /** For instance 2.1. */
@@ -84,7 +85,7 @@ class CheckPrinter {
     void print() {
         mOut.legend("ITEM  SETS     VALUE");
         for (size_t record = 1; record <= mReport.records.size(); record++) {
-            const std::vector<ConfigItem>& items = mReport.records[record - 1].items;
+            const std::vector<ConfigItem>& items = mReport.records[record - 1];
             for (size_t item = 1; item <= items.size(); item++) {
                 printItem(record, item, items[item - 1]);
                 printFindings(record, item);
@@ -97,7 +98,7 @@ class CheckPrinter {
 
   private:
     void printItem(size_t record, size_t item, const ConfigItem& found) {
-        const char* const field = found.keyword != nullptr ? found.keyword->fieldName : "nothing";
+        const std::string field = found.keyword != nullptr ? fieldName(*found.keyword) : "nothing";
         if (mOut.json()) {
             JsonObject object;
             object.add("kind", "item")
@@ -159,7 +160,8 @@ class CheckPrinter {
 Status runCheck(Session& session, const Arguments& arguments) {
     const std::optional<std::string> text = readText(session, arguments.operands[0]);
     if (!text) return Status::PARTLY;
-    const ConfigReport report = checkConfig(*text);
+    Rules rules;
+    const ConfigReport report = checkConfig(*text, rules);
     CheckPrinter(session.out(), report).print();
     return report.hasErrors() ? Status::NOTHING : Status::FINE;
 }

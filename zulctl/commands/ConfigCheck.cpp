@@ -2,10 +2,11 @@
 
 #include "zulctl/commands/ConfigCheck.h"
 
+#include <errno.h>
 #include <stdint.h>
+#include <stdlib.h>
 
 #include <algorithm>
-#include <map>
 #include <set>
 #include <string_view>
 #include <unordered_map>
@@ -32,6 +33,10 @@ constexpr size_t kLongestTag = 255;
 /** Tags that are named of all that one record replaces. */
 constexpr size_t kMostNamed = 5;
 
+std::string nameOf(size_t record) {
+    return record != 0 ? "record " + std::to_string(record) : "what is stored";
+}
+
 constexpr bool kError = true;
 constexpr bool kWarning = false;
 
@@ -39,14 +44,10 @@ std::string quoted(std::string_view text) {
     return "'" + std::string(text) + "'";
 }
 
-std::string ofRecord(size_t number) {
-    return " of record " + std::to_string(number);
-}
-
 /** The keyword that the item's author had in mind; null for a key that is none. */
 const ConfigKeyword* keywordOfKey(std::string_view key) {
     for (const ConfigKeyword& keyword : zul::kConfigKeywords) {
-        if (key == keyword.text || key == keyword.fieldName) return &keyword;
+        if (key == keyword.text || key == fieldName(keyword)) return &keyword;
     }
     return nullptr;
 }
@@ -54,87 +55,86 @@ const ConfigKeyword* keywordOfKey(std::string_view key) {
 /** Goes through a configuration from its first record to its last. */
 class Checker {
   public:
-    explicit Checker(ConfigReport& report) : mReport(report), mMerge(report.entries) {}
+    explicit Checker(Rules& rules) : mRules(rules), mOrigins(rules.entries.size()) {}
 
-    void checkText(const std::string& text);
+    ConfigReport check(const std::string& text);
 
   private:
     void add(bool isError, const char* code, std::string message) {
         mReport.findings.push_back({isError, code, mRecord, mItem, std::move(message)});
     }
-    void checkRecord(const std::string& text);
-    void checkKey(const ConfigItem& item);
+    void checkItem(const ConfigItem& item);
     void checkColons(const ConfigItem& item);
     void checkValue(const ConfigItem& item);
     void checkNumber(const std::string& value);
     void checkEntry(const ConfigEntry& entry);
-    void checkPackage(const ConfigEntry& entry);
-    void merge(const ConfigEntry& entry);
-    void checkUpdates();
+    void merge(const ConfigEntry& entry, const std::vector<size_t>& became);
     void checkOrder();
+    void compare(const Rules& before);
     void checkSize(const std::string& text);
 
-    ConfigReport& mReport;
-    zul::ConfigMerge mMerge;
+    Rules& mRules;
+    ConfigReport mReport;
     size_t mRecord = 0;
     size_t mItem = 0;
-    /** The record that each entry comes from, and its tag. */
+    /** The record that each entry comes from, 0 for what was there before, and its tag. */
     std::vector<size_t> mOrigins;
     std::vector<std::string> mTags;
 };
 
-void Checker::checkText(const std::string& text) {
-    const std::string joined = zul::joinLines(zul::split(text, "\n"));
-    for (const std::string& record : zul::configRecords(joined)) {
-        mRecord++;
-        checkRecord(record);
+ConfigReport Checker::check(const std::string& text) {
+    const Rules before = mRules;
+    for (const ConfigEntry& entry : before.entries)
+        mTags.push_back(entry.tag);
+    std::vector<std::vector<ConfigItem>>& items = mReport.records;
+    const auto see = [&](size_t record, const std::string& item, const ConfigKeyword* keyword,
+                         const ConfigEntry& entry) {
+        items.resize(record + 1);
+        items[record].push_back(
+                {item, keyword, keyword != nullptr ? configValue(entry, *keyword) : ""});
+    };
+    const auto records = zul::parseConfig(zul::joinLines(zul::split(text, "\n")), see);
+    items.resize(records.size());
+    const auto became = mRules.update(records);
+    for (mRecord = 1; mRecord <= records.size(); mRecord++) {
+        for (mItem = 1; mItem <= items[mRecord - 1].size(); mItem++)
+            checkItem(items[mRecord - 1][mItem - 1]);
+        mItem = 0;
+        checkEntry(records[mRecord - 1]);
+        merge(records[mRecord - 1], became[mRecord - 1]);
     }
     checkOrder();
     mRecord = 0;
-    checkUpdates();
+    compare(before);
     checkSize(text);
+    const auto place = [](const ConfigFinding& finding) {
+        return finding.record != 0 ? finding.record : SIZE_MAX;
+    };
+    std::stable_sort(mReport.findings.begin(), mReport.findings.end(),
+                     [place](const ConfigFinding& a, const ConfigFinding& b) {
+                         return place(a) < place(b);
+                     });
+    return std::move(mReport);
 }
 
-void Checker::checkRecord(const std::string& text) {
-    ConfigRecord record;
-    std::set<const ConfigKeyword*> known;
-    for (const std::string& itemText : zul::configItems(text)) {
-        mItem++;
-        const ConfigEntry before = record.entry;
-        ConfigItem item{itemText, zul::applyConfigItem(itemText, record.entry), ""};
-        checkKey(item);
-        if (item.keyword != nullptr) {
-            item.value = configValue(record.entry, *item.keyword);
-            checkColons(item);
-            checkValue(item);
-            const std::string earlier = configValue(before, *item.keyword);
-            if (!known.insert(item.keyword).second && earlier != item.value) {
-                add(kWarning, "set-twice",
-                    std::string("replaces the ") + item.keyword->fieldName + " " + quoted(earlier));
-            }
-        }
-        record.items.push_back(std::move(item));
-    }
-    mItem = 0;
-    checkEntry(record.entry);
-    merge(record.entry);
-    mReport.records.push_back(std::move(record));
-}
-
-void Checker::checkKey(const ConfigItem& item) {
+void Checker::checkItem(const ConfigItem& item) {
     const std::string key = item.text.substr(0, item.text.find(':'));
     const ConfigKeyword* const meant = keywordOfKey(key);
     if (item.keyword == nullptr) {
         add(kWarning, "ignored", "has none of the keys, and is ignored");
-    } else if (meant == nullptr) {
+        return;
+    }
+    if (meant == nullptr) {
         add(kWarning, "unknown-key",
-            quoted(key) + " is no key; sets " + item.keyword->fieldName + ", for " +
+            quoted(key) + " is no key; sets " + fieldName(*item.keyword) + ", for " +
                     quoted(item.keyword->text) + " stands in it");
     } else if (meant != item.keyword) {
         add(kError, "keyword-in-value",
-            std::string("sets ") + item.keyword->fieldName + " and not " + meant->fieldName +
-                    ", for " + quoted(item.keyword->text) + " stands in it");
+            "sets " + fieldName(*item.keyword) + " and not " + fieldName(*meant) + ", for " +
+                    quoted(item.keyword->text) + " stands in it");
     }
+    checkColons(item);
+    checkValue(item);
 }
 
 void Checker::checkColons(const ConfigItem& item) {
@@ -150,30 +150,29 @@ void Checker::checkColons(const ConfigItem& item) {
 
 void Checker::checkValue(const ConfigItem& item) {
     const std::string& value = item.value;
-    const std::string_view field = item.keyword->fieldName;
+    const std::string_view field = item.keyword->text;
     if (field == "flag") {
         checkNumber(zul::configItemValue(item.text));
     } else if (field == "enable" && value != "0" && value != "1") {
         add(kError, "enable-value", "neither 0 nor 1: makes the tag neither legal nor illegal");
     } else if (field == "tag" && (value.starts_with(' ') || value.ends_with(' '))) {
         add(kWarning, "blank-in-tag", "blanks belong to the tag");
-    } else if (field == "paths" && !value.starts_with(';')) {
+    } else if (field == "path" && !value.starts_with(';')) {
         add(kWarning, "no-separator", "is put right behind the event's text: begin it with ';'");
     }
 }
 
 void Checker::checkNumber(const std::string& value) {
-    const zul::ConfigNumber number = zul::parseConfigNumber(value.c_str());
-    const std::string decimal = std::to_string(number.value);
-    if (number.length == 0) {
+    errno = 0;
+    char* end = nullptr;
+    const long long number = strtoll(value.c_str(), &end, zul::baseOfNumber(value.c_str()));
+    if (end == value.c_str()) {
         add(kError, "no-number", "no number: counts as 0");
-    } else if (!number.fits) {
+    } else if (errno == ERANGE) {
         add(kError, "number-too-large", "does not fit 64 bits with a sign: counts as 0");
-    } else if (number.length < value.size()) {
+    } else if (*end != '\0') {
         add(kError, "text-behind-number",
-            "counts as " + decimal + ", without " + quoted(value.substr(number.length)));
-    } else if (number.base == 8 && (number.value > 7 || number.value < -7)) {
-        add(kWarning, "octal", "begins with 0, so that it is octal: " + decimal);
+            "counts as " + std::to_string(number) + ", without " + quoted(end));
     }
 }
 
@@ -193,35 +192,19 @@ void Checker::checkEntry(const ConfigEntry& entry) {
         add(kError, "too-long",
             "its paths and cmds fit no argument of a program: no collector runs");
     }
-    checkPackage(entry);
 }
 
-void Checker::checkPackage(const ConfigEntry& entry) {
-    const size_t dot = entry.pkgname.rfind('.');
-    if (dot == std::string::npos) return;
-    add(kWarning, "package-by-part",
-        "lets every package pass whose name is a part of its pkgname, " +
-                quoted(entry.pkgname.substr(0, dot)) + " for instance");
-}
-
-void Checker::merge(const ConfigEntry& entry) {
+/** Entries of its own tag are meant to be replaced; others hardly ever are. */
+void Checker::merge(const ConfigEntry& entry, const std::vector<size_t>& became) {
     std::set<std::string> others;
-    size_t same = 0;
-    for (const size_t number : mMerge.add(entry)) {
-        if (number == mTags.size()) {
-            mTags.emplace_back();
-            mOrigins.push_back(0);
-        } else if (mTags[number] == entry.tag) {
-            same = mOrigins[number];
-        } else {
-            others.insert(mTags[number]);
+    for (const size_t number : became) {
+        if (number >= mTags.size()) {
+            mTags.resize(number + 1, entry.tag);
+            mOrigins.resize(number + 1);
         }
+        if (mTags[number] != entry.tag) others.insert(mTags[number]);
         mTags[number] = entry.tag;
         mOrigins[number] = mRecord;
-    }
-    if (same != 0) {
-        add(kWarning, "replaces-same",
-            "replaces record " + std::to_string(same) + ", of the same tag");
     }
     if (others.empty()) return;
     std::string named;
@@ -235,12 +218,12 @@ void Checker::merge(const ConfigEntry& entry) {
 void Checker::checkOrder() {
     std::unordered_map<std::string_view, size_t> earlier;
     std::set<size_t> lengths;
-    for (size_t i = 0; i < mReport.entries.size(); i++) {
-        const ConfigEntry& entry = mReport.entries[i];
+    for (size_t i = 0; i < mRules.entries.size(); i++) {
+        const ConfigEntry& entry = mRules.entries[i];
         const std::string_view tag = entry.tag;
         if (tag.size() > kLongestTag) continue;
-        const bool acts = entry.flag != 0 || !entry.pkgname.empty() || !entry.cmds.empty() ||
-                          !entry.paths.empty();
+        const bool acts = mOrigins[i] != 0 && (entry.flag != 0 || !entry.pkgname.empty() ||
+                                               !entry.cmds.empty() || !entry.paths.empty());
         for (const size_t length : lengths) {
             bool hidden = false;
             for (size_t at = 0; acts && !hidden && at + length < tag.size(); at++) {
@@ -249,7 +232,7 @@ void Checker::checkOrder() {
                 hidden = true;
                 mRecord = mOrigins[i];
                 add(kError, "never-used",
-                    "never counts: " + quoted(found->first) + ofRecord(found->second) +
+                    "never counts: " + quoted(found->first) + " of " + nameOf(found->second) +
                             " stands in its tag and comes first");
             }
             if (hidden) break;
@@ -259,11 +242,29 @@ void Checker::checkOrder() {
     }
 }
 
-void Checker::checkUpdates() {
+void Checker::compare(const Rules& before) {
+    for (size_t i = 0; i < mRules.entries.size(); i++) {
+        const ConfigEntry& after = mRules.entries[i];
+        const bool isNew = i >= before.entries.size();
+        ConfigChange change{isNew ? after.tag : before.entries[i].tag,
+                            isNew ? "" : entryText(before.entries[i]), entryText(after)};
+        if (change.before != change.after) mReport.entries.push_back(std::move(change));
+    }
     const std::string update(zul::kConfigUpdate);
-    std::map<std::string, std::vector<std::string>> legal = {{update, {}}};
-    zul::admitTags(mReport.entries, legal);
-    if (legal.contains(update)) return;
+    for (const auto& [tag, known] : mRules.knownTags) {
+        const bool was = before.legalTags.count(tag) > 0;
+        if (was == (mRules.legalTags.count(tag) > 0)) continue;
+        mReport.tags.push_back({tag, was ? "legal" : "", was ? "" : "legal"});
+        if (was && tag != update) {
+            add(kWarning, "becomes-illegal", "the tag " + quoted(tag) + " becomes illegal");
+        }
+    }
+    // The last entry of a tag decides; which tags were legal before may be unknown.
+    const auto last = std::find_if(
+            mRules.entries.rbegin(), mRules.entries.rend(), [&](const ConfigEntry& entry) {
+                return entry.tag == update && (entry.enable == "0" || entry.enable == "1");
+            });
+    if (last == mRules.entries.rend() || last->enable == "1") return;
     add(kError, "locks-updates-out",
         "makes " + update + " illegal: no later update is taken, restarts included");
 }
@@ -289,6 +290,15 @@ bool ConfigReport::hasErrors() const {
                        [](const ConfigFinding& finding) { return finding.isError; });
 }
 
+ConfigReport checkConfig(const std::string& text, Rules& rules) {
+    return Checker(rules).check(text);
+}
+
+std::string fieldName(const ConfigKeyword& keyword) {
+    const std::string_view text = keyword.text;
+    return std::string(text) + (text == "cmd" || text == "path" ? "s" : "");
+}
+
 std::string configValue(const ConfigEntry& entry, const ConfigKeyword& keyword) {
     if (const auto* text = std::get_if<std::string ConfigEntry::*>(&keyword.field)) {
         return entry.**text;
@@ -296,17 +306,14 @@ std::string configValue(const ConfigEntry& entry, const ConfigKeyword& keyword) 
     return std::to_string(entry.flag);
 }
 
-ConfigReport checkConfig(const std::string& text) {
-    ConfigReport report;
-    Checker(report).checkText(text);
-    const auto place = [](const ConfigFinding& finding) {
-        return finding.record != 0 ? finding.record : SIZE_MAX;
-    };
-    std::stable_sort(report.findings.begin(), report.findings.end(),
-                     [place](const ConfigFinding& a, const ConfigFinding& b) {
-                         return place(a) < place(b);
-                     });
-    return report;
+std::string entryText(const ConfigEntry& entry) {
+    std::string text;
+    for (const ConfigKeyword& keyword : zul::kConfigKeywords) {
+        const std::string value = configValue(entry, keyword);
+        if (value == configValue({}, keyword)) continue;
+        text.append(text.empty() ? "" : ",").append(fieldName(keyword)).append(":").append(value);
+    }
+    return text;
 }
 
 }  // namespace zulctl

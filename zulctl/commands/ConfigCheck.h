@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "rules/ConfigText.h"
+#include "zulctl/store/StartFiles.h"
 
 namespace zulctl {
 
@@ -17,11 +17,6 @@ struct ConfigItem {
     const zul::ConfigKeyword* keyword = nullptr;
     /** What the field becomes; the flag as a decimal number. */
     std::string value;
-};
-
-struct ConfigRecord {
-    std::vector<ConfigItem> items;
-    zul::ConfigEntry entry;
 };
 
 /** Something in a configuration that does other than it seems to. */
@@ -37,20 +32,31 @@ struct ConfigFinding {
     std::string message;
 };
 
+/** An entry, or whether a tag is legal, before and after; empty for nothing. */
+struct ConfigChange {
+    std::string tag;
+    std::string before;
+    std::string after;
+};
+
 struct ConfigReport {
-    std::vector<ConfigRecord> records;
-    /** What a daemon has that knew no configuration before. */
-    std::vector<zul::ConfigEntry> entries;
+    /** The items of each record. */
+    std::vector<std::vector<ConfigItem>> records;
     /** In the order of records and items, and then those about all of them. */
     std::vector<ConfigFinding> findings;
+    std::vector<ConfigChange> entries;
+    std::vector<ConfigChange> tags;
 
     bool hasErrors() const;
 };
 
-/** Reads a configuration text as the daemon does, and says what is odd about it. */
-ConfigReport checkConfig(const std::string& text);
+/** Lets the daemon's rules take a configuration text, and says what comes of it and what is odd about it. */
+ConfigReport checkConfig(const std::string& text, Rules& rules);
 
-/** The field's value as a text. */
+/** How the field is called, and its value as a text. */
+std::string fieldName(const zul::ConfigKeyword& keyword);
 std::string configValue(const zul::ConfigEntry& entry, const zul::ConfigKeyword& keyword);
+/** An entry as a configuration text has it, without what is not set. */
+std::string entryText(const zul::ConfigEntry& entry);
 
 }  // namespace zulctl

@@ -9,6 +9,7 @@
 
 #include "base/Paths.h"
 #include "zulctl/commands/Commands.h"
+#include "zulctl/commands/ConfigCheck.h"
 #include "zulctl/store/OneCapture.h"
 #include "zulctl/store/StartFiles.h"
 #include "zulctl/store/Tar.h"

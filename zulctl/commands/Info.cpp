@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "zulctl/commands/Commands.h"
+#include "zulctl/commands/ConfigCheck.h"
 #include "zulctl/commands/Masks.h"
 #include "zulctl/log/LogEvents.h"
 #include "zulctl/store/OneCapture.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "zulctl/log/LogEvents.h"
+#include "zulctl/store/ArchiveName.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -12,7 +13,6 @@
 
 #include "base/Files.h"
 #include "base/Paths.h"
-#include "rules/ArchiveName.h"
 #include "zulctl/Session.h"
 #include "zulctl/WallTime.h"
 
@@ -40,7 +40,7 @@ bool isInWrongYear(const Event& event) {
     if (!name.ends_with(zul::kArchiveSuffix)) return false;
     name.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
     name.remove_prefix(name.rfind('/') + 1);
-    const auto parts = zul::parseArchiveName(name);
+    const auto parts = parseArchiveName(name);
     const auto time = parts ? parseNameTime(parts->time) : std::nullopt;
     return time && std::abs(event.start - *time * kMillisecondsPerSecond) > kOtherYear;
 }

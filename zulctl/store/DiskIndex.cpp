@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "zulctl/store/DiskIndex.h"
+#include "zulctl/store/ArchiveName.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -79,7 +80,7 @@ void DiskIndex::list(const CaptureFolder& folder,
 }
 
 bool DiskIndex::add(uint32_t folder, std::string_view name, bool isFolder) {
-    const auto parts = zul::parseArchiveName(name);
+    const auto parts = parseArchiveName(name);
     if (!parts || !parts->tag.starts_with(mFolders[folder].name)) return false;
     const auto time = parseNameTime(parts->time);
     if (!time) return false;

@@ -10,7 +10,7 @@
 #include <algorithm>
 
 #include "base/Paths.h"
-#include "rules/ArchiveName.h"
+#include "zulctl/store/ArchiveName.h"
 
 namespace zulctl {
 
@@ -35,7 +35,7 @@ std::optional<HistoryLine> readHistoryLine(std::string_view line) {
     if (!name.ends_with(zul::kArchiveSuffix)) return std::nullopt;
     name.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
     name.remove_prefix(name.rfind('/') + 1);
-    const auto parts = zul::parseArchiveName(name);
+    const auto parts = parseArchiveName(name);
     if (!parts || parts->tag != result.record.tag) return std::nullopt;
     return result;
 }

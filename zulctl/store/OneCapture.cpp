@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "zulctl/store/OneCapture.h"
+#include "zulctl/store/ArchiveName.h"
 
 #include <utility>
 
 #include "base/Paths.h"
-#include "rules/ArchiveName.h"
-#include "zulctl/commands/ConfigCheck.h"
 #include "zulctl/log/LogEvents.h"
 
 namespace zulctl {
@@ -43,7 +42,7 @@ std::optional<OneCapture> findCapture(Session& session, const Arguments& argumen
     const bool newest = arguments.operands.empty();
     const std::string wanted = newest ? "" : arguments.operands[0];
     const std::string_view name = lastName(wanted);
-    const bool isName = zul::parseArchiveName(name).has_value();
+    const bool isName = parseArchiveName(name).has_value();
 
     std::optional<OneCapture> found;
     captures.visitAll([&](const Capture& capture) {
@@ -65,16 +64,6 @@ std::optional<Event> findEvent(Session& session, const std::string& archive, boo
         if (event.archive == archive) found = std::move(event);
     });
     return found;
-}
-
-std::string entryText(const zul::ConfigEntry& entry) {
-    std::string text;
-    for (const zul::ConfigKeyword& keyword : zul::kConfigKeywords) {
-        const std::string value = configValue(entry, keyword);
-        if (value == configValue({}, keyword)) continue;
-        text.append(text.empty() ? "" : ",").append(keyword.fieldName).append(":").append(value);
-    }
-    return text;
 }
 
 }  // namespace zulctl

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "rules/ConfigText.h"
 #include "zulctl/log/Events.h"
 #include "zulctl/store/Captures.h"
 
@@ -40,8 +39,5 @@ std::optional<OneCapture> findCapture(Session& session, const Arguments& argumen
 
 /** The event of the log that made a capture; nothing without a log. */
 std::optional<Event> findEvent(Session& session, const std::string& archive, bool keepLines);
-
-/** An entry as a configuration text has it, without what is not set. */
-std::string entryText(const zul::ConfigEntry& entry);
 
 }  // namespace zulctl

@@ -83,17 +83,15 @@ std::optional<std::string> readText(Session& session, const std::string& name) {
     return text;
 }
 
-void Rules::update(const std::string& text) {
-    zul::ConfigMerge merge(entries);
-    for (const std::string& record : zul::configRecords(text)) {
-        zul::ConfigEntry entry;
-        for (const std::string& item : zul::configItems(record))
-            zul::applyConfigItem(item, entry);
-        merge.add(entry);
-    }
-    zul::admitTags(entries, legalTags);
+std::vector<std::vector<size_t>> Rules::update(const std::vector<zul::ConfigEntry>& records) {
+    const auto became = zul::mergeConfig(records, entries, legalTags);
     for (const auto& [tag, archives] : legalTags)
         knownTags.try_emplace(tag, KnownTag{"config", ""});
+    return became;
+}
+
+void Rules::update(const std::string& text) {
+    update(zul::parseConfig(text, [](auto&&...) {}));
 }
 
 Rules rulesOf(const StartFiles& files) {

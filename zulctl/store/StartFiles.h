@@ -47,11 +47,12 @@ struct KnownTag {
 struct Rules {
     std::vector<zul::ConfigEntry> entries;
     /** As in the daemon; their lists stay empty here. */
-    std::map<std::string, std::vector<std::string>> legalTags;
+    zul::LegalTags legalTags;
     /** Legal or not. */
     std::map<std::string, KnownTag> knownTags;
 
-    /** Does what the daemon does with a configuration text, at a start or when it is pushed. */
+    /** Does what the daemon does with a text's records, at a start or when it is pushed. */
+    std::vector<std::vector<size_t>> update(const std::vector<zul::ConfigEntry>& records);
     void update(const std::string& text);
 };
 
