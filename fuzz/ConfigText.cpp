@@ -11,7 +11,7 @@
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/Store.h"
 #include "service/ZulService.h"
-#include "zulctl/commands/ConfigCheck.h"
+#include "zulctl/commands/ConfigChecker.h"
 
 namespace zul::fuzz {
 

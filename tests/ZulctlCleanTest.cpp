@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/store/Processes.h"
@@ -17,7 +18,29 @@ namespace zulctl::test {
 namespace {
 
 constexpr char kType[] = "/data/ZUL/0xffff/";
+constexpr char kNameTime[] = "_%Y_%m_%d_%H_%M_%S_0";
 constexpr char kLeft[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8";
+
+/** A process with this as its argument 0, for as long as this object. */
+class Process {
+  public:
+    explicit Process(std::string argument0) {
+        char seconds[] = "1000";
+        char* const arguments[] = {argument0.data(), seconds, nullptr};
+        EXPECT_EQ(posix_spawn(&mId, "/bin/sleep", nullptr, nullptr, arguments, nullptr), 0);
+        // The kernel shows its arguments a moment later.
+        const auto commandLine = "/proc/" + std::to_string(mId) + "/cmdline";
+        for (std::string text; text != argument0;)
+            std::getline(std::ifstream(commandLine), text, '\0');
+    }
+    ~Process() {
+        kill(mId, SIGKILL);
+        waitpid(mId, nullptr, 0);
+    }
+
+  private:
+    pid_t mId = 0;
+};
 
 /** The device of the box itself, with an empty store. */
 class CleanTest : public ZulctlTest {
@@ -35,16 +58,26 @@ class CleanTest : public ZulctlTest {
         ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0) << path;
     }
 
-    /** More archives of a tag than it may keep; the path of the one with that number. */
-    static std::string archive(const std::string& tag, int number) {
-        char time[32];
-        snprintf(time, sizeof(time), "_2025_03_04_05_00_%02d_", number);
-        return kType + tag + time + std::to_string(number) + ".zul";
+    /** A name of that tag for that many seconds ago. */
+    static std::string nameOf(const std::string& tag, time_t age, const char* format = kNameTime) {
+        const time_t when = time(nullptr) - age;
+        tm local = {};
+        localtime_r(&when, &local);
+        char text[64];
+        strftime(text, sizeof(text), format, &local);
+        return tag + text;
     }
-    void fill(const std::string& tag, int archives) const {
-        for (int i = 0; i < archives; i++)
-            write(archive(tag, i), "12345");
+    /** An archive of that age, with a line of the history; its path. */
+    std::string record(const std::string& folder, const std::string& tag, time_t seconds) {
+        const std::string path = folder + nameOf(tag, seconds) + ".zul";
+        write(path, "12345");
+        age(path, seconds);
+        mHistory += nameOf(tag + "|", seconds, "%Y-%m-%d %H:%M:%S|") + path + "|BUILD\n";
+        write("/data/ZUL/zul_history", mHistory);
+        return path;
     }
+
+    std::string mHistory;
 };
 
 TEST_F(CleanTest, RefusesWhatIsNotClear) {
@@ -54,6 +87,8 @@ TEST_F(CleanTest, RefusesWhatIsNotClear) {
             {{"clean", "-n", "-f"}, "needs one of -n"},
             {{"clean", "--left"}, "needs one of -n"},
             {{"--root=/data", "clean", "-f"}, "without --root"},
+            {{"clean", "-f", "--to=1X"}, "no size"},
+            {{"clean", "-f", "--to=1M", "--left"}, "all kinds"},
             {{"clean", "-f", "--older-than=1"}, "no age"},
             {{"clean", "-f", "--older-than=2025-03-05"}, "no age"},
             {{"clean", "-f", kLeft}, "too much"},
@@ -74,82 +109,148 @@ TEST_F(CleanTest, RemovesWhatCollectorsLeftAndNothingThatRuns) {
     for (const std::string& path : {std::string(kLeft), running, packed, logo})
         leave(path);
     write(packed + ".zul", "12345");
-    pid_t collector = 0;
-    std::string argument0 = running;
-    char seconds[] = "1000";
-    char* const arguments[] = {argument0.data(), seconds, nullptr};
-    ASSERT_EQ(posix_spawn(&collector, "/bin/sleep", nullptr, nullptr, arguments, nullptr), 0);
-    // The kernel shows its arguments a moment later.
-    const auto commandLine = "/proc/" + std::to_string(collector) + "/cmdline";
-    while (std::ifstream(commandLine).peek() == EOF) {
-    }
+    std::optional<Process> collector(running);
 
     EXPECT_THAT(call({"--state=running", "--json"}).out, HasSubstr("\"" + running + ".zul\""));
     const Result shown = call({"clean", "-n"});
     EXPECT_EQ(shown.status, 0);
-    EXPECT_THAT(shown.out, HasSubstr("would remove  left      7  " + std::string(kLeft) + "\n"));
-    EXPECT_THAT(shown.out, HasSubstr("would remove 0 archives and 3 folders, 21\n"));
+    EXPECT_THAT(shown.out, HasSubstr("would be  left            7B  " + std::string(kLeft) + "\n"));
+    EXPECT_THAT(shown.out, HasSubstr("would remove 0 archives and 3 folders, 21B\n"));
     EXPECT_TRUE(exists(kLeft));
 
     const Result removed = call({"clean", "-f", "--json"});
     EXPECT_EQ(removed.status, 0);
-    EXPECT_THAT(removed.out, HasSubstr("{\"v\":1,\"device\":\"\",\"path\":\"" + logo +
-                                       "\",\"state\":\"left\",\"size\":7,\"removed\":true}\n"));
+    EXPECT_THAT(removed.out,
+                HasSubstr("{\"v\":1,\"device\":\"\",\"removed\":true,\"state\":\"left\","
+                          "\"size\":7,\"path\":\"" +
+                          logo + "\"}\n"));
     EXPECT_FALSE(exists(kLeft));
     EXPECT_FALSE(exists(packed));
     EXPECT_FALSE(exists(logo));
     EXPECT_TRUE(exists(packed + ".zul"));
     EXPECT_TRUE(exists(running + "/inside/file"));
 
-    kill(collector, SIGKILL);
-    waitpid(collector, nullptr, 0);
+    collector.reset();
     EXPECT_EQ(call({"clean", "-f"}).status, 0);
     EXPECT_FALSE(exists(running));
     EXPECT_EQ(call({"clean", "-f"}).status, 1);
 }
 
-TEST_F(CleanTest, RemovesWhatTheKeepRuleWouldHaveTaken) {
-    fill("0xffff0101", 23);
-    fill("0xffffff07", 21);
-    leave(kLeft);
+/** "PATH STATE" of each capture, by the names of these. */
+struct StateCase {
+    const char* name;
+    const char* folder;
+    time_t age;
+    const char* state;
+};
+
+TEST_F(CleanTest, TakesWhatARunningDaemonHasForgotten) {
+    const StateCase cases[] = {
+            {"0xffff0101", kType, 7200, "unlisted"},
+            {"0xffff0102", "/data/ZUL/", 7200, "present"},
+            {"0xffffff06", "/morvfs/stuck_logo/", 7200, "present"},
+            // Of the future, as the process was started now.
+            {"0xffff0103", kType, -5, "present"},
+    };
+    std::vector<std::string> paths;
+    for (const StateCase& row : cases)
+        paths.push_back(record(row.folder, row.name, row.age));
+    const std::string unrecorded = kType + nameOf("0xffff0104", 7200) + ".zul";
+    write(unrecorded);
+    const auto unlisted = [](const std::vector<std::string>& options = {}) {
+        std::vector<std::string> words = options;
+        words.insert(words.end(), {"--json", "list", "--state=unlisted"});
+        return call(words).out;
+    };
+    EXPECT_EQ(unlisted(), "") << "nobody runs";
+    // The log knows when the daemon started that made it.
+    const auto log = [this](const std::string& text) {
+        write("/tmp/log", nameOf("", 3600, "%m-%d %H:%M:%S.000 5 5 D ZUL_DEBUG: ") + text + "\n");
+        return std::vector<std::string>{"--log=/tmp/log"};
+    };
+    EXPECT_THAT(unlisted(log("ZUL  main start.")), HasSubstr(paths[0]));
+    EXPECT_EQ(unlisted(log("startWork....")), "");
+    {
+        const Process other("/data/ZUL/zuld.sh");
+        EXPECT_EQ(unlisted(), "");
+    }
+    const Process daemon("/system_ext/bin/zuld");
+    for (size_t i = 0; i < std::size(cases); i++) {
+        EXPECT_THAT(call({"--json", "list", cases[i].name}).out,
+                    HasSubstr(std::string("\"state\":\"") + cases[i].state))
+                << cases[i].name;
+    }
+    // Who came first tells more than who says so.
+    EXPECT_THAT(unlisted(log("ZUL  main start.")), HasSubstr(paths[0]));
     const Result result = call({"clean", "-f", "--unlisted"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("removed 4 archives and 0 folders, 20\n"));
-    EXPECT_TRUE(exists(kLeft));
-    for (int i = 0; i < 23; i++)
-        EXPECT_EQ(exists(archive("0xffff0101", i)), i < 1 || i > 3) << i;
-    for (int i = 0; i < 21; i++)
-        EXPECT_EQ(exists(archive("0xffffff07", i)), i > 0) << i;
-    EXPECT_EQ(call({"clean", "-f", "--unlisted"}).status, 1);
+    EXPECT_THAT(result.out, HasSubstr("removed 1 archive and 0 folders, 5B\n"));
+    EXPECT_FALSE(exists(paths[0]));
+    for (const std::string& path : {paths[1], paths[2], paths[3], unrecorded})
+        EXPECT_TRUE(exists(path)) << path;
+}
+
+TEST_F(CleanTest, LeavesWhatAClockMakesDoubtful) {
+    const Process daemon("zuld");
+    record(kType, "0xffff0102", 2 * 86400);
+    // Its file is younger than the daemon, whatever its name says: the user came from another zone.
+    const std::string travelled = record(kType, "0xffff0101", 7200);
+    age(travelled, -700);
+    EXPECT_THAT(call({"clean", "-n", "--unlisted"}).out, HasSubstr("would remove 1 archive "));
+    const std::string behind = record(kType, "0xffff0103", 4 * 86400);
+    const Result result = call({"clean", "-f", "--unlisted"});
+    EXPECT_THAT(result.out, HasSubstr("removed 1 archive"));
+    EXPECT_THAT(result.err, HasSubstr("the clock was set back: 1 archive may be known"));
+    EXPECT_TRUE(exists(behind));
+}
+
+TEST_F(CleanTest, BringsAStoreBelowASize) {
+    const std::string oldest = record(kType, "0xffff0101", 4000);
+    const std::string middle = record(kType, "0xffff0102", 3000);
+    const std::string newest = record(kType, "0xffff0103", 2000);
+    const std::string running = kType + nameOf("0xffff0104", 5000);
+    leave(running);
+    const Process collector(running);
+    EXPECT_EQ(call({"clean", "-n", "--to=22"}).status, 1);
+    EXPECT_THAT(call({"clean", "-f", "--to=21"}).out, HasSubstr("removed 1 archive and 0 folders"));
+    EXPECT_FALSE(exists(oldest));
+    EXPECT_THAT(call({"clean", "-f", "--to=1K"}).out, HasSubstr("removed 0 archives"));
+    EXPECT_THAT(call({"clean", "-f", "--to=0", "--older-than=50m"}).out,
+                HasSubstr("removed 0 archives"));
+    EXPECT_THAT(call({"clean", "-f", "--to=0"}).out, HasSubstr("removed 2 archives and 0 folders"));
+    EXPECT_TRUE(exists(running + "/inside/file"));
+    EXPECT_FALSE(exists(middle) || exists(newest));
 }
 
 TEST_F(CleanTest, LeavesWhatIsTooYoung) {
-    const auto nameOfNow = [](const std::string& tag, time_t age) {
-        const time_t when = time(nullptr) - age;
-        tm local = {};
-        localtime_r(&when, &local);
-        char text[64];
-        strftime(text, sizeof(text), "_%Y_%m_%d_%H_%M_%S_0", &local);
-        return kType + tag + text;
-    };
-    const std::string young = nameOfNow("0xffff0101", 3000);
-    const std::string old = nameOfNow("0xffff0102", 4200);
+    const std::string young = kType + nameOf("0xffff0101", 3000);
+    const std::string old = kType + nameOf("0xffff0102", 4200);
     leave(young);
     leave(old);
     EXPECT_THAT(call({"clean", "-f", "--left", "--older-than=1h"}).out,
                 HasSubstr("removed 0 archives and 1 folder,"));
     EXPECT_TRUE(exists(young));
     EXPECT_FALSE(exists(old));
+    // Its collector may be about to start.
+    age(young, 28);
+    EXPECT_THAT(call({"clean", "-f"}).err, HasSubstr("1 folder may be about to get a collector"));
+    EXPECT_TRUE(exists(young));
+    age(young, 31);
+    EXPECT_EQ(call({"clean", "-f"}).status, 0);
+    EXPECT_FALSE(exists(young));
 }
 
-TEST_F(CleanTest, WaitsForACollectorThatMayBeAboutToStart) {
-    leave(kLeft);
-    age(kLeft, 28);
-    const time_t start = time(nullptr);
-    const Result result = call({"clean", "-f"});
-    EXPECT_THAT(result.err, HasSubstr("waits "));
-    EXPECT_GE(time(nullptr) - start, 1);
-    EXPECT_FALSE(exists(kLeft));
+TEST_F(CleanTest, TellsWhatACopyCouldLose) {
+    leave("/tmp/copy/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8");
+    EXPECT_THAT(call({"--root=/tmp/copy", "clean", "-n"}).out,
+                HasSubstr("would remove 0 archives and 1 folder, 7B\n"));
+    // By the log its collector was at work when the copy was made.
+    write("/tmp/log",
+          "03-04 05:06:07.000 5 6 D ZUL_DEBUG: "
+          "sceneType===0xffff0101,sceneType.length()=10,mFlag=0x1\n"
+          "03-04 05:06:07.000 5 6 D ZUL_DEBUG: getZulBasePath:fileNum=8,folderName=" +
+                  std::string(kLeft) + "\n");
+    EXPECT_EQ(call({"--root=/tmp/copy", "--log=/tmp/log", "clean", "-n"}).status, 1);
+    EXPECT_THAT(call({"--root=/tmp/copy", "--log=/tmp/log", "list"}).out, HasSubstr("running"));
 }
 
 TEST_F(CleanTest, TouchesNothingButNamesOfTheDaemons) {
@@ -191,20 +292,36 @@ TEST_F(ZulctlTest, WhereTheFirstProcessIsHiddenAllMayBe) {
     write("/proc/78/cmdline");
     makeFolder("/proc/79");
     write("/proc/self/cmdline", "not a number");
-    const Processes all = Processes::look(at("/proc").c_str());
+    write("/proc/82/cmdline", "/system_ext/bin/zuld");
+    write("/proc/82/stat", "82 (a) b) S 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 500 20\n");
+    write("/proc/83/cmdline", "zuld");
+    write("/proc/83/stat", "83 (zuld) S 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 300 20\n");
+    write("/proc/84/cmdline", "zuld");
+    write("/proc/84/stat", "84 (zuld) S 1 2\n");
+    const auto look = [this](const char* proc) {
+        return Processes::look(at(proc).c_str(), getuid());
+    };
+    const Processes all = look("/proc");
     EXPECT_TRUE(all.seen());
     EXPECT_TRUE(all.has("init"));
     EXPECT_TRUE(all.has("/data/ZUL/x"));
     EXPECT_FALSE(all.has("second"));
     EXPECT_FALSE(all.has("not a number"));
+    timespec sinceBoot = {};
+    clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    ASSERT_TRUE(all.daemonStart());
+    EXPECT_NEAR(static_cast<double>(*all.daemonStart()),
+                static_cast<double>(time(nullptr) - sinceBoot.tv_sec + 3), 1);
+    EXPECT_TRUE(Processes::look(at("/proc").c_str(), getuid() + 1).seen());
+    EXPECT_FALSE(Processes::look(at("/proc").c_str(), getuid() + 1).has("init"));
 
     // Neither a file nor nothing: cannot be read.
     makeFolder("/proc/80/cmdline");
-    EXPECT_FALSE(Processes::look(at("/proc").c_str()).seen());
+    EXPECT_FALSE(look("/proc").seen());
     std::filesystem::remove_all(at("/proc/80"));
     std::filesystem::remove_all(at("/proc/1"));
-    EXPECT_FALSE(Processes::look(at("/proc").c_str()).seen());
-    EXPECT_FALSE(Processes::look(at("/nowhere").c_str()).seen());
+    EXPECT_FALSE(look("/proc").seen());
+    EXPECT_FALSE(look("/nowhere").seen());
 }
 
 }  // namespace

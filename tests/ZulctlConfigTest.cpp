@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "tests/support/ZulctlTest.h"
-#include "zulctl/commands/ConfigCheck.h"
+#include "zulctl/commands/ConfigChecker.h"
 #include "zulctl/commands/Masks.h"
 
 namespace zulctl::test {
@@ -163,12 +163,14 @@ TEST_F(ConfigCommandTest, ShowsWhatTheNextStartHas) {
               "  cmds     ps\n"
               "  paths    ;/a\\x1b\n"
               "tag B\n"
-              "2 entries\n");
+              "TAG           LEGAL  FROM    ENTRY         TEXT\n"
+              "0xffff0404    yes    config  0xffff0404\n"
+              "2 entries, 1 legal of 1 tag\n");
     const Result json = onCopy({"--json", "config", "show"});
     EXPECT_THAT(
             json.out,
             StartsWith(
-                    R"({"v":1,"device":"data","tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
+                    R"({"v":1,"device":"data","kind":"entry","tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
                     R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
                     "\n"));
 }
@@ -201,6 +203,8 @@ TEST_F(ConfigCommandTest, ChecksAText) {
               "2.1   tag      \\x1b\n"
               "2.2   cmds     \\xff\n"
               "      error: of the value only '\\xff' counts\n"
+              "entry of A: nothing -> tag:A,flag:12\n"
+              "entry of \\x1b: nothing -> tag:\\x1b,cmds:\\xff\n"
               "2 records, 2 errors, 1 warning\n");
     const Result json = call({"--json", "config", "check", at("/text")});
     EXPECT_THAT(json.out,
@@ -217,8 +221,8 @@ TEST_F(ConfigCommandTest, ChecksAText) {
     EXPECT_THAT(
             call({"--no-legend", "config", "check", at("/text")}).out,
             AllOf(HasSubstr("      error: record 2: never counts: '0xffff04' of record 1 stands"),
-                  EndsWith("      error: makes 0xffffffff illegal: no later update is taken, "
-                           "restarts included\n")));
+                  HasSubstr("      error: makes 0xffffffff illegal: no later update is taken, "
+                            "restarts included\n")));
     write("/text", "tag:0xffff0101,x");
     EXPECT_EQ(call({"config", "check", at("/text")}).status, 0);
     EXPECT_EQ(call({"config", "check", at("/nowhere")}).status, 3);
@@ -296,27 +300,110 @@ TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
 
 TEST_F(ConfigCommandTest, TagsAreThoseOfFileAndConfiguration) {
     store("tag:b,enable:0|tag:d,enable:1|tag:dd", "c|a text|more\nb|\nnone\nc|again\n");
-    const Result result = onCopy({"tags"});
+    const Result result = onCopy({"config", "show"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out,
-              "TAG           LEGAL  FROM    ENTRY         TEXT\n"
-              "b             no     file    b\n"
-              "c             yes    file    -             a text|more\n"
-              "d             yes    config  d\n"
-              "2 legal of 3 tags\n");
-    EXPECT_THAT(
-            onCopy({"--json", "tags"}).out,
-            StartsWith(
-                    R"({"v":1,"device":"data","tag":"b","legal":false,"from":"file","entry":"b","text":""})"
-                    "\n"));
-    store("");
-    EXPECT_EQ(onCopy({"tags"}).status, 1);
+    EXPECT_THAT(result.out, EndsWith("TAG           LEGAL  FROM    ENTRY         TEXT\n"
+                                     "b             no     file    b\n"
+                                     "c             yes    file    -             a text|more\n"
+                                     "d             yes    config  d\n"
+                                     "3 entries, 2 legal of 3 tags\n"));
+    EXPECT_THAT(onCopy({"--json", "config", "show"}).out,
+                HasSubstr(R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,)"
+                          R"("from":"file","entry":"b","text":""})"
+                          "\n"));
     // A user build's store has folders of user tags, and its tag file does not count.
     store("", "c|\n");
     makeFolder("/data/ZUL/0xffffff");
-    const Result user = onCopy({"--no-legend", "tags"});
+    const Result user = onCopy({"--no-legend", "config", "show"});
     EXPECT_EQ(std::count(user.out.begin(), user.out.end(), '\n'), 257);
     EXPECT_THAT(user.out, HasSubstr("0xffffff0a    yes    build   -\n"));
+}
+
+TEST_F(ConfigCommandTest, CheckTellsWhatATextChanges) {
+    store("tag:0xffff0404,enable:1,pkgname:com.a|tag:0xffff0505,flag:4", "0xffff0606|\n");
+    write("/text", "tag:0xffff,enable:1,flag:0x4|tag:0xffff0606,enable:0|tag:0xffff1,cmds:ps");
+    const Result result = onCopy({"config", "check", at("/text")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.out,
+                AllOf(HasSubstr("record 1: its tag stands in others, whose entries it replaces: "
+                                "'0xffff0404', '0xffff0505'\n"),
+                      HasSubstr("warning: the tag '0xffff0606' becomes illegal\n"),
+                      HasSubstr("entry of 0xffff0404: tag:0xffff0404,enable:1,pkgname:com.a -> "
+                                "tag:0xffff,enable:1,flag:4\n"),
+                      HasSubstr("entry of 0xffff0606: nothing -> tag:0xffff0606,enable:0\n"),
+                      HasSubstr("legal of 0xffff: nothing -> legal\n"),
+                      HasSubstr("legal of 0xffff0606: legal -> nothing\n")));
+    EXPECT_THAT(onCopy({"--json", "config", "check", at("/text")}).out,
+                HasSubstr(R"("kind":"change","of":"legal","tag":"0xffff0606","before":"legal",)"
+                          R"("after":""})"));
+    // The same text again changes nothing, and an entry of before hides one of the text.
+    write("/stored", "tag:0xffff04,cmds:a");
+    write("/text", "tag:0xffff04,cmds:a");
+    const std::vector<std::string> with = {"config", "check", at("/text"), "--with", at("/stored")};
+    EXPECT_THAT(onCopy(with).out, EndsWith("cmds     a\n1 record, 0 errors, 0 warnings\n"));
+    write("/text", "tag:0xffff0401,cmds:b");
+    EXPECT_THAT(onCopy(with).out, HasSubstr("'0xffff04' of what is stored stands in its tag"));
+    EXPECT_EQ(onCopy({"config", "check", at("/text"), "--with=/nowhere"}).status, 3);
+}
+
+struct ReplayCase {
+    const char* name;
+    /** MESSAGE, or THREAD MESSAGE; process 5. */
+    std::vector<std::string> log;
+    const char* outcome;
+};
+
+class ReplayTest : public ConfigCommandTest, public testing::WithParamInterface<ReplayCase> {};
+
+TEST_P(ReplayTest, KnowsWhatTheRunningDaemonHas) {
+    store("tag:0xffff0202,enable:1", "0xffff0101|\n");
+    std::string log;
+    for (const std::string& line : GetParam().log) {
+        const bool named = line[1] == ' ';
+        log += "03-04 05:06:07.000 5 " + (named ? line.substr(0, 1) : "6") +
+               " D ZUL_DEBUG: " + (named ? line.substr(2) : line) + "\n";
+    }
+    write("/log", log);
+    const Result result = onCopy({"--log=" + at("/log"), "config", "match", "0xffff0101", "com.a"});
+    EXPECT_EQ(result.out.substr(0, result.out.find('\n')),
+              std::string("0xffff0101: ") + GetParam().outcome);
+}
+
+const char kReplaced[] = "passes, and no entry counts for it";
+const ReplayCase kReplayCases[] = {
+        {"NothingPushed", {"ZUL  main start."}, kReplaced},
+        {"EntryOfAnEarlierText",
+         {"ZUL  main start.", "remoteConfig.tag = 0xffff01 ", "remoteConfig.pkgname = com.b ", "x",
+          "remoteConfig.tag = 0xffff0202 ", "remoteConfig.enable = 1 "},
+         "refused: other package"},
+        {"WhatCameBeforeTheStartIsGone",
+         {"remoteConfig.tag = 0xffff01 ", "remoteConfig.pkgname = com.b ", "ZUL  main start."},
+         kReplaced},
+        {"RecordsBeginWithTheirTag",
+         {"ZUL  main start.", "remoteConfig.tag = 0xffff0101 ", "remoteConfig.flag = 4 ",
+          "remoteConfig.tag = 0xffff0303 ", "remoteConfig.pkgname = com.b "},
+         "passes"},
+        {"FieldsAreSetOnce",
+         {"ZUL  main start.", "remoteConfig.enable = 0 ", "remoteConfig.enable = 1 "},
+         "passes"},
+        {"TextsAreTakenOneAfterTheOther",
+         {"ZUL  main start.", "7 remoteConfig.tag = 0xffff0101 ", "7 remoteConfig.enable = 0 ",
+          "8 remoteConfig.tag = 0xffff0101 ", "8 remoteConfig.enable = 2 "},
+         "refused: no legal tag"},
+        {"AnotherProcessSaysNothing",
+         {"ZUL  main start.", "remoteConfig.tag = 0xffff0101 ", "remoteConfig.enable = 0 "},
+         "refused: no legal tag"},
+};
+INSTANTIATE_TEST_SUITE_P(Logs, ReplayTest, testing::ValuesIn(kReplayCases), caseName);
+
+TEST_F(ConfigCommandTest, MatchSaysWhatItCannotKnow) {
+    store("", "0xffff0101|");
+    EXPECT_THAT(onCopy({"config", "match", "0xffff0101"}).err, HasSubstr("known from its log"));
+    write("/log", "03-04 05:06:07.000 5 6 D ZUL_DEBUG: x\n");
+    EXPECT_THAT(onCopy({"--log=" + at("/log"), "config", "match", "0xffff0101"}).err,
+                HasSubstr("does not go back"));
+    write("/log", "03-04 05:06:07.000 5 6 D ZUL_DEBUG: ZUL  main start.\n");
+    EXPECT_EQ(onCopy({"--log=" + at("/log"), "config", "match", "0xffff0101"}).err, "");
 }
 
 TEST(MaskCommandTest, ShowsBitsInBothVocabularies) {
@@ -357,7 +444,17 @@ TEST(MaskCommandTest, ShowsTheMaskOfNames) {
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.out, HasSubstr(R"("mask":"0x200","decimal":512)"));
     EXPECT_THAT(result.out, HasSubstr(R"("unknown":["flag_zul_log"]})"));
-    EXPECT_EQ(call({"mask"}).status, 2);
+    for (const char* name : {"anr", "Exception_type_anr"}) {
+        EXPECT_EQ(call({"mask", name}).status, std::string(name) == "anr" ? 0 : 1);
+    }
+    EXPECT_THAT(call({"mask", "anr|log", "user_ps"}).out, HasSubstr("full        0x2c1"));
+    EXPECT_EQ(call({"mask", "ps", "fd"}).status, 0);
+    EXPECT_THAT(call({"mask", "ps", "fd"}).out, HasSubstr("user        0x1000              4096"));
+    const std::string all = call({"--no-legend", "mask"}).out;
+    EXPECT_EQ(static_cast<size_t>(std::count(all.begin(), all.end(), '\n')),
+              std::size(zul::kFlags) + std::size(zul::kUserFlags));
+    EXPECT_THAT(all, AllOf(HasSubstr("full        0x2c1               EXCEPTION_TYPE_ANR\n"),
+                           HasSubstr("user        0x1000              FLAG_ZUL_USER_PS\n")));
 }
 
 TEST(MasksTest, NamesOfBothVocabulariesAndBack) {

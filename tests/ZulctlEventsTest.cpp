@@ -120,8 +120,9 @@ TEST_P(OutcomeTest, IsToldWithItsReason) {
 }
 
 const OutcomeCase kOutcomeCases[] = {
-        {"Captured", kStart + capture(), "0xffff01 captured"},
-        {"DescribedByTag", describedByTag("") + prepare() + collect() + end(), "0xffff01 captured"},
+        {"Captured", kStart + capture(), "0xffff01 collected"},
+        {"DescribedByTag", describedByTag("") + prepare() + collect() + end(),
+         "0xffff01 collected"},
         {"LibraryMissing",
          kLookUp + "E libzulid_config dlopen fail" +
                  "D startSimpZul Illegal ZUL TAG 0xffff01,break",
@@ -138,10 +139,10 @@ const OutcomeCase kOutcomeCases[] = {
          Lines{"E Unable to open filePath: /data/ZUL/db ",
                "E /data/vendor/aee_exp/db copy to /data/ZUL/db failed."} +
                  capture(),
-         " refused: vendor database not copied (/data/ZUL/db); 0xffff01 captured"},
+         " refused: vendor database not copied (/data/ZUL/db); 0xffff01 collected"},
         {"VendorDatabaseOfNoKnownName",
          capture() + "E /data/vendor/aee_exp/x copy to /data/vendor/aee_exp/x failed.",
-         "0xffff01 captured;  refused: vendor database not copied (/data/vendor/aee_exp/x)"},
+         "0xffff01 collected;  refused: vendor database not copied (/data/vendor/aee_exp/x)"},
         {"VendorDatabaseOfTheTag",
          describedByTag("/data/vendor/aee_exp/db") + "E Unable to open filePath: /data/ZUL/db " +
                  "E /data/vendor/aee_exp/db copy to /data/ZUL/db failed.",
@@ -165,7 +166,7 @@ const OutcomeCase kOutcomeCases[] = {
          "0xffff1007 refused: unknown trace scene (7)"},
         {"Updated",
          begin("0xffffffff") + "D remoteConfig.tag = a " + "D remoteConfig.flag = 4 " + begin(),
-         "0xffffffff updated; 0xffff01 passed: no debug lines tell more"},
+         "0xffffffff updated (a); 0xffff01 passed: no debug lines tell more"},
         {"UpdatedAndNotStored",
          begin("0xffffffff") + "E writeConfig: open file(/data/ZUL/config) fail",
          "0xffffffff updated: until the next start: not stored"},
@@ -176,7 +177,7 @@ const OutcomeCase kOutcomeCases[] = {
         {"Marked", kStart + begin("0xffff1001"), "0xffff1001 marked"},
         {"MarkedWithACollector", kStart + begin("0xffff1003") + collect() + end(),
          "0xffff1003 marked"},
-        {"SceneThatIsCaptured", kStart + capture("0xffff1001"), "0xffff1001 captured"},
+        {"SceneThatIsCaptured", kStart + capture("0xffff1001"), "0xffff1001 collected"},
         {"NoScene", kStart + begin("0xffff10011"), "0xffff10011 under-way"},
         {"NoFolder",
          begin() + prepare() +
@@ -194,7 +195,7 @@ const OutcomeCase kOutcomeCases[] = {
          "0xffff01 no-folder: tag too long"},
         {"NoHistoryLine",
          begin() + prepare() + "E open /data/ZUL/zul_history failure:" + collect() + end(),
-         "0xffff01 captured: no line in the history"},
+         "0xffff01 collected: no line in the history"},
         {"NoProcess", begin() + prepare() + "D startWork...." + "E *** fork fail" + begin(),
          "0xffff01 no-collector: no process for the collector; 0xffff01 under-way"},
         {"NotExecutedOfTheOneThatWaits",
@@ -214,10 +215,10 @@ const OutcomeCase kOutcomeCases[] = {
          begin() + begin("0xffff01", "5/7") + "9/9 E ret==-1,excel errno=13",
          "0xffff01 passed: no debug lines tell more; 0xffff01 passed: no debug lines tell more"},
         {"Killed", begin() + prepare() + collect() + capture(),
-         "0xffff01 killed: collector did not end by itself; 0xffff01 captured"},
+         "0xffff01 killed: collector did not end by itself; 0xffff01 collected"},
         {"UnderWay", begin() + prepare() + collect(), "0xffff01 under-way"},
         {"Interrupted", begin() + prepare() + "8/8 D ZUL  main start." + capture("0xffff01", "8/9"),
-         "0xffff01 captured; 0xffff01 interrupted: daemon started anew"},
+         "0xffff01 collected; 0xffff01 interrupted: daemon started anew"},
         {"InterruptedBySameProcess", begin() + prepare() + kStart,
          "0xffff01 interrupted: daemon started anew"},
         {"DumpedBeforeTheStartAlone", kStart + "5/5 D ZUL  main start." + begin(),
@@ -225,10 +226,10 @@ const OutcomeCase kOutcomeCases[] = {
         {"StartOfAnotherThatIsNone", begin() + "8/8 D ZUL  main start." + prepare() + collect(),
          "0xffff01 under-way"},
         {"LinesMissing", kStart + begin() + capture(),
-         "0xffff01 unknown: lines are missing; 0xffff01 captured"},
+         "0xffff01 unknown: lines are missing; 0xffff01 collected"},
         {"LookUpAlone", kLookUp + begin("0xffff02"),
          "0xffff01 unknown: lines are missing; 0xffff02 passed: no debug lines tell more"},
-        {"BeginningMissing", prepare() + collect() + end(), "0xffff01 captured"},
+        {"BeginningMissing", prepare() + collect() + end(), "0xffff01 collected"},
         {"AllButTheEndMissing", end() + "D startWork....", ""},
         {"EndWithoutACollector", begin() + end(), "0xffff01 under-way"},
         {"RefusalAlone", Lines{"D Illegal ZUL TAG a,break"}, "a refused: no legal tag"},
@@ -316,7 +317,7 @@ TEST(EventsTest, SeveralAtOnce) {
     const Lines two = capture("b", "5/7");
     for (size_t i = 0; i < one.size(); i++)
         log = log + Lines{two[i], one[i]};
-    EXPECT_EQ(describe(eventsOf(makeLog(log))), "b captured; a captured");
+    EXPECT_EQ(describe(eventsOf(makeLog(log))), "b collected; a collected");
 }
 
 TEST(EventsTest, KeepsTheLinesOfTheEventAndItsCollector) {
@@ -374,13 +375,13 @@ TEST(EventsCommandTest, ShowsOneALineAndATotal) {
     const std::string day = result.out.substr(result.out.find('\n') + 1, 5);
     EXPECT_EQ(
             result.out.substr(result.out.find('\n') + 1),
-            day + "03-04 05:06:07    0.070s  captured      0xffff01    77       0xffff01_1.zul\n" +
+            day + "03-04 05:06:07    0.070s  collected     0xffff01    77       0xffff01_1.zul\n" +
                     day +
                     "03-04 05:06:07    0.010s  refused       a\\x1b[2J             no legal tag\n" +
                     day +
                     "03-04 05:06:07    0.010s  refused       b\\xff                other package: "
                     "com.x\n"
-                    "3 events: 1 captured, 2 refused (1 no legal tag, 1 other package)\n");
+                    "3 events: 1 collected, 2 refused (1 no legal tag, 1 other package)\n");
 }
 
 TEST(EventsCommandTest, ChoosesByTagAndByOutcome) {
@@ -400,20 +401,19 @@ TEST(EventsCommandTest, ChoosesByTagAndByOutcome) {
 
 TEST(EventsCommandTest, WritesOneObjectALine) {
     const Result result = callEvents(makeLog(kStory), {"--json"});
-    EXPECT_THAT(
-            result.out,
-            MatchesRegex(
-                    R"(\{"v":1,"device":"","event":"capture","time":"[0-9]{4}-03-04 05:06:07\.000","tag":"0xffff01",)"
-                    R"("outcome":"captured","dropped":false,"reason":"","detail":"",)"
-                    R"("mask":"0x2c3","processes":"77","text":"a text",)"
-                    R"("archive":"/data/ZUL/0xffff/0xffff01_1\.zul","took_ms":70,)"
-                    R"("preparation_ms":20,"history_ms":20,"collector_ms":20,)"
-                    R"("daemon":5,"thread":6\})"
-                    "\n"
-                    R"(\{.*"tag":"a\\u001b\[2J".*"took_ms":10,"preparation_ms":null.*\})"
-                    "\n"
-                    R"(\{.*"tag_hex":"62ff".*"detail":"com\.x".*\})"
-                    "\n"));
+    EXPECT_THAT(result.out,
+                MatchesRegex(R"(\{"v":1,"device":"","event":"capture","time":"[0-9]{4}-03-04 )"
+                             R"(05:06:07\.000","outcome":"collected","tag":"0xffff01",)"
+                             R"("dropped":false,"reason":"","detail":"",)"
+                             R"("mask":"0x2c3","processes":"77","text":"a text",)"
+                             R"("archive":"/data/ZUL/0xffff/0xffff01_1\.zul","took_ms":70,)"
+                             R"("preparation_ms":20,"history_ms":20,"collector_ms":20,)"
+                             R"("daemon":5,"thread":6\})"
+                             "\n"
+                             R"(\{.*"tag":"a\\u001b\[2J".*"took_ms":10,"preparation_ms":null.*\})"
+                             "\n"
+                             R"(\{.*"tag_hex":"62ff".*"detail":"com\.x".*\})"
+                             "\n"));
 }
 
 TEST(EventsCommandTest, TellsOfDaemonAndEngineBetween) {
@@ -438,7 +438,7 @@ TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
     const Result torn = callEvents(makeLog(kStory) + "03-0 x ZUL_DEBUG: y\n", {"--no-legend"});
     EXPECT_EQ(torn.status, 3);
     EXPECT_EQ(torn.err, "zulctl: torn lines in the log: 1\n");
-    EXPECT_THAT(torn.out, HasSubstr("captured"));
+    EXPECT_THAT(torn.out, HasSubstr("collected"));
     EXPECT_EQ(call({"events"}).status, 2);
     const Result missing = call({"--log=/nowhere", "events"});
     EXPECT_EQ(missing.status, 3);
@@ -452,7 +452,7 @@ TEST(EventsTest, KnowsADaemonThatDumpsBehindManyCollectors) {
         log.push_back(std::to_string(100 + i) + "/1 D sceneFlag===1, mPid===1");
     log = log + "6/6 D ZUL  main start." + "6/6 D mCompressFileCount=0" +
           begin("0xffff1001", "6/7");
-    EXPECT_EQ(describe(eventsOf(makeLog(log))), "0xffff01 captured; 0xffff1001 marked");
+    EXPECT_EQ(describe(eventsOf(makeLog(log))), "0xffff01 collected; 0xffff1001 marked");
 }
 
 TEST(EventsTest, DroppedAreThoseOfWhichNothingWasKept) {
@@ -461,7 +461,7 @@ TEST(EventsTest, DroppedAreThoseOfWhichNothingWasKept) {
         if (isDropped(static_cast<Outcome>(i)))
             dropped += std::string(outcomeName(static_cast<Outcome>(i))) + " ";
     }
-    EXPECT_EQ(dropped, "refused no-folder no-collector killed interrupted ");
+    EXPECT_EQ(dropped, "failed refused no-folder no-collector killed interrupted ");
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ TEST(ManualTest, HasTheCommandsAndOptionsThatThereAre) {
         SCOPED_TRACE(command->name);
         expectOptions(manual.find(std::string("\n.It Cm ") + command->name), command->options);
     }
-    EXPECT_EQ(countOf(manual, "\n.It Cm "), commands().size() + 1) << "mask has two forms";
+    EXPECT_EQ(countOf(manual, "\n.It Cm "), commands().size() + 2) << "mask has three forms";
     EXPECT_EQ(countOf(manual, "\n.It Fl "), options);
 }
 

@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/Output.h"
 #include "zulctl/WallTime.h"
@@ -43,15 +48,9 @@ INSTANTIATE_TEST_SUITE_P(Texts, TextTest, testing::ValuesIn(kTextCases), caseNam
 
 TEST(SizeTest, HasTwoOrThreeDigitsAndAUnit) {
     const std::pair<uint64_t, const char*> cases[] = {
-            {0, "0"},
-            {1023, "1023"},
-            {1024, "1.0K"},
-            {10188, "9.9K"},
-            {10240, "10K"},
-            {1048063, "1023K"},
-            {1048064, "1.0M"},
-            {1 << 20, "1.0M"},
-            {5ull << 30, "5.0G"},
+            {0, "0B"},           {1023, "1023B"},   {1024, "1.0K"},
+            {10188, "9.9K"},     {10240, "10K"},    {1048063, "1023K"},
+            {1048064, "1.0M"},   {1 << 20, "1.0M"}, {5ull << 30, "5.0G"},
             {UINT64_MAX, "16E"},
     };
     for (const auto& [bytes, text] : cases)
@@ -83,25 +82,118 @@ TEST(WallTimeTest, ReadsAgesAndTimesOfUsers) {
             {"2025-03-01", "2025-03-01 00:00:00"},
             {"2025-03-01 10:00", "2025-03-01 10:00:00"},
             {"2025-03-01 10:00:01", "2025-03-01 10:00:01"},
+            {"2025-03-01T10:00:01", "2025-03-01 10:00:01"},
+            {"5m30s", "2025-03-04 05:00:37"},
+            {"today", "2025-03-04 00:00:00"},
+            {"yesterday", "2025-03-03 00:00:00"},
+            {"04:07", "2025-03-04 04:07:00"},
+            {"04:07:01", "2025-03-04 04:07:01"},
     };
     for (const auto& [text, time] : cases)
         EXPECT_EQ(parseWhen(text, now), parseRecordTime(time)) << text;
-    for (const char* text : {"", "h", "1", "1x", "-1h", "1.5h", "1hh", "2025-3-1", "12345678901s"})
+    for (const char* text : {"", "h", "1", "1x", "-1h", "1.5h", "1hh", "2025-3-1", "12345678901s",
+                             "5m30", "4:07", "04:60", "2025-03-01x10:00"})
         EXPECT_FALSE(parseWhen(text, now)) << text;
 }
 
 TEST(CommandLineTest, WrongCallsEndWithTwoAndAHint) {
-    const std::vector<std::string> calls[] = {
-            {"nonsense"}, {"--nonsense"}, {"--root"}, {"-z"}, {"mask", ""}};
-    for (const std::vector<std::string>& arguments : calls) {
+    const std::pair<std::vector<std::string>, const char*> calls[] = {
+            {{"nonsense"}, "unknown command nonsense ("},
+            {{"evnets"}, "did you mean events?"},
+            {{"confg", "show"}, "did you mean config?"},
+            {{"config"}, "config needs one of its own"},
+            {{"config", "nonsense"}, "unknown command config nonsense"},
+            {{"--nonsense"}, "unknown option --nonsense"},
+            {{"-z"}, "unknown option -z"},
+            {{"--root"}, "--root needs a value"},
+            {{"--json=1", "list"}, "--json takes no value"},
+            {{"events", "--state=left"}, "events: unknown option --state"},
+            {{"--state=left", "events"}, "events: no option --state"},
+            {{"-n", "5x"}, "no number for --number: 5x"},
+            {{"-n18446744073709551616"}, "no number"},
+            {{"info"}, "info: needs ARCHIVE|TAG"},
+            {{"info", "a", "b"}, "too much: b"},
+            {{"mask", ""}, "mask needs"},
+            {{"export", "x"}, "needs -o"},
+            {{"--log=a", "--log=b", "events"}, "more --log than --root"},
+    };
+    for (const auto& [arguments, hint] : calls) {
         const Result result = call(arguments);
-        EXPECT_EQ(result.status, 2) << arguments[0];
-        EXPECT_EQ(result.out, "") << arguments[0];
-        EXPECT_THAT(result.err, testing::StartsWith("zulctl: ")) << arguments[0];
-        EXPECT_THAT(result.err, testing::HasSubstr(arguments[0])) << arguments[0];
+        EXPECT_EQ(result.status, 2) << hint;
+        EXPECT_EQ(result.out, "") << hint;
+        EXPECT_THAT(result.err, AllOf(StartsWith("zulctl: "), HasSubstr(hint)));
     }
-    const Result help = call({"--help"});
-    EXPECT_EQ(std::to_string(help.status) + help.err, "0") << "no wrong call";
+}
+
+TEST(CommandLineTest, HelpsWhereItIsAsked) {
+    const std::pair<std::vector<std::string>, const char*> calls[] = {
+            {{"--help"}, "Usage: zulctl [OPTION...] [COMMAND"},
+            {{"help"}, "  events [TAG...]"},
+            {{"help", "events"}, "Usage: zulctl [OPTION...] events [OPTION...] [TAG...]"},
+            {{"events", "-h"}, "  -f, --follow"},
+            {{"config", "--help"}, "  config check FILE|-"},
+            {{"help", "config", "match"}, "config match [OPTION...] TAG [PACKAGE]"},
+            {{"--version"}, "--json is of version 1"},
+    };
+    for (const auto& [arguments, text] : calls) {
+        const Result result = call(arguments);
+        EXPECT_EQ(std::to_string(result.status) + result.err, "0") << text;
+        EXPECT_THAT(result.out, HasSubstr(text));
+    }
+    EXPECT_THAT(call({"config", "--help"}).out, Not(HasSubstr("  events")));
+}
+
+TEST(CommandLineTest, TakesOptionsInAllTheirForms) {
+    const std::vector<std::string> forms[] = {
+            {"mask", "--json", "1"}, {"--json", "mask", "1"}, {"mask", "1", "--json"}};
+    for (const std::vector<std::string>& form : forms)
+        EXPECT_THAT(call(form).out, StartsWith("{\"v\":1")) << form[0];
+    EXPECT_EQ(call({"mask", "--", "-1"}).status, 0);
+    EXPECT_EQ(call({"--root", "/nowhere", "-n", "5", "-S5m", "--until=5m"}).status, 3);
+    EXPECT_THAT(call({"clean", "-fn"}).err, HasSubstr("needs one of -n"));
+}
+
+TEST(OutputTest, ColumnsAreOfATerminalsCells) {
+    FILE* file = tmpfile();
+    Output out(file, false, true);
+    Table table(out, {{"A", "a", 4}, {nullptr, "hidden"}, {"B", "b", 3, true}, {"C"}});
+    for (const char* text : {"ab", "\u6f22\u5b57", "e\u0301", "toolong"})
+        table.row({text, "x", Cell::number(7), "end"});
+    table.row({Cell::none(), "x", Cell::none(), ""});
+    rewind(file);
+    std::string text(1000, '\0');
+    text.resize(fread(text.data(), 1, text.size(), file));
+    fclose(file);
+    EXPECT_EQ(text,
+              "A       B  C\n"
+              "ab      7  end\n"
+              "\u6f22\u5b57    7  end\n"
+              "e\u0301       7  end\n"
+              "toolong  7  end\n"
+              "-       -\n");
+}
+
+TEST(OutputTest, TheNewestIsLastWhereAScreenIsTooSmall) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+    winsize size = {};
+    size.ws_row = 5;
+    ASSERT_EQ(ioctl(terminal, TIOCSWINSZ, &size), 0);
+    FILE* file = fdopen(open(ptsname(terminal), O_RDWR | O_NOCTTY), "w");
+    const auto print = [&](int rows) {
+        Output out(file, false, true);
+        Table table(out, {{"N"}}, true);
+        for (int i = 0; i < rows; i++)
+            table.row({Cell::number(i)});
+        table.finish();
+        fflush(file);
+        char text[100];
+        return std::string(text, static_cast<size_t>(read(terminal, text, sizeof(text))));
+    };
+    EXPECT_EQ(print(2), "N\r\n0\r\n1\r\n");
+    EXPECT_EQ(print(3), "N\r\n2\r\n1\r\n0\r\n");
+    fclose(file);
+    close(terminal);
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 #include <stddef.h>
 #include <stdio.h>
 
+#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
-#include <utility>
+#include <variant>
 #include <vector>
 
 namespace zulctl {
@@ -24,7 +24,36 @@ enum class Status {
     PARTLY = 3,
 };
 
-/** An option. Parsing, help and shell completion all come from these. */
+/** All that a call can say; each command reads what its options set. */
+struct Options {
+    std::vector<std::string> roots;
+    std::vector<std::string> logs;
+    bool json = false;
+    bool noLegend = false;
+    bool help = false;
+    bool version = false;
+
+    std::optional<std::string> since;
+    std::optional<std::string> until;
+    std::optional<size_t> number;
+    std::optional<std::string> states;
+    std::optional<std::string> grep;
+    bool byTag = false;
+    bool dropped = false;
+    bool follow = false;
+    bool dryRun = false;
+    bool force = false;
+    bool left = false;
+    bool unlisted = false;
+    std::optional<std::string> olderThan;
+    std::optional<std::string> size;
+    std::optional<std::string> output;
+    std::optional<std::string> with;
+
+    std::vector<std::string> operands;
+};
+
+/** An option. Parsing and help come from these. */
 struct Option {
     /** 0 for none. */
     char letter;
@@ -33,16 +62,10 @@ struct Option {
     /** What it takes, as the help shows it; null for nothing. */
     const char* value;
     const char* help;
-};
-
-/** What was given behind a command. */
-struct Arguments {
-    std::vector<std::pair<const Option*, std::string>> options;
-    std::vector<std::string> operands;
-
-    bool has(std::string_view name) const { return value(name) != nullptr; }
-    /** The value of an option, of several the last; null when it was not given. */
-    const std::string* value(std::string_view name) const;
+    /** What it sets; a list grows. */
+    std::variant<bool Options::*, std::optional<size_t> Options::*,
+                 std::optional<std::string> Options::*, std::vector<std::string> Options::*>
+            target;
 };
 
 struct Command {
@@ -56,21 +79,17 @@ struct Command {
     /** Lines of the help behind the options; may be empty. */
     const char* details;
     std::span<const Option> options;
-    Status (*run)(Session& session, const Arguments& arguments);
+    /** Without a store there is nothing to tell. */
+    bool needsStore;
+    Status (*run)(Session& session);
 };
 
 inline constexpr size_t kAnyNumber = static_cast<size_t>(-1);
 
-/** All commands, in the order of the help. */
+/** All commands, in the order of the help; the first one runs when none is named. */
 std::span<const Command* const> commands();
-/** Runs when no command is named; null for none. */
-const Command* defaultCommand();
 /** Options of all commands, which may stand before or behind the command. */
 std::span<const Option> globalOptions();
-
-/** The help of one command, or of all. */
-std::string helpOf(const Command& command);
-std::string helpOfAll();
 
 /** The whole program. Prints to `out` and `err`; the exit status. */
 Status run(const std::vector<std::string>& arguments, FILE* out, FILE* err);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <errno.h>
-#include <getopt.h>
 #include <string.h>
 
 #include <algorithm>
-#include <optional>
+#include <charconv>
+#include <functional>
 
 #include "base/Text.h"
 #include "zulctl/Command.h"
@@ -15,232 +15,282 @@ namespace zulctl {
 
 namespace {
 
-/** Long options without a letter come from getopt_long as numbers from here on. */
-constexpr int kFirstLongOption = 256;
+/** Of a device, it is part of the build; what readers of --json go by is the number. */
+constexpr char kVersion[] = "zulctl, not released yet; --json is of version 1\n";
 
-/** One pass of getopt_long over some options, to the end or to the first word that is none. */
-class OptionParser {
-  public:
-    OptionParser(std::initializer_list<std::span<const Option>> groups, bool stopAtWord) {
-        mLetters = stopAtWord ? "+:" : ":";
-        for (const std::span<const Option> group : groups) {
-            for (const Option& option : group)
-                add(option);
+/** A call, taken apart in one pass. */
+struct Call {
+    /** The one that is named; else the first of all. */
+    const Command* command = commands()[0];
+    bool named = false;
+    Options options;
+    /** The first word of commands with two, where the second is missing. */
+    std::string group;
+    /** What is wrong with the call; empty for nothing. */
+    std::string wrong;
+    std::vector<const Option*> given;
+};
+
+size_t wordsOf(const Command& command) {
+    return zul::split(command.name, " ").size();
+}
+
+std::string groupOf(const Command& command) {
+    return wordsOf(command) > 1 ? zul::split(command.name, " ")[0] : "";
+}
+
+/** How many letters have to be exchanged, added or taken away. */
+size_t distance(std::string_view a, std::string_view b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); j++)
+        row[j] = j;
+    for (size_t i = 1; i <= a.size(); i++) {
+        size_t corner = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); j++) {
+            const size_t above = row[j];
+            row[j] = std::min({above + 1, row[j - 1] + 1, corner + (a[i - 1] != b[j - 1])});
+            corner = above;
         }
-        mLongOptions.push_back({});
     }
+    return row[b.size()];
+}
 
-    /**
-     * Takes `words` apart: options, and what is none. Empty, or what is wrong. Behind a word at which it
-     * stopped, everything counts as an operand.
-     */
-    std::string parse(const std::vector<std::string>& words, Arguments& result) {
-        std::vector<std::string> storage = {"zulctl"};
-        storage.insert(storage.end(), words.begin(), words.end());
-        std::vector<char*> argv;
-        argv.reserve(storage.size() + 1);
-        for (std::string& word : storage)
-            argv.push_back(word.data());
-        argv.push_back(nullptr);
-        const int argc = static_cast<int>(storage.size());
+std::string unknownCommand(const std::string& word) {
+    std::string nearest;
+    size_t least = 3;
+    for (const Command* command : commands()) {
+        const std::string group = groupOf(*command);
+        const std::string name = group.empty() ? command->name : group;
+        const size_t apart = distance(word, name);
+        if (apart < least) nearest = name;
+        least = std::min(least, apart);
+    }
+    return "unknown command " + word + (nearest.empty() ? "" : ", did you mean " + nearest + "?");
+}
 
-        opterr = 0;
-        optind = 0;
-        int found;
-        while ((found = getopt_long(argc, argv.data(), mLetters.c_str(), mLongOptions.data(),
-                                    nullptr)) != -1) {
-            if (found == '?' || found == ':') return complaint(found, argv[optind - 1]);
-            result.options.emplace_back(optionOf(found), optarg != nullptr ? optarg : "");
+class Parser {
+  public:
+    explicit Parser(std::vector<std::string> words) : mWords(std::move(words)) {}
+
+    Call parse() {
+        for (mNext = 0; mNext < mWords.size() && mCall.wrong.empty(); mNext++) {
+            const std::string& word = mWords[mNext];
+            if (mOnlyOperands || word.size() < 2 || word[0] != '-') {
+                takeWord();
+            } else if (word == "--") {
+                mOnlyOperands = true;
+            } else if (word[1] == '-') {
+                takeLong(word.substr(2));
+            } else {
+                takeLetters(word.substr(1));
+            }
         }
-        for (int i = optind; i < argc; i++)
-            result.operands.emplace_back(argv[i]);
-        return "";
+        checkWhole();
+        return std::move(mCall);
     }
 
   private:
-    void add(const Option& option) {
-        const int takes = option.value != nullptr ? required_argument : no_argument;
-        const int code = kFirstLongOption + static_cast<int>(mOptions.size());
-        mLongOptions.push_back({option.name, takes, nullptr, code});
-        mOptions.push_back(&option);
-        if (option.letter == 0) return;
-        mLetters += option.letter;
-        if (option.value != nullptr) mLetters += ':';
+    void takeWord() {
+        if (mCall.named) {
+            mCall.options.operands.push_back(mWords[mNext]);
+            return;
+        }
+        const std::string& word = mWords[mNext];
+        if (word == "help") {
+            mCall.options.help = true;
+            return;
+        }
+        for (const Command* command : commands()) {
+            const std::vector<std::string> name = zul::split(command->name, " ");
+            if (mWords.size() - mNext < name.size()) continue;
+            const auto begin = mWords.begin() + static_cast<ptrdiff_t>(mNext);
+            if (!std::equal(name.begin(), name.end(), begin)) continue;
+            mCall.command = command;
+            mCall.named = true;
+            mNext += name.size() - 1;
+            return;
+        }
+        const auto isOfGroup = [&](const Command* each) { return groupOf(*each) == word; };
+        if (mCall.group.empty() && std::any_of(commands().begin(), commands().end(), isOfGroup)) {
+            mCall.group = word;
+        } else {
+            mCall.wrong = unknownCommand(mCall.group.empty() ? word : mCall.group + " " + word);
+        }
     }
 
-    const Option* optionOf(int found) const {
-        if (found >= kFirstLongOption)
-            return mOptions[static_cast<size_t>(found - kFirstLongOption)];
-        return *std::find_if(mOptions.begin(), mOptions.end(),
-                             [&](const Option* option) { return option->letter == found; });
+    const Option* find(const std::function<bool(const Option&)>& fits) const {
+        for (const std::span<const Option> options : {globalOptions(), mCall.command->options}) {
+            const auto found = std::find_if(options.begin(), options.end(), fits);
+            if (found != options.end()) return &*found;
+        }
+        return nullptr;
     }
 
-    static std::string complaint(int found, const char* word) {
-        const std::string option = optopt > 0 && optopt < kFirstLongOption
-                                           ? std::string("-") + static_cast<char>(optopt)
-                                           : std::string(word);
-        return found == ':' ? "option " + option + " needs a value" : "unknown option " + option;
+    void takeLong(const std::string& text) {
+        const size_t equal = text.find('=');
+        const std::string name = text.substr(0, equal);
+        const Option* option = find([&](const Option& each) { return each.name == name; });
+        if (option == nullptr) {
+            mCall.wrong = "unknown option --" + name;
+        } else if (equal == std::string::npos) {
+            set(*option, nullptr);
+        } else if (option->value == nullptr) {
+            mCall.wrong = "option --" + name + " takes no value";
+        } else {
+            const std::string value = text.substr(equal + 1);
+            set(*option, &value);
+        }
     }
 
-    std::string mLetters;
-    std::vector<option> mLongOptions;
-    std::vector<const Option*> mOptions;
+    void takeLetters(std::string letters) {
+        while (!letters.empty() && mCall.wrong.empty()) {
+            const Option* option =
+                    find([&](const Option& each) { return each.letter == letters[0]; });
+            if (option == nullptr) {
+                mCall.wrong = std::string("unknown option -") + letters[0];
+                return;
+            }
+            letters.erase(0, 1);
+            if (option->value == nullptr || letters.empty()) {
+                set(*option, nullptr);
+            } else {
+                set(*option, &letters);
+                return;
+            }
+        }
+    }
+
+    /** A value that is not given with the option is the next word. */
+    void set(const Option& option, const std::string* value) {
+        mCall.given.push_back(&option);
+        Options& options = mCall.options;
+        if (const auto* flag = std::get_if<bool Options::*>(&option.target)) {
+            options.** flag = true;
+            return;
+        }
+        if (value == nullptr && mNext + 1 == mWords.size()) {
+            mCall.wrong = std::string("option --") + option.name + " needs a value";
+            return;
+        }
+        const std::string text = value != nullptr ? *value : mWords[++mNext];
+        if (const auto* list = std::get_if<std::vector<std::string> Options::*>(&option.target)) {
+            (options.**list).push_back(text);
+        } else if (const auto* one =
+                           std::get_if<std::optional<std::string> Options::*>(&option.target)) {
+            options.** one = text;
+        } else {
+            size_t number = 0;
+            const char* const end = text.data() + text.size();
+            const auto [stopped, error] = std::from_chars(text.data(), end, number);
+            if (error != std::errc() || stopped != end || text.empty()) {
+                mCall.wrong = std::string("no number for --") + option.name + ": " + text;
+            }
+            options.**std::get_if<std::optional<size_t> Options::*>(&option.target) = number;
+        }
+    }
+
+    void checkWhole() {
+        const Command& command = *mCall.command;
+        const Options& options = mCall.options;
+        if (options.help || options.version) return;
+        if (mCall.wrong.empty() && !mCall.group.empty()) {
+            mCall.wrong = mCall.group + " needs one of its own commands";
+        }
+        for (const Option* option : mCall.given) {
+            const auto is = [&](const Option& own) { return &own == option; };
+            if (mCall.wrong.empty() &&
+                std::none_of(command.options.begin(), command.options.end(), is) &&
+                std::none_of(globalOptions().begin(), globalOptions().end(), is)) {
+                mCall.wrong = std::string("no option --") + option->name;
+            }
+        }
+        if (options.logs.size() > std::max(options.roots.size(), size_t{1})) {
+            mCall.wrong = "more --log than --root: each device has one";
+        }
+        const size_t count = options.operands.size();
+        if (mCall.wrong.empty() && count < command.fewestOperands) {
+            mCall.wrong = std::string("needs ") + command.operands;
+        } else if (mCall.wrong.empty() && count > command.mostOperands) {
+            mCall.wrong = "too much: " + options.operands[command.mostOperands];
+        }
+    }
+
+    const std::vector<std::string> mWords;
+    size_t mNext = 0;
+    bool mOnlyOperands = false;
+    Call mCall;
 };
 
-/** The command that the first words name, which are taken off; null when there is none. */
-const Command* takeCommand(std::vector<std::string>& words) {
-    for (const Command* command : commands()) {
-        const std::vector<std::string> name = zul::split(command->name, " ");
-        if (words.size() < name.size() || !std::equal(name.begin(), name.end(), words.begin()))
-            continue;
-        words.erase(words.begin(), words.begin() + static_cast<ptrdiff_t>(name.size()));
-        return command;
-    }
-    return nullptr;
-}
-
-std::string unknownCommand(const std::vector<std::string>& words) {
-    std::string text = "unknown command " + words[0];
-    for (const Command* command : commands()) {
-        const std::vector<std::string> name = zul::split(command->name, " ");
-        if (name.size() == 2 && name[0] == words[0])
-            text = words[0] + " needs one of its own commands";
+std::string optionLines(std::span<const Option> options) {
+    std::string text;
+    for (const Option& option : options) {
+        std::string line =
+                option.letter != 0 ? std::string("  -") + option.letter + ", --" : "      --";
+        line += option.name;
+        if (option.value != nullptr) line.append("=").append(option.value);
+        line.resize(std::max(line.size() + 2, size_t{30}), ' ');
+        text.append(line).append(option.help).append("\n");
     }
     return text;
 }
 
-/** A call, taken apart. */
-struct Call {
-    const Command* command = nullptr;
-    Arguments arguments;
-    /** The command stands in the call itself. */
-    bool named = false;
-    bool help = false;
-};
-
-bool owns(const Command& command, const Option* option) {
-    const auto is = [&](const Option& own) { return &own == option; };
-    return std::any_of(command.options.begin(), command.options.end(), is) ||
-           std::any_of(globalOptions().begin(), globalOptions().end(), is);
+/** A line for each command; for those of a group where one is named. */
+std::string commandLines(const std::string& group) {
+    std::string text;
+    for (const Command* command : commands()) {
+        if (!group.empty() && groupOf(*command) != group) continue;
+        std::string line = std::string("  ") + command->name + " " + command->operands;
+        line.resize(std::max(line.size() + 2, size_t{30}), ' ');
+        text += line + command->summary + (command == commands()[0] ? " (the default)\n" : "\n");
+    }
+    return text;
 }
 
-/** Empty, or what is wrong with the call. */
-std::string parseCall(const std::vector<std::string>& words, Call& call) {
-    const Command* fallback = defaultCommand();
-    const std::span<const Option> fallbackOptions =
-            fallback != nullptr ? fallback->options : std::span<const Option>();
-
-    Arguments front;
-    std::string wrong = OptionParser({globalOptions(), fallbackOptions}, true).parse(words, front);
-    if (!wrong.empty()) return wrong;
-    std::vector<std::string> rest = std::move(front.operands);
-    call.arguments.options = std::move(front.options);
-    call.help = call.arguments.has("help");
-    call.named = !rest.empty();
-    call.command = rest.empty() ? fallback : takeCommand(rest);
-    if (call.command == nullptr) return rest.empty() ? "no command" : unknownCommand(rest);
-
-    for (const auto& [option, value] : call.arguments.options) {
-        if (!owns(*call.command, option)) {
-            return std::string(call.command->name) + " has no option --" + option->name;
-        }
+std::string helpOf(const Call& call) {
+    const Command& command = *call.command;
+    std::string text = "Usage: zulctl [OPTION...] ";
+    if (call.named) {
+        text += command.name;
+        if (!command.options.empty()) text += " [OPTION...]";
+        if (*command.operands != '\0') text.append(" ").append(command.operands);
+        text.append("\n\n").append(command.summary).append(".\n");
+        if (!command.options.empty()) text += "\n" + optionLines(command.options);
+    } else {
+        text += "[COMMAND [OPTION...] [OPERAND...]]\n\n"
+                "Shows and cleans what the capture daemon zuld keeps, on a device or in a "
+                "copy.\n\n" +
+                commandLines(call.group);
     }
-    wrong = OptionParser({globalOptions(), call.command->options}, false)
-                    .parse(rest, call.arguments);
-    if (!wrong.empty()) return std::string(call.command->name) + ": " + wrong;
-    call.help = call.arguments.has("help");
-    const size_t count = call.arguments.operands.size();
-    if (!call.help && count < call.command->fewestOperands) {
-        return std::string(call.command->name) + " needs " + call.command->operands;
+    text += "\nOptions of all commands:\n" + optionLines(globalOptions()) + "\n";
+    if (!call.named) {
+        return text +
+               "Exit status: 0 fine; 1 nothing matched, or a check failed; 2 wrong call; 3 "
+               "partly\nunreadable, the rest is shown. zulctl help COMMAND tells more.\n";
     }
-    if (!call.help && count > call.command->mostOperands) {
-        return std::string(call.command->name) +
-               ": too much: " + call.arguments.operands[call.command->mostOperands];
-    }
-    return "";
-}
-
-std::string optionLine(const Option& option) {
-    std::string text =
-            option.letter != 0 ? std::string("  -") + option.letter + ", --" : "      --";
-    text += option.name;
-    if (option.value != nullptr) text.append("=").append(option.value);
-    text.resize(std::max(text.size() + 2, size_t{30}), ' ');
-    return text + option.help + "\n";
-}
-
-std::optional<std::string> optional(const Arguments& arguments, std::string_view name) {
-    const std::string* value = arguments.value(name);
-    return value != nullptr ? std::optional(*value) : std::nullopt;
+    return *command.details != '\0' ? text + command.details + "\n" : text;
 }
 
 }  // namespace
 
-const std::string* Arguments::value(std::string_view name) const {
-    for (auto given = options.rbegin(); given != options.rend(); ++given) {
-        if (given->first->name == name) return &given->second;
-    }
-    return nullptr;
-}
-
-std::string helpOf(const Command& command) {
-    std::string text = std::string("Usage: zulctl [OPTION...] ") + command.name;
-    if (!command.options.empty()) text += " [OPTION...]";
-    if (*command.operands != '\0') text.append(" ").append(command.operands);
-    text.append("\n\n").append(command.summary).append(".\n");
-    if (!command.options.empty()) text += "\n";
-    for (const Option& option : command.options)
-        text += optionLine(option);
-    text += "\nOptions of all commands:\n";
-    for (const Option& option : globalOptions())
-        text += optionLine(option);
-    if (*command.details != '\0') text.append("\n").append(command.details).append("\n");
-    return text;
-}
-
-std::string helpOfAll() {
-    std::string text =
-            "Usage: zulctl [OPTION...] [COMMAND [OPTION...] [OPERAND...]]\n\n"
-            "Shows and cleans what the capture daemon zuld keeps, on a device or in a copy.\n\n";
-    for (const Command* command : commands()) {
-        std::string line = std::string("  ") + command->name + " " + command->operands;
-        line.resize(std::max(line.size() + 2, size_t{30}), ' ');
-        text += line + command->summary + (command == defaultCommand() ? " (the default)\n" : "\n");
-    }
-    text += "\nOptions of all commands:\n";
-    for (const Option& option : globalOptions())
-        text += optionLine(option);
-    text += "\nExit status: 0 fine; 1 nothing matched, or a check failed; 2 wrong call; 3 partly\n"
-            "unreadable, the rest is shown. zulctl COMMAND --help tells more.\n";
-    return text;
-}
-
 Status run(const std::vector<std::string>& arguments, FILE* out, FILE* err) {
-    Call call;
-    const std::vector<std::string> words(arguments.begin() + (arguments.empty() ? 0 : 1),
-                                         arguments.end());
-    const std::string wrong = parseCall(words, call);
-    if (call.help && (wrong.empty() || call.command == nullptr)) {
-        const bool one = call.named && call.command != nullptr;
-        fputs((one ? helpOf(*call.command) : helpOfAll()).c_str(), out);
-        return fflush(out) == 0 ? Status::FINE : Status::PARTLY;
+    const auto begin = arguments.begin() + (arguments.empty() ? 0 : 1);
+    const Call call = Parser({begin, arguments.end()}).parse();
+    Session session(call.options, *call.command, out, err);
+    if (!call.wrong.empty()) {
+        const std::string name = call.named ? std::string(call.command->name) + ": " : "";
+        return session.wrongCall(name + call.wrong + " (--help tells more)");
     }
-    if (!wrong.empty()) {
-        fprintf(err, "zulctl: %s (--help tells more)\n", printable(wrong).c_str());
-        return Status::WRONG_CALL;
+    Status status = Status::FINE;
+    if (call.options.help || call.options.version) {
+        fputs(call.options.help ? helpOf(call).c_str() : kVersion, out);
+    } else {
+        status = call.command->run(session);
     }
-
-    const Arguments& given = call.arguments;
-    Session session({.root = optional(given, "root"),
-                     .log = optional(given, "log"),
-                     .json = given.has("json"),
-                     .legend = !given.has("no-legend")},
-                    call.command->name, out, err);
-    const Status status = call.command->run(session, given);
     if (fflush(out) != 0 || ferror(out) != 0) {
         session.problem(std::string("the output cannot be written: ") + strerror(errno));
     }
-    return status != Status::WRONG_CALL && session.hadProblem() ? Status::PARTLY : status;
+    return session.worst(status);
 }
 
 }  // namespace zulctl

@@ -4,53 +4,54 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
+
 namespace zulctl {
 
-Session::Session(const Options& options, const char* command, FILE* out, FILE* err)
-      : mOptions(options), mCommand(command), mErr(err), mOut(out, options.json, options.legend) {
-    if (!options.root) return;
-    // "." and "copy/.." are folders with names too.
-    const std::unique_ptr<char, decltype(&free)> path(realpath(options.root->c_str(), nullptr),
-                                                      free);
-    const std::string_view text = path != nullptr ? path.get() : std::string_view(*options.root);
-    mOut.setDevice(text.substr(text.rfind('/') + 1));
+Session::Session(const Options& options, const Command& command, FILE* out, FILE* err)
+      : mOptions(options),
+        mCommand(command),
+        mErr(err),
+        mOut(out, options.json, !options.noLegend) {
+    mOut.setDevice("", deviceCount() > 1);
 }
 
-const Store* Session::openStore(bool mustBe) {
-    if (!mTriedStore) {
-        mTriedStore = true;
-        std::string reason;
-        mStore = Store::open(mOptions.root, reason);
-        if (mStore == nullptr && !mOptions.root) reason += " (--root=DIR reads a copy)";
-        if (!reason.empty() && (mStore != nullptr || mustBe)) problem(reason);
+Device Session::open(size_t number) {
+    Device device;
+    std::optional<std::string> root;
+    if (number < mOptions.roots.size()) {
+        root = mOptions.roots[number];
+        // "." and "copy/.." are folders with names too.
+        const std::unique_ptr<char, decltype(&free)> path(realpath(root->c_str(), nullptr), free);
+        device.name = path != nullptr ? path.get() : *root;
+        device.name.erase(0, device.name.rfind('/') + 1);
     }
-    return mStore.get();
-}
-
-const Store* Session::store() {
-    return openStore(true);
-}
-
-const Store* Session::storeIfAny() {
-    return openStore(mOptions.root.has_value());
+    std::string reason;
+    device.store = Store::open(root, reason);
+    if (device.store == nullptr && !root) reason += " (--root=DIR reads a copy)";
+    const bool mustBe = mCommand.needsStore || root;
+    if (!reason.empty() && (device.store != nullptr || mustBe)) problem(reason);
+    if (number < mOptions.logs.size()) device.log = mOptions.logs[number];
+    return device;
 }
 
 void Session::problem(std::string_view text) {
-    mHadProblem = true;
-    say(text);
+    mWorst = std::max(mWorst, Status::PARTLY);
+    remark(text);
 }
 
 void Session::remark(std::string_view text) {
-    say(text);
+    fprintf(mErr, "zulctl: %s\n", printable(text).c_str());
 }
 
 Status Session::wrongCall(std::string_view text) {
-    say(std::string(mCommand).append(": ").append(text));
-    return Status::WRONG_CALL;
+    remark(text);
+    mWorst = Status::WRONG_CALL;
+    return mWorst;
 }
 
-void Session::say(std::string_view text) {
-    fprintf(mErr, "zulctl: %s\n", printable(text).c_str());
+Status Session::worst(Status status) const {
+    return mWorst != Status::FINE ? mWorst : status;
 }
 
 }  // namespace zulctl

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "zulctl/Command.h"
 #include "zulctl/Output.h"
@@ -14,51 +15,57 @@
 
 namespace zulctl {
 
-/** What all commands of one call share. */
+/** A device that a call is about: this one, or one of which there is a copy. */
+struct Device {
+    /** That of the folder which its copy is in; empty for this device. */
+    std::string name;
+    /** Null where there is none, and none is needed. */
+    std::unique_ptr<Store> store;
+    /** "-" is the standard input; nothing: no log is at hand. */
+    std::optional<std::string> log;
+    /** Of a log that is read twice and came as a stream. */
+    zul::ScopedFd kept{-1};
+};
+
+/** What all parts of one call share. */
 class Session {
   public:
-    struct Options {
-        /** Nothing: this device. */
-        std::optional<std::string> root;
-        /** "-" is the standard input; nothing: no log is at hand. */
-        std::optional<std::string> log;
-        bool json = false;
-        bool legend = true;
-    };
-
-    Session(const Options& options, const char* command, FILE* out, FILE* err);
+    Session(const Options& options, const Command& command, FILE* out, FILE* err);
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
     const Options& options() const { return mOptions; }
     Output& out() { return mOut; }
 
-    /** The store, opened at the first call; null where there is none, which was told as a problem. */
-    const Store* store();
-
-    /** The same; but that this machine is no device, where no root was named, is no problem. */
-    const Store* storeIfAny();
+    /** Runs `each` for the devices that can be opened, and has objects tell of them. */
+    template <class Each>
+    void forEachDevice(Each each) {
+        for (size_t i = 0; i < deviceCount(); i++) {
+            Device device = open(i);
+            if (mCommand.needsStore && device.store == nullptr) continue;
+            mOut.setDevice(device.name, deviceCount() > 1);
+            each(device);
+        }
+    }
 
     /** Tells of something that could not be read; the call ends with PARTLY. */
     void problem(std::string_view text);
     /** Tells what is worth knowing and no failure. */
     void remark(std::string_view text);
-    /** Tells why the call was wrong. */
+    /** Tells why the call was wrong, which is the worst that it can end with. */
     Status wrongCall(std::string_view text);
-
-    bool hadProblem() const { return mHadProblem; }
+    /** What the call ends with, whose command has come to `status`. */
+    Status worst(Status status) const;
 
   private:
-    void say(std::string_view text);
-    const Store* openStore(bool mustBe);
+    size_t deviceCount() const { return mOptions.roots.empty() ? 1 : mOptions.roots.size(); }
+    Device open(size_t number);
 
-    const Options mOptions;
-    const char* const mCommand;
+    const Options& mOptions;
+    const Command& mCommand;
     FILE* const mErr;
     Output mOut;
-    std::unique_ptr<Store> mStore;
-    bool mTriedStore = false;
-    bool mHadProblem = false;
+    Status mWorst = Status::FINE;
 };
 
 }  // namespace zulctl

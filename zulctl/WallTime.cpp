@@ -4,6 +4,9 @@
 
 #include <stdio.h>
 
+#include <algorithm>
+#include <charconv>
+
 #include "base/LocalTime.h"
 
 namespace zulctl {
@@ -77,32 +80,33 @@ std::string formatWallTime(WallTime time) {
 }
 
 std::optional<int64_t> parseAge(std::string_view text) {
-    int64_t number = 0;
-    size_t digits = 0;
-    while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9' && digits < 9)
-        number = number * 10 + (text[digits++] - '0');
-    if (digits == 0 || digits + 1 != text.size()) return std::nullopt;
-    switch (text.back()) {
-        case 's':
-            return number;
-        case 'm':
-            return number * 60;
-        case 'h':
-            return number * 3600;
-        case 'd':
-            return number * kDay;
-        case 'w':
-            return number * 7 * kDay;
-        default:
-            return std::nullopt;
+    constexpr std::string_view kUnits = "smhdw";
+    constexpr int64_t kSeconds[] = {1, 60, 3600, kDay, 7 * kDay};
+    int64_t seconds = 0;
+    const bool isEmpty = text.empty();
+    while (!text.empty()) {
+        const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+        const size_t unit = digits < text.size() ? kUnits.find(text[digits]) : kUnits.npos;
+        if (digits == 0 || digits > 9 || unit == kUnits.npos) return std::nullopt;
+        int64_t number = 0;
+        std::from_chars(text.data(), text.data() + digits, number);
+        seconds += number * kSeconds[unit];
+        text.remove_prefix(digits + 1);
     }
+    return isEmpty ? std::nullopt : std::optional(seconds);
 }
 
 std::optional<WallTime> parseWhen(std::string_view text, WallTime now) {
     if (const auto age = parseAge(text)) return now - *age;
+    const std::string today = formatWallTime(now).substr(0, 10);
+    if (text == "today") return parseTime(today, "0000-00-00");
+    if (text == "yesterday") return *parseTime(today, "0000-00-00") - kDay;
+    std::string whole(text);
+    if (text.find(':') < 3) whole = today + " " + whole;
+    if (whole.size() > 10 && whole[10] == 'T') whole[10] = ' ';
     for (const std::string_view pattern :
          {"0000-00-00", "0000-00-00 00:00", "0000-00-00 00:00:00"}) {
-        if (const auto time = parseTime(text, pattern)) return time;
+        if (const auto time = parseTime(whole, pattern)) return time;
     }
     return std::nullopt;
 }

@@ -24,10 +24,10 @@ std::optional<WallTime> parseRecordTime(std::string_view text);
 std::optional<WallTime> parseNameTime(std::string_view text);
 std::string formatWallTime(WallTime time);
 
-/** Seconds of 90s, 15m, 12h, 30d or 2w; nothing for anything else. */
+/** Seconds of 90s, 5m30s, 12h, 30d or 2w; nothing for anything else. */
 std::optional<int64_t> parseAge(std::string_view text);
 
-/** A time that a user gives: an age before `now`, or YYYY-MM-DD [HH:MM[:SS]]. */
+/** A time that a user gives: an age before `now`, a day, a time of today, or both with a blank or T between. */
 std::optional<WallTime> parseWhen(std::string_view text, WallTime now);
 
 /** 75 as 1m15s. */

@@ -17,90 +17,144 @@ namespace zulctl {
 namespace {
 
 constexpr Option kOptions[] = {
-        {'n', "dry-run", nullptr, "show what would be removed"},
-        {'f', "force", nullptr, "remove it"},
-        {0, "left", nullptr, "folders that failed collectors left"},
-        {0, "unlisted", nullptr, "archives of which a tag has more than it may keep"},
-        {0, "older-than", "AGE", "only of captures before this age: 90s 15m 12h 30d 2w"},
+        {'n', "dry-run", nullptr, "show what would be removed", &Options::dryRun},
+        {'f', "force", nullptr, "remove it", &Options::force},
+        {0, "left", nullptr, "folders that failed collectors left", &Options::left},
+        {0, "unlisted", nullptr, "archives that the daemon does not know any more",
+         &Options::unlisted},
+        {0, "older-than", "AGE", "only of captures before this age: 5m30s 12h 30d 2w",
+         &Options::olderThan},
+        {0, "to", "SIZE", "oldest captures of any kind, until all that stay are below 500M or 2G",
+         &Options::size},
 };
 
 constexpr char kDetails[] =
-        "Without --left and --unlisted: both. Other files in the store are never removed, nor is "
+        "Without --left, --unlisted and --to: what failed collectors left, and what the daemon "
+        "does\n"
+        "not know any more. Other files in the store are never removed, nor is what runs, nor a\n"
+        "folder so new that its collector may not have started yet. -n works on a copy as well. "
+        "-f\n"
+        "does not, nor on a device where processes are hidden: what runs could not be told from "
         "what\n"
-        "the daemon keeps by its own rules. -f waits where a folder is so new that its collector "
-        "may\n"
-        "not have started yet. A copy is not cleaned (--root), nor a device where the processes "
-        "of\n"
-        "others cannot be seen: what runs could not be told from what was left.";
+        "was left.";
 
 /** From a folder's making to its collector's start are two writes to a disk that may be busy. */
-constexpr int64_t kSettledAfter = 30;
+constexpr time_t kSettledAfter = 30;
+/** Two captures whose clocks are further apart were not made by one clock that went on. */
+constexpr WallTime kClockJump = 86400;
 
 /** What was asked for. */
 struct Order {
     bool left = false;
     bool unlisted = false;
-    /** Of the captures before this time. */
-    std::optional<WallTime> before;
-    bool remove = false;
+    std::optional<uint64_t> size;
+    std::optional<int64_t> age;
+
+    bool takes(State state) const {
+        return size || (left && state == State::LEFT) || (unlisted && state == State::UNLISTED);
+    }
 };
 
 /** One file or folder that goes. */
 struct Candidate {
     const DiskEntry* entry;
-    bool isFolder;
+    State state;
+    WallTime time;
     uint64_t bytes;
+
+    bool isFolder() const { return state == State::LEFT; }
 };
 
+/** 500M as bytes; nothing for what is no size. */
+std::optional<uint64_t> parseSize(const std::string& text) {
+    const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    constexpr std::string_view kUnits = "BKMGT";
+    const size_t unit = digits == text.size() ? 0 : kUnits.find(text[digits]);
+    if (digits == 0 || digits > 9 || unit == kUnits.npos || text.size() > digits + 1) {
+        return std::nullopt;
+    }
+    return std::stoull(text.substr(0, digits)) << (10 * unit);
+}
+
 /** Empty, or what is wrong with the call. */
-std::string readOrder(const Session& session, const Arguments& arguments, Order& order) {
-    if (session.options().root) return "a copy is not cleaned: call it without --root";
-    order.remove = arguments.has("force");
-    if (order.remove == arguments.has("dry-run")) {
+std::string readOrder(const Options& options, Order& order) {
+    if (options.force == options.dryRun) {
         return "needs one of -n (show what would be removed) and -f (remove it)";
     }
-    order.left = arguments.has("left");
-    order.unlisted = arguments.has("unlisted");
+    if (options.force && !options.roots.empty()) {
+        return "a copy is not cleaned: call it without --root, or with -n";
+    }
+    order.left = options.left;
+    order.unlisted = options.unlisted;
     if (!order.left && !order.unlisted) order.left = order.unlisted = true;
-    if (const std::string* text = arguments.value("older-than")) {
-        const auto age = parseAge(*text);
-        if (!age) return "no age for --older-than: " + *text;
-        order.before = wallTimeNow() - *age;
+    if (options.olderThan) {
+        order.age = parseAge(*options.olderThan);
+        if (!order.age) return "no age for --older-than: " + *options.olderThan;
+    }
+    if (options.size) {
+        order.size = parseSize(*options.size);
+        if (!order.size) return "no size for --to: " + *options.size;
+        if (options.left || options.unlisted) return "--to takes all kinds of captures";
     }
     return "";
 }
 
-std::vector<Candidate> choose(const Order& order, Captures& captures) {
-    std::vector<Candidate> chosen;
-    for (const DiskEntry& entry : captures.disk().entries()) {
-        if (order.before && entry.time >= *order.before) continue;
-        if (order.left && captures.isLeft(entry)) {
-            chosen.push_back({&entry, true, captures.folderBytes(entry)});
+/** Its collector may be about to start. */
+bool isNew(const DiskEntry& entry, const DiskIndex& disk) {
+    const zul::ScopedFd parent = DiskIndex::open(disk.folderOf(entry));
+    const std::string name(disk.nameOf(entry));
+    struct stat status = {};
+    if (fstatat(parent.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    const time_t age = time(nullptr) - status.st_mtime;
+    return age >= 0 && age < kSettledAfter;
+}
+
+/** What the order takes, oldest first. */
+std::vector<Candidate> choose(Session& session, const Order& order, const Device& device,
+                              Captures& captures) {
+    const WallTime before = order.age ? captures.now() - *order.age : INT64_MAX;
+    std::vector<Candidate> all;
+    uint64_t total = 0;
+    captures.visitAll([&](const Capture& capture) {
+        if (capture.entry == nullptr) return true;
+        const uint64_t bytes = captures.bytesOf(capture).value_or(0);
+        total += bytes;
+        if (capture.state != State::RUNNING) {
+            all.push_back({capture.entry, capture.state, capture.time, bytes});
         }
-        if (order.unlisted && entry.unlisted) {
-            chosen.push_back({&entry, false, captures.useOf(&entry).bytes});
+        return true;
+    });
+    std::reverse(all.begin(), all.end());
+
+    std::vector<Candidate> chosen;
+    size_t inDoubt = 0;
+    size_t tooNew = 0;
+    WallTime latest = 0;
+    for (const Candidate& candidate : all) {
+        // A clock that was far behind may have made it after the daemon's start.
+        const bool doubtful = candidate.time + kClockJump < latest;
+        latest = std::max(latest, candidate.time);
+        if (!order.takes(candidate.state) || candidate.time >= before) continue;
+        if (order.size && total <= *order.size) break;
+        if (candidate.state == State::UNLISTED && doubtful && !order.size) {
+            inDoubt++;
+        } else if (candidate.isFolder() && !device.store->isCopy() &&
+                   isNew(*candidate.entry, captures.disk())) {
+            tooNew++;
+        } else {
+            chosen.push_back(candidate);
+            total -= candidate.bytes;
         }
     }
+    if (inDoubt > 0) {
+        session.remark("the clock was set back: " + counted(inDoubt, "archive") +
+                       " may be known to the daemon, and stay");
+    }
+    if (tooNew > 0) {
+        session.remark(counted(tooNew, "folder") +
+                       " may be about to get a collector: left for the next call");
+    }
     return chosen;
-}
-
-/** Seconds until a folder has settled; 0 once it has. */
-int64_t secondsToWait(const Candidate& candidate, const DiskIndex& disk) {
-    if (!candidate.isFolder) return 0;
-    const zul::ScopedFd parent = DiskIndex::open(disk.folderOf(*candidate.entry));
-    const std::string name(disk.nameOf(*candidate.entry));
-    struct stat status = {};
-    if (fstatat(parent.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return 0;
-    if (!S_ISDIR(status.st_mode)) return 0;
-    const int64_t age = time(nullptr) - status.st_mtime;
-    return age >= 0 && age < kSettledAfter ? kSettledAfter - age : 0;
-}
-
-int64_t longestWait(const std::vector<Candidate>& candidates, const DiskIndex& disk) {
-    int64_t seconds = 0;
-    for (const Candidate& candidate : candidates)
-        seconds = std::max(seconds, secondsToWait(candidate, disk));
-    return seconds;
 }
 
 /** Removes it, if it still is what it was. */
@@ -108,81 +162,58 @@ bool removeCandidate(const Candidate& candidate, const DiskIndex& disk) {
     const zul::ScopedFd parent = DiskIndex::open(disk.folderOf(*candidate.entry));
     std::string name(disk.nameOf(*candidate.entry));
     if (!parent.ok()) return false;
-    if (candidate.isFolder) return zul::removeTree(parent.get(), name.c_str());
+    if (candidate.isFolder()) return zul::removeTree(parent.get(), name.c_str());
     name += zul::kArchiveSuffix;
     return unlinkat(parent.get(), name.c_str(), 0) == 0 || errno == ENOENT;
 }
 
-std::string pathOf(const Candidate& candidate, const DiskIndex& disk) {
-    return disk.pathOf(*candidate.entry) + (candidate.isFolder ? "" : zul::kArchiveSuffix);
-}
-
-void print(Output& out, const Candidate& candidate, const std::string& path, bool removed) {
-    const char* reason = nameOf(candidate.isFolder ? State::LEFT : State::UNLISTED);
-    if (out.json()) {
-        out.print(JsonObject()
-                          .add("path", path)
-                          .add("state", reason)
-                          .add("size", static_cast<int64_t>(candidate.bytes))
-                          .add("removed", removed));
-        return;
-    }
-    std::string line = removed ? "removed  " : "would remove  ";
-    line += reason;
-    line.resize(std::max(line.size(), size_t{22}), ' ');
-    out.line(line + "  " + humanSize(candidate.bytes) + "  " + printable(path));
-}
-
-Status runClean(Session& session, const Arguments& arguments) {
+Status runClean(Session& session) {
+    const Options& options = session.options();
     Order order;
-    const std::string wrong = readOrder(session, arguments, order);
+    const std::string wrong = readOrder(options, order);
     if (!wrong.empty()) return session.wrongCall(wrong);
-    const Store* store = session.store();
-    if (store == nullptr) return Status::PARTLY;
 
-    auto captures = std::make_unique<Captures>(session, *store);
-    if (!captures->lookAtProcesses()) return Status::PARTLY;
-    std::vector<Candidate> candidates = choose(order, *captures);
-    const int64_t wait = order.remove ? longestWait(candidates, captures->disk()) : 0;
-    if (wait > 0) {
-        session.remark("waits " + formatDuration(wait) + ": a folder is new");
-        sleep(static_cast<unsigned>(wait));
-        captures = std::make_unique<Captures>(session, *store);
-        if (!captures->lookAtProcesses()) return Status::PARTLY;
-        candidates = choose(order, *captures);
-        // What has come since waits for the next call.
-        std::erase_if(candidates, [&](const Candidate& candidate) {
-            return secondsToWait(candidate, captures->disk()) > 0;
-        });
-    }
-
+    Table table(session.out(), {{"REMOVED", "removed", 8},
+                                {"STATE", "state", 11},
+                                {"SIZE", "size", 5, true},
+                                {"PATH", "path"}});
     size_t counts[2] = {};
     uint64_t bytes = 0;
-    for (const Candidate& candidate : candidates) {
-        const std::string path = pathOf(candidate, captures->disk());
-        if (order.remove && !removeCandidate(candidate, captures->disk())) {
-            session.problem("not removed: " + path);
-            continue;
+    session.forEachDevice([&](const Device& device) {
+        Captures captures(session, device);
+        if (!device.store->isCopy() && !captures.lookAtProcesses()) return;
+        for (const Candidate& candidate : choose(session, order, device, captures)) {
+            const std::string path = captures.disk().pathOf(*candidate.entry) +
+                                     (candidate.isFolder() ? "" : zul::kArchiveSuffix);
+            if (options.force && !removeCandidate(candidate, captures.disk())) {
+                session.problem("not removed: " + path);
+                continue;
+            }
+            table.row({{options.force, options.force ? "removed" : "would be"},
+                       nameOf(candidate.state),
+                       Cell::size(candidate.bytes),
+                       path});
+            counts[candidate.isFolder() ? 1 : 0]++;
+            bytes += candidate.bytes;
         }
-        print(session.out(), candidate, path, order.remove);
-        counts[candidate.isFolder ? 1 : 0]++;
-        bytes += candidate.bytes;
-    }
-    session.out().legend(std::string(order.remove ? "removed " : "would remove ") +
+    });
+    session.out().legend(std::string(options.force ? "removed " : "would remove ") +
                          counted(counts[0], "archive") + " and " + counted(counts[1], "folder") +
                          ", " + humanSize(bytes));
-    return candidates.empty() ? Status::NOTHING : Status::FINE;
+    return table.count() == 0 ? Status::NOTHING : Status::FINE;
 }
 
 }  // namespace
 
-const Command kCleanCommand = {"clean",
-                               "",
-                               0,
-                               0,
-                               "Removes what failed collectors left, and archives beyond the rules",
-                               kDetails,
-                               kOptions,
-                               runClean};
+const Command kCleanCommand = {
+        "clean",
+        "",
+        0,
+        0,
+        "Removes what failed collectors left, and archives that the daemon has lost",
+        kDetails,
+        kOptions,
+        true,
+        runClean};
 
 }  // namespace zulctl

@@ -1,319 +1,144 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "zulctl/commands/ConfigCheck.h"
-
-#include <errno.h>
-#include <stdint.h>
-#include <stdlib.h>
-
 #include <algorithm>
-#include <set>
-#include <string_view>
-#include <unordered_map>
 
-#include "base/Text.h"
-#include "rules/ArchiveName.h"
-#include "rules/SceneTypes.h"
-#include "rules/TagFile.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/Session.h"
+#include "zulctl/commands/Commands.h"
+#include "zulctl/commands/ConfigChecker.h"
 
 namespace zulctl {
 
 namespace {
 
-using zul::ConfigEntry;
-using zul::ConfigKeyword;
-
-/** A call's buffer holds 1 MiB for all calls together, and each byte of a text takes two. */
-constexpr size_t kMostPushedBytes = 500 * 1024;
-/** The kernel's limit for one argument of a program, its terminator included. */
-constexpr size_t kMostArgumentBytes = 128 * 1024;
-/** No path can be made of a longer tag. */
-constexpr size_t kLongestTag = 255;
-/** Tags that are named of all that one record replaces. */
-constexpr size_t kMostNamed = 5;
-
-std::string nameOf(size_t record) {
-    return record != 0 ? "record " + std::to_string(record) : "what is stored";
-}
-
-constexpr bool kError = true;
-constexpr bool kWarning = false;
-
-std::string quoted(std::string_view text) {
-    return "'" + std::string(text) + "'";
-}
-
-/** The keyword that the item's author had in mind; null for a key that is none. */
-const ConfigKeyword* keywordOfKey(std::string_view key) {
-    for (const ConfigKeyword& keyword : zul::kConfigKeywords) {
-        if (key == keyword.text || key == fieldName(keyword)) return &keyword;
-    }
-    return nullptr;
-}
-
-/** Goes through a configuration from its first record to its last. */
-class Checker {
-  public:
-    explicit Checker(Rules& rules) : mRules(rules), mOrigins(rules.entries.size()) {}
-
-    ConfigReport check(const std::string& text);
-
-  private:
-    void add(bool isError, const char* code, std::string message) {
-        mReport.findings.push_back({isError, code, mRecord, mItem, std::move(message)});
-    }
-    void checkItem(const ConfigItem& item);
-    void checkColons(const ConfigItem& item);
-    void checkValue(const ConfigItem& item);
-    void checkNumber(const std::string& value);
-    void checkEntry(const ConfigEntry& entry);
-    void merge(const ConfigEntry& entry, const std::vector<size_t>& became);
-    void checkOrder();
-    void compare(const Rules& before);
-    void checkSize(const std::string& text);
-
-    Rules& mRules;
-    ConfigReport mReport;
-    size_t mRecord = 0;
-    size_t mItem = 0;
-    /** The record that each entry comes from, 0 for what was there before, and its tag. */
-    std::vector<size_t> mOrigins;
-    std::vector<std::string> mTags;
+constexpr Option kOptions[] = {
+        {0, "with", "FILE|-", "upon this text instead of what is stored", &Options::with},
 };
 
-ConfigReport Checker::check(const std::string& text) {
-    const Rules before = mRules;
-    for (const ConfigEntry& entry : before.entries)
-        mTags.push_back(entry.tag);
-    std::vector<std::vector<ConfigItem>>& items = mReport.records;
-    const auto see = [&](size_t record, const std::string& item, const ConfigKeyword* keyword,
-                         const ConfigEntry& entry) {
-        items.resize(record + 1);
-        items[record].push_back(
-                {item, keyword, keyword != nullptr ? configValue(entry, *keyword) : ""});
-    };
-    const auto records = zul::parseConfig(zul::joinLines(zul::split(text, "\n")), see);
-    items.resize(records.size());
-    const auto became = mRules.update(records);
-    for (mRecord = 1; mRecord <= records.size(); mRecord++) {
-        for (mItem = 1; mItem <= items[mRecord - 1].size(); mItem++)
-            checkItem(items[mRecord - 1][mItem - 1]);
-        mItem = 0;
-        checkEntry(records[mRecord - 1]);
-        merge(records[mRecord - 1], became[mRecord - 1]);
-    }
-    checkOrder();
-    mRecord = 0;
-    compare(before);
-    checkSize(text);
-    const auto place = [](const ConfigFinding& finding) {
-        return finding.record != 0 ? finding.record : SIZE_MAX;
-    };
-    std::stable_sort(mReport.findings.begin(), mReport.findings.end(),
-                     [place](const ConfigFinding& a, const ConfigFinding& b) {
-                         return place(a) < place(b);
-                     });
-    return std::move(mReport);
-}
+/** Items with what is odd about them, and what they change, each as a line or an object. */
+class CheckPrinter {
+  public:
+    CheckPrinter(Output& out, const ConfigReport& report) : mOut(out), mReport(report) {}
 
-void Checker::checkItem(const ConfigItem& item) {
-    const std::string key = item.text.substr(0, item.text.find(':'));
-    const ConfigKeyword* const meant = keywordOfKey(key);
-    if (item.keyword == nullptr) {
-        add(kWarning, "ignored", "has none of the keys, and is ignored");
-        return;
-    }
-    if (meant == nullptr) {
-        add(kWarning, "unknown-key",
-            quoted(key) + " is no key; sets " + fieldName(*item.keyword) + ", for " +
-                    quoted(item.keyword->text) + " stands in it");
-    } else if (meant != item.keyword) {
-        add(kError, "keyword-in-value",
-            "sets " + fieldName(*item.keyword) + " and not " + fieldName(*meant) + ", for " +
-                    quoted(item.keyword->text) + " stands in it");
-    }
-    checkColons(item);
-    checkValue(item);
-}
-
-void Checker::checkColons(const ConfigItem& item) {
-    const auto colons = std::count(item.text.begin(), item.text.end(), ':');
-    if (colons == 0) {
-        add(kError, "no-value", "has no ':', so that all of it is the value");
-    } else if (colons > 1) {
-        add(kError, "colon-in-value", "of the value only " + quoted(item.value) + " counts");
-    } else if (item.text.ends_with(':')) {
-        add(kError, "no-value", "has nothing behind the ':', so that the value is the key");
-    }
-}
-
-void Checker::checkValue(const ConfigItem& item) {
-    const std::string& value = item.value;
-    const std::string_view field = item.keyword->text;
-    if (field == "flag") {
-        checkNumber(zul::configItemValue(item.text));
-    } else if (field == "enable" && value != "0" && value != "1") {
-        add(kError, "enable-value", "neither 0 nor 1: makes the tag neither legal nor illegal");
-    } else if (field == "tag" && (value.starts_with(' ') || value.ends_with(' '))) {
-        add(kWarning, "blank-in-tag", "blanks belong to the tag");
-    } else if (field == "path" && !value.starts_with(';')) {
-        add(kWarning, "no-separator", "is put right behind the event's text: begin it with ';'");
-    }
-}
-
-void Checker::checkNumber(const std::string& value) {
-    errno = 0;
-    char* end = nullptr;
-    const long long number = strtoll(value.c_str(), &end, zul::baseOfNumber(value.c_str()));
-    if (end == value.c_str()) {
-        add(kError, "no-number", "no number: counts as 0");
-    } else if (errno == ERANGE) {
-        add(kError, "number-too-large", "does not fit 64 bits with a sign: counts as 0");
-    } else if (*end != '\0') {
-        add(kError, "text-behind-number",
-            "counts as " + std::to_string(number) + ", without " + quoted(end));
-    }
-}
-
-void Checker::checkEntry(const ConfigEntry& entry) {
-    if (entry.tag.empty()) {
-        add(kError, "empty-tag",
-            "has no tag: counts for every event, and replaces all entries before it");
-    } else if (entry.enable == "1" && zul::typeFolder(entry.tag, false).empty()) {
-        add(kWarning, "no-folder-name", "no capture folder can be named after its tag");
-    }
-    const uint64_t unnamed =
-            unnamedBits(static_cast<uint64_t>(entry.flag), vocabularyOf(entry.tag));
-    if (unnamed != 0) {
-        add(kWarning, "unnamed-bits", "its flag has bits without a name: " + hexMask(unnamed));
-    }
-    if (entry.paths.size() + entry.cmds.size() >= kMostArgumentBytes) {
-        add(kError, "too-long",
-            "its paths and cmds fit no argument of a program: no collector runs");
-    }
-}
-
-/** Entries of its own tag are meant to be replaced; others hardly ever are. */
-void Checker::merge(const ConfigEntry& entry, const std::vector<size_t>& became) {
-    std::set<std::string> others;
-    for (const size_t number : became) {
-        if (number >= mTags.size()) {
-            mTags.resize(number + 1, entry.tag);
-            mOrigins.resize(number + 1);
-        }
-        if (mTags[number] != entry.tag) others.insert(mTags[number]);
-        mTags[number] = entry.tag;
-        mOrigins[number] = mRecord;
-    }
-    if (others.empty()) return;
-    std::string named;
-    size_t count = 0;
-    for (auto tag = others.begin(); tag != others.end() && count < kMostNamed; ++tag, count++)
-        named += (named.empty() ? "" : ", ") + quoted(*tag);
-    if (others.size() > count) named += " and " + std::to_string(others.size() - count) + " more";
-    add(kError, "replaces-other", "its tag stands in others, whose entries it replaces: " + named);
-}
-
-void Checker::checkOrder() {
-    std::unordered_map<std::string_view, size_t> earlier;
-    std::set<size_t> lengths;
-    for (size_t i = 0; i < mRules.entries.size(); i++) {
-        const ConfigEntry& entry = mRules.entries[i];
-        const std::string_view tag = entry.tag;
-        if (tag.size() > kLongestTag) continue;
-        const bool acts = mOrigins[i] != 0 && (entry.flag != 0 || !entry.pkgname.empty() ||
-                                               !entry.cmds.empty() || !entry.paths.empty());
-        for (const size_t length : lengths) {
-            bool hidden = false;
-            for (size_t at = 0; acts && !hidden && at + length < tag.size(); at++) {
-                const auto found = earlier.find(tag.substr(at, length));
-                if (found == earlier.end()) continue;
-                hidden = true;
-                mRecord = mOrigins[i];
-                add(kError, "never-used",
-                    "never counts: " + quoted(found->first) + " of " + nameOf(found->second) +
-                            " stands in its tag and comes first");
+    void print() {
+        mOut.legend("ITEM  SETS     VALUE");
+        for (size_t record = 1; record <= mReport.records.size(); record++) {
+            const std::vector<ConfigItem>& items = mReport.records[record - 1];
+            for (size_t item = 1; item <= items.size(); item++) {
+                printItem(record, item, items[item - 1]);
+                printFindings(record, item);
             }
-            if (hidden) break;
+            printFindings(record, 0);
         }
-        earlier.try_emplace(tag, mOrigins[i]);
-        lengths.insert(tag.size());
+        printFindings(0, 0);
+        printChanges("entry", mReport.entries);
+        printChanges("legal", mReport.tags);
+        printTotal();
     }
-}
 
-void Checker::compare(const Rules& before) {
-    for (size_t i = 0; i < mRules.entries.size(); i++) {
-        const ConfigEntry& after = mRules.entries[i];
-        const bool isNew = i >= before.entries.size();
-        ConfigChange change{isNew ? after.tag : before.entries[i].tag,
-                            isNew ? "" : entryText(before.entries[i]), entryText(after)};
-        if (change.before != change.after) mReport.entries.push_back(std::move(change));
+  private:
+    void say(const std::string& line, const JsonObject& object) {
+        mOut.json() ? mOut.print(object) : mOut.line(line);
     }
-    const std::string update(zul::kConfigUpdate);
-    for (const auto& [tag, known] : mRules.knownTags) {
-        const bool was = before.legalTags.count(tag) > 0;
-        if (was == (mRules.legalTags.count(tag) > 0)) continue;
-        mReport.tags.push_back({tag, was ? "legal" : "", was ? "" : "legal"});
-        if (was && tag != update) {
-            add(kWarning, "becomes-illegal", "the tag " + quoted(tag) + " becomes illegal");
+
+    void printItem(size_t record, size_t item, const ConfigItem& found) {
+        const bool sets = found.keyword != nullptr;
+        std::string line = std::to_string(record) + "." + std::to_string(item);
+        line.resize(std::max(line.size() + 1, size_t{6}), ' ');
+        line += sets ? fieldName(*found.keyword) : "nothing";
+        line.resize(std::max(line.size() + 1, size_t{15}), ' ');
+        say(line + printable(sets ? found.value : found.text),
+            JsonObject()
+                    .add("kind", "item")
+                    .add("record", static_cast<int64_t>(record))
+                    .add("item", static_cast<int64_t>(item))
+                    .add("text", found.text)
+                    .add("sets", sets ? Value(fieldName(*found.keyword)) : nullptr)
+                    .add("value", found.value));
+    }
+
+    /** The findings come in the order in which they are asked for. */
+    void printFindings(size_t record, size_t item) {
+        const std::vector<ConfigFinding>& all = mReport.findings;
+        for (; mNext < all.size() && all[mNext].record == record && all[mNext].item == item;
+             mNext++) {
+            const ConfigFinding& finding = all[mNext];
+            const std::string severity = finding.isError ? "error" : "warning";
+            // Those about an item stand below it.
+            const bool ofRecord = finding.record != 0 && finding.item == 0;
+            say("      " + severity + ": " +
+                        (ofRecord ? "record " + std::to_string(finding.record) + ": " : "") +
+                        printable(finding.message),
+                JsonObject()
+                        .add("kind", "finding")
+                        .add("severity", severity)
+                        .add("code", finding.code)
+                        .add("record", static_cast<int64_t>(finding.record))
+                        .add("item", static_cast<int64_t>(finding.item))
+                        .add("message", finding.message));
         }
     }
-    // The last entry of a tag decides; which tags were legal before may be unknown.
-    const auto last = std::find_if(
-            mRules.entries.rbegin(), mRules.entries.rend(), [&](const ConfigEntry& entry) {
-                return entry.tag == update && (entry.enable == "0" || entry.enable == "1");
-            });
-    if (last == mRules.entries.rend() || last->enable == "1") return;
-    add(kError, "locks-updates-out",
-        "makes " + update + " illegal: no later update is taken, restarts included");
-}
 
-void Checker::checkSize(const std::string& text) {
-    if (text.size() > zul::kMostStartFileBytes) {
-        add(kError, "too-large",
-            "larger than 4 MiB: no call brings it, and no start reads it but from the daemon's own "
-            "file");
-    } else if (text.size() > kMostPushedBytes) {
-        add(kError, "too-large", "larger than 500 KiB: no call of the engine's brings it");
+    void printChanges(const char* kind, const std::vector<ConfigChange>& changes) {
+        for (const ConfigChange& change : changes) {
+            const std::string from = change.before.empty() ? "nothing" : change.before;
+            const std::string to = change.after.empty() ? "nothing" : change.after;
+            say(printable(std::string(kind) + " of " + change.tag + ": " + from + " -> " + to),
+                JsonObject()
+                        .add("kind", "change")
+                        .add("of", kind)
+                        .add("tag", change.tag)
+                        .add("before", change.before)
+                        .add("after", change.after));
+        }
     }
-    if (text.find('\n') != std::string::npos) {
-        add(kWarning, "line-break",
-            "line breaks are dropped at a start, but belong to the values when they are pushed");
+
+    void printTotal() {
+        const auto errors = static_cast<size_t>(
+                std::count_if(mReport.findings.begin(), mReport.findings.end(),
+                              [](const ConfigFinding& finding) { return finding.isError; }));
+        mOut.legend(counted(mReport.records.size(), "record") + ", " + counted(errors, "error") +
+                    ", " + counted(mReport.findings.size() - errors, "warning"));
     }
+
+    Output& mOut;
+    const ConfigReport& mReport;
+    size_t mNext = 0;
+};
+
+Status runCheck(Session& session) {
+    const Options& options = session.options();
+    const auto text = readText(session, options.operands[0]);
+    if (!text) return Status::PARTLY;
+    std::optional<std::string> with;
+    if (options.with && !(with = readText(session, *options.with))) return Status::PARTLY;
+    Status status = Status::FINE;
+    session.forEachDevice([&](const Device& device) {
+        StartFiles files;
+        if (device.store != nullptr) files = readStartFiles(session, *device.store);
+        if (with) files.config = with;
+        Rules rules = rulesOf(files);
+        const ConfigReport report = checkConfig(*text, rules);
+        CheckPrinter(session.out(), report).print();
+        if (report.hasErrors()) status = Status::NOTHING;
+    });
+    return status;
 }
 
 }  // namespace
 
-bool ConfigReport::hasErrors() const {
-    return std::any_of(findings.begin(), findings.end(),
-                       [](const ConfigFinding& finding) { return finding.isError; });
-}
-
-ConfigReport checkConfig(const std::string& text, Rules& rules) {
-    return Checker(rules).check(text);
-}
-
-std::string fieldName(const ConfigKeyword& keyword) {
-    const std::string_view text = keyword.text;
-    return std::string(text) + (text == "cmd" || text == "path" ? "s" : "");
-}
-
-std::string configValue(const ConfigEntry& entry, const ConfigKeyword& keyword) {
-    if (const auto* text = std::get_if<std::string ConfigEntry::*>(&keyword.field)) {
-        return entry.**text;
-    }
-    return std::to_string(entry.flag);
-}
-
-std::string entryText(const ConfigEntry& entry) {
-    std::string text;
-    for (const ConfigKeyword& keyword : zul::kConfigKeywords) {
-        const std::string value = configValue(entry, keyword);
-        if (value == configValue({}, keyword)) continue;
-        text.append(text.empty() ? "" : ",").append(fieldName(keyword)).append(":").append(value);
-    }
-    return text;
-}
+const Command kConfigCheckCommand = {
+        "config check",
+        "FILE|-",
+        1,
+        1,
+        "What a configuration text really says and changes, and what is odd about it",
+        "Each item with the field that it sets, and behind it what is surely wrong (error) or may "
+        "be\n"
+        "(warning); then which entries and legal tags it changes of what is stored, where a store "
+        "is at\n"
+        "hand. Ends with 1 when there is an error.",
+        kOptions,
+        false,
+        runCheck};
 
 }  // namespace zulctl

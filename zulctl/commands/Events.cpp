@@ -1,51 +1,37 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <charconv>
+#include <deque>
 #include <map>
 
-#include "zulctl/Session.h"
+#include "zulctl/commands/Choice.h"
 #include "zulctl/commands/Commands.h"
-#include "zulctl/log/LogEvents.h"
+#include "zulctl/store/Captures.h"
 
 namespace zulctl {
 
 namespace {
 
 constexpr Option kOptions[] = {
-        {0, "dropped", nullptr, "only those of which nothing was kept"},
+        kSinceOption,
+        kUntilOption,
+        kNumberOption,
+        kGrepOption,
+        {0, "dropped", nullptr, "only those of which nothing was kept", &Options::dropped},
+        {'f', "follow", nullptr, "go on with what comes", &Options::follow},
 };
 
 /** The milliseconds between two points of an event; nothing unless it got that far, by its clock. */
-void addSpan(JsonObject& object, const char* name, LogTime start, LogTime end) {
-    if (start == Event::kNoTime || end < start) {
-        object.addNull(name);
-    } else {
-        object.add(name, static_cast<int64_t>(end - start));
-    }
+Cell spanOf(LogTime start, LogTime end) {
+    return start == Event::kNoTime || end < start ? Cell::none() : Cell::number(end - start);
 }
 
-JsonObject toJson(const Event& event) {
-    JsonObject object;
-    object.add("event", "capture")
-            .add("time", formatLogTime(event.start))
-            .add("tag", event.tag)
-            .add("outcome", outcomeName(event.outcome))
-            .add("dropped", isDropped(event.outcome))
-            .add("reason", event.reason)
-            .add("detail", event.detail)
-            .add("mask", event.mask.empty() ? "" : "0x" + event.mask)
-            .add("processes", event.processes)
-            .add("text", event.text)
-            .add("archive", event.archive);
-    const bool records = event.historyStart != Event::kNoTime;
-    addSpan(object, "took_ms", event.whole ? event.start : Event::kNoTime, event.end);
-    addSpan(object, "preparation_ms", event.preparationStart,
-            records ? event.historyStart : event.collectorStart);
-    addSpan(object, "history_ms", event.historyStart, event.collectorStart);
-    addSpan(object, "collector_ms", event.whole ? event.collectorStart : Event::kNoTime, event.end);
-    object.add("daemon", static_cast<int64_t>(event.daemon))
-            .add("thread", static_cast<int64_t>(event.thread));
-    return object;
+/** Why, or what was made of it. */
+std::string resultOf(const Event& event) {
+    std::string text = event.reason;
+    if (!event.detail.empty()) text += (text.empty() ? "" : ": ") + event.detail;
+    if (text.empty()) text = event.archive.substr(event.archive.rfind('/') + 1);
+    return text;
 }
 
 /** What --json tells besides events of the engine's. */
@@ -77,14 +63,6 @@ void printTurn(Output& out, const LogLine& line) {
     }
 }
 
-/** Why, or what was made of it. */
-std::string resultOf(const Event& event) {
-    std::string text = event.reason;
-    if (!event.detail.empty()) text += ": " + event.detail;
-    if (text.empty()) text = event.archive.substr(event.archive.rfind('/') + 1);
-    return text;
-}
-
 /** For instance: 4 events: 2 captured, 2 refused (1 no legal tag, 1 other package). */
 class Totals {
   public:
@@ -96,7 +74,7 @@ class Totals {
     }
     size_t count() const { return mCount; }
     std::string text() const {
-        std::string text = std::to_string(mCount) + (mCount == 1 ? " event" : " events");
+        std::string text = counted(mCount, "event");
         const char* separator = ": ";
         for (const auto& [outcome, found] : mOutcomes) {
             text += separator + std::to_string(found.count) + " " + outcomeName(outcome);
@@ -118,50 +96,141 @@ class Totals {
     std::map<Outcome, Outcomes> mOutcomes;
 };
 
-Status runEvents(Session& session, const Arguments& arguments) {
-    if (!session.options().log) return session.wrongCall("needs --log");
-    Output& out = session.out();
-    const bool onlyDropped = arguments.has("dropped");
-    Table table(out, {{"WHEN", 19},
-                      {"TOOK", 8, true},
-                      {"OUTCOME", 12},
-                      {"TAG", 10},
-                      {"PROCESS", 7},
-                      {"RESULT", 0}});
-    Totals totals;
-    const bool all = !onlyDropped && arguments.operands.empty();
-    const auto takeLine = [&](const LogLine& line) {
-        if (out.json() && all) printTurn(out, line);
-    };
-    const auto takeEvent = [&](const Event& event) {
-        if (onlyDropped && !isDropped(event.outcome)) return;
-        if (!arguments.operands.empty() && event.tag != arguments.operands[0]) return;
-        totals.add(event);
-        if (out.json()) {
-            out.print(toJson(event));
-        } else {
-            table.row({formatLogSecond(event.start), event.whole ? tookOf(event).text() : "",
-                       outcomeName(event.outcome), event.tag, event.processes, resultOf(event)});
+/** Prints events, the newest of each device where a number is asked for. */
+class EventLister {
+  public:
+    explicit EventLister(Session& session)
+          : mSession(session),
+            mTable(session.out(), {{nullptr, "event"},          {"WHEN", nullptr, 19},
+                                   {nullptr, "time"},           {"TOOK", nullptr, 8, true},
+                                   {"OUTCOME", "outcome", 12},  {"TAG", "tag", 10},
+                                   {nullptr, "dropped"},        {nullptr, "reason"},
+                                   {nullptr, "detail"},         {nullptr, "mask"},
+                                   {"PROCESS", "processes", 7}, {nullptr, "text"},
+                                   {nullptr, "archive"},        {nullptr, "took_ms"},
+                                   {nullptr, "preparation_ms"}, {nullptr, "history_ms"},
+                                   {nullptr, "collector_ms"},   {nullptr, "daemon"},
+                                   {nullptr, "thread"},         {"RESULT"}}) {}
+
+    /** False where there is no log. */
+    bool list(const Device& device);
+    Status finish();
+
+  private:
+    void print(const Event& event);
+    void printHeld();
+
+    Session& mSession;
+    Table mTable;
+    Totals mTotals;
+    std::deque<Event> mHeld;
+};
+
+bool EventLister::list(const Device& device) {
+    const Options& options = mSession.options();
+    std::optional<Captures> captures;
+    if (device.store != nullptr) captures.emplace(mSession, device, LogStory());
+    const Choice choice(options, captures ? captures->now() : wallTimeNow());
+    bool holds = options.number.has_value();
+    const auto take = [&](Event& event) {
+        if (captures) captures->decide(event);
+        if (options.dropped && !isDropped(event.outcome)) return;
+        if (!choice.takes(event.tag, event.start / 1000)) return;
+        if (!choice.takesText({event.tag, event.text, event.processes, event.archive, event.reason,
+                               event.detail})) {
+            return;
         }
+        if (!holds) return print(event);
+        mHeld.push_back(std::move(event));
+        if (mHeld.size() > *options.number) mHeld.pop_front();
     };
-    readEvents(session, false, takeEvent, takeLine);
-    out.legend(totals.text());
-    return totals.count() > 0 ? Status::FINE : Status::NOTHING;
+    LogTaker taker = {.event = take};
+    if (mSession.out().json() && choice.takesAll() && !options.dropped && !holds) {
+        taker.line = [this](const LogLine& line) { printTurn(mSession.out(), line); };
+    }
+    if (options.follow) {
+        taker.idle = [&] {
+            printHeld();
+            holds = false;
+            return mSession.out().flush();
+        };
+    }
+    const bool hasLog = readEvents(mSession, device, taker);
+    printHeld();
+    return hasLog;
+}
+
+void EventLister::printHeld() {
+    for (const Event& event : mHeld)
+        print(event);
+    mHeld.clear();
+}
+
+void EventLister::print(const Event& event) {
+    mTotals.add(event);
+    const int64_t took = tookOf(event);
+    const LogTime end = event.whole ? event.end : Event::kNoTime;
+    const bool records = event.historyStart != Event::kNoTime;
+    mTable.row({"capture",
+                formatLogSecond(event.start),
+                formatLogTime(event.start),
+                took < 0 ? "" : Took{took, true}.cell().shown,
+                outcomeName(event.outcome),
+                event.tag,
+                Cell::yesNo(isDropped(event.outcome)),
+                event.reason,
+                event.detail,
+                event.mask.empty() ? "" : "0x" + event.mask,
+                event.processes,
+                event.text,
+                event.archive,
+                spanOf(event.start, end),
+                spanOf(event.preparationStart, records ? event.historyStart : event.collectorStart),
+                spanOf(event.historyStart, event.collectorStart),
+                spanOf(event.collectorStart, end),
+                Cell::number(event.daemon),
+                Cell::number(event.thread),
+                resultOf(event)});
+}
+
+Status EventLister::finish() {
+    mSession.out().legend(mTotals.text());
+    return mTotals.count() > 0 ? Status::FINE : Status::NOTHING;
+}
+
+Status runEvents(Session& session) {
+    const Options& options = session.options();
+    const std::string wrong = Choice::complaintOn(options);
+    if (!wrong.empty()) return session.wrongCall(wrong);
+    if (options.follow && options.roots.size() > 1) {
+        return session.wrongCall("follows one log alone");
+    }
+    bool hasLog = true;
+    std::optional<EventLister> lister;
+    session.forEachDevice([&](const Device& device) {
+        if (!lister) lister.emplace(session);
+        hasLog = lister->list(device) && hasLog;
+    });
+    if (!hasLog) return session.wrongCall("needs --log, one for each --root");
+    return lister->finish();
 }
 
 }  // namespace
 
-const Command kEventsCommand = {
-        "events",
-        "[TAG]",
-        0,
-        1,
-        "What became of each event of a log, and why",
-        "The log is the one that --log names, for instance that of logcat -d -v threadtime.\n"
-        "Events come in the order in which they end. A time counts from an event's first line to "
-        "its\n"
-        "last one.",
-        kOptions,
-        runEvents};
+const Command kEventsCommand = {"events",
+                                "[TAG...]",
+                                0,
+                                kAnyNumber,
+                                "What became of each event of a log, and why",
+                                "The log is the one that --log names, for instance that of logcat "
+                                "-d -v threadtime; on a device\n"
+                                "it is asked of logcat where none is named. Where the store is at "
+                                "hand, what lies in it tells\n"
+                                "whether an event was captured. Events come in the order in which "
+                                "they end. A time counts from\n"
+                                "an event's first line to its last one.",
+                                kOptions,
+                                false,
+                                runEvents};
 
 }  // namespace zulctl

@@ -9,7 +9,7 @@
 
 #include "base/Paths.h"
 #include "zulctl/commands/Commands.h"
-#include "zulctl/commands/ConfigCheck.h"
+#include "zulctl/commands/ConfigChecker.h"
 #include "zulctl/store/OneCapture.h"
 #include "zulctl/store/StartFiles.h"
 #include "zulctl/store/Tar.h"
@@ -19,8 +19,7 @@ namespace zulctl {
 namespace {
 
 constexpr Option kOptions[] = {
-        {'o', "output", "FILE.tar", "what to make; - is the standard output"},
-        kNewestOption,
+        {'o', "output", "FILE.tar", "what to make; - is the standard output", &Options::output},
 };
 
 /** The file to make, which is removed again unless it was completed. */
@@ -53,86 +52,97 @@ struct Companions {
     std::string config;
 };
 
-Companions collect(Session& session, const Store& store, const OneCapture& capture) {
+Companions collect(Session& session, const Device& device, Captures& captures,
+                   const OneCapture& found) {
     Companions companions;
+    const Capture& capture = found.capture;
     if (capture.recorded) {
-        companions.history = capture.tag + "|" + formatWallTime(capture.time) + "|" +
-                             capture.archive + "|" + capture.build + "\n";
+        companions.history = found.tag + "|" + formatWallTime(capture.time) + "|" + found.archive +
+                             "|" + found.build + "\n";
     }
-    if (const auto event = findEvent(session, capture.archive, true)) {
+    if (const auto event = findEvent(session, device, captures, found.archive, true)) {
         for (const std::string& line : event->lines)
             companions.log += line + "\n";
-    } else if (session.options().log) {
+    } else if (device.log) {
         session.remark("the log has no event for it");
     }
-    const Rules rules = rulesOf(readStartFiles(session, store));
-    if (const auto* entry = zul::findConfigEntry(rules.entries, capture.tag)) {
+    const Rules rules = rulesOf(readStartFiles(session, *device.store));
+    if (const auto* entry = zul::findConfigEntry(rules.entries, found.tag)) {
         companions.config = entryText(*entry) + "\n";
     }
     return companions;
 }
 
-bool writeTar(TarWriter& tar, const OneCapture& capture, int archive, uint64_t size,
+bool writeTar(TarWriter& tar, const std::string& name, int archive, uint64_t size,
               const Companions& companions) {
-    const std::string folder = capture.name + "/";
-    const auto add = [&](const char* name, const std::string& text) {
-        return text.empty() || tar.addText(folder + name, text);
+    const std::string folder = name + "/";
+    const auto add = [&](const char* member, const std::string& text) {
+        return text.empty() || tar.addText(folder + member, text);
     };
-    return tar.addFile(folder + capture.name + zul::kArchiveSuffix, archive, size) &&
+    return tar.addFile(folder + name + zul::kArchiveSuffix, archive, size) &&
            add("history", companions.history) && add("log", companions.log) &&
            add("config", companions.config) && tar.finish();
 }
 
-Status runExport(Session& session, const Arguments& arguments) {
-    const std::string* name = arguments.value("output");
-    if (name == nullptr) return session.wrongCall("needs -o FILE.tar");
-    if (*name == "-" && isatty(STDOUT_FILENO) != 0) {
-        return session.wrongCall("a terminal is no place for an archive");
-    }
-    if (!namesCapture(session, arguments)) return Status::WRONG_CALL;
-    const Store* store = session.store();
-    if (store == nullptr) return Status::PARTLY;
-    Captures captures(session, *store);
-    const std::optional<OneCapture> found = findCapture(session, arguments, captures);
-    if (!found) return Status::NOTHING;
-    if (found->entry == nullptr || !found->entry->hasArchive) {
-        session.remark("there is no archive: " + found->name + " is " + nameOf(found->state));
+Status exportOf(Session& session, Device& device) {
+    keepLog(session, device);
+    Captures captures(session, device);
+    const auto found = findCapture(session, session.options().operands[0], captures);
+    if (found == nullptr) return Status::NOTHING;
+    const Capture& capture = found->capture;
+    const std::string name(capture.name());
+    if (capture.entry == nullptr || !capture.entry->hasArchive) {
+        session.remark("there is no archive: " + name + " is " + nameOf(capture.state));
         return Status::NOTHING;
     }
 
-    const zul::ScopedFd folder = DiskIndex::open(captures.disk().folderOf(*found->entry));
-    const zul::ScopedFd archive(
-            openRegularAt(folder.get(), (found->name + zul::kArchiveSuffix).c_str()));
+    const zul::ScopedFd folder = DiskIndex::open(captures.disk().folderOf(*capture.entry));
+    const zul::ScopedFd archive(openRegularAt(folder.get(), (name + zul::kArchiveSuffix).c_str()));
     struct stat file = {};
     if (!archive.ok() || fstat(archive.get(), &file) != 0) {
         session.problem(found->archive + ": " + whyNotOpened(errno));
         return Status::PARTLY;
     }
-    const Companions companions = collect(session, *store, *found);
-    OutputFile output(*name);
+    const Companions companions = collect(session, device, captures, *found);
+    const std::string& outputName = *session.options().output;
+    OutputFile output(outputName);
     TarWriter tar(output.get(), time(nullptr));
     if (!output.ok() ||
-        !writeTar(tar, *found, archive.get(), static_cast<uint64_t>(file.st_size), companions)) {
-        session.problem(*name + ": " + (errno != 0 ? strerror(errno) : "the archive was cut"));
+        !writeTar(tar, name, archive.get(), static_cast<uint64_t>(file.st_size), companions)) {
+        session.problem(outputName + ": " + (errno != 0 ? strerror(errno) : "the archive was cut"));
         return Status::PARTLY;
     }
     output.done();
     return Status::FINE;
 }
 
+Status runExport(Session& session) {
+    const Options& options = session.options();
+    if (!options.output) return session.wrongCall("needs -o FILE.tar");
+    if (options.roots.size() > 1) return session.wrongCall("exports of one --root alone");
+    if (*options.output == "-" && isatty(STDOUT_FILENO) != 0) {
+        return session.wrongCall("a terminal is no place for an archive");
+    }
+    Status status = Status::NOTHING;
+    session.forEachDevice([&](Device& device) { status = exportOf(session, device); });
+    return status;
+}
+
 }  // namespace
 
-const Command kExportCommand = {"export",
-                                "ARCHIVE|TAG|-1",
-                                0,
-                                1,
-                                "Packs an archive with all that is known of it",
-                                "The members are NAME/NAME.zul, NAME/history (its line), "
-                                "NAME/config (the entry that counts\n"
-                                "for its tag) and, with --log, NAME/log (the lines of its event); "
-                                "what there is nothing of is\n"
-                                "left out. FILE.tar must not be there yet.",
-                                kOptions,
-                                runExport};
+const Command kExportCommand = {
+        "export",
+        "ARCHIVE|TAG",
+        1,
+        1,
+        "Packs an archive with all that is known of it",
+        "The members are NAME/NAME.zul, NAME/history (its line), NAME/config (the entry that "
+        "counts\n"
+        "for its tag) and, with --log, NAME/log (the lines of its event); what there is nothing of "
+        "is\n"
+        "left out. FILE.tar must not be there yet. --root=FILE.tar reads it.",
+        kOptions,
+        true,
+        runExport};
 
 }  // namespace zulctl

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <algorithm>
-
 #include "zulctl/commands/Commands.h"
-#include "zulctl/commands/ConfigCheck.h"
+#include "zulctl/commands/ConfigChecker.h"
 #include "zulctl/commands/Masks.h"
-#include "zulctl/log/LogEvents.h"
 #include "zulctl/store/OneCapture.h"
 #include "zulctl/store/StartFiles.h"
 #include "zulctl/store/TagLibrary.h"
@@ -14,116 +11,88 @@ namespace zulctl {
 
 namespace {
 
-constexpr Option kOptions[] = {kNewestOption};
-
-/** One fact after the other, as lines or as one object. */
-class Facts {
-  public:
-    explicit Facts(Output& out) : mOut(out) {}
-
-    void add(const char* name, const std::string& value) {
-        if (mOut.json()) {
-            mObject.add(name, value);
-        } else if (!value.empty()) {
-            std::string line = name;
-            line.resize(std::max(line.size() + 1, size_t{11}), ' ');
-            mOut.line(line + printable(value));
-        }
-    }
-    /** A number, which lines show as a text with another name. */
-    void addNumber(const char* name, int64_t value, const char* textName, const std::string& text) {
-        mOut.json() ? void(mObject.add(name, value)) : add(textName, text);
-    }
-    /** How long it took, and what tells it; lines have a ~ for what is no more than a guess. */
-    void addTook(const Took& took) {
-        if (!took.isKnown()) return;
-        addNumber("took_ms", took.milliseconds, "took", took.text());
-        if (mOut.json()) mObject.add("took_from", took.fromLog ? "log" : "file");
-    }
-    void addYesNo(const char* name, bool value) {
-        mOut.json() ? void(mObject.add(name, value)) : add(name, value ? "yes" : "no");
-    }
-    void finish() {
-        if (mOut.json()) mOut.print(mObject);
-    }
-
-  private:
-    Output& mOut;
-    JsonObject mObject;
-};
-
-void addDisk(Facts& facts, const DiskUse& use, const std::optional<Event>& event) {
-    if (use.known) {
-        facts.addNumber("size", static_cast<int64_t>(use.bytes), "size",
-                        humanSize(use.bytes) + " (" + std::to_string(use.bytes) + " bytes)");
-    }
-    facts.addTook(event && event->whole ? tookOf(*event) : use.took);
-}
-
 void addLibrary(Facts& facts, const zul::RowData* row) {
     if (row == nullptr) return;
-    facts.add("type", row->eventType);
-    facts.add("subtype", row->eventSubType);
-    facts.add("flags", row->flag);
-    facts.add("command", row->cmd);
-    facts.add("text", row->extraInfo);
+    facts.add("tag's type", "type", row->eventType);
+    facts.add("tag's kind", "subtype", row->eventSubType);
+    facts.add("tag's flags", "flags", row->flag);
+    facts.add("tag's cmd", "command", row->cmd);
+    facts.add("tag's text", "text", row->extraInfo);
 }
 
 void addRules(Facts& facts, const Rules& rules, const std::string& tag) {
-    facts.addYesNo("legal", rules.legalTags.contains(tag));
+    facts.add("legal", "legal", Cell::yesNo(rules.legalTags.count(tag) > 0));
     const zul::ConfigEntry* entry = zul::findConfigEntry(rules.entries, tag);
-    if (entry != nullptr) facts.add("entry", entryText(*entry));
+    if (entry != nullptr) facts.add("entry", "entry", entryText(*entry));
 }
 
 void addEvent(Facts& facts, const Event& event, const std::string& tag) {
-    facts.add("outcome", outcomeName(event.outcome));
+    std::string why = event.reason;
+    if (!event.detail.empty()) why += ": " + event.detail;
+    const std::string outcome = outcomeName(event.outcome);
+    facts.add("outcome", "outcome", {outcome, outcome + (why.empty() ? "" : ", " + why)});
     if (const auto mask = parseMask("0x" + event.mask)) {
-        facts.add("mask", hexMask(*mask));
-        facts.add("asked_for", namesOf(*mask, vocabularyOf(tag)));
+        facts.add("mask", "mask", hexMask(*mask));
+        facts.add("asked for", "asked_for", namesOf(*mask, vocabularyOf(tag)));
     }
-    facts.add("processes", event.processes);
-    facts.add("event_text", event.text);
+    facts.add("processes", "processes", event.processes);
+    facts.add("text", "event_text", event.text);
 }
 
-Status runInfo(Session& session, const Arguments& arguments) {
-    if (!namesCapture(session, arguments)) return Status::WRONG_CALL;
-    const Store* store = session.store();
-    if (store == nullptr) return Status::PARTLY;
-    Captures captures(session, *store);
-    const std::optional<OneCapture> found = findCapture(session, arguments, captures);
-    if (!found) return Status::NOTHING;
-    const std::optional<Event> event = findEvent(session, found->archive, false);
+Status runInfo(Session& session) {
+    Status status = Status::NOTHING;
+    session.forEachDevice([&](Device& device) {
+        keepLog(session, device);
+        Captures captures(session, device);
+        const auto found = findCapture(session, session.options().operands[0], captures);
+        if (found == nullptr) return;
+        status = Status::FINE;
+        const auto event = findEvent(session, device, captures, found->archive, false);
 
-    Facts facts(session.out());
-    facts.add("name", found->name);
-    facts.add("tag", found->tag);
-    facts.add("time", formatWallTime(found->time));
-    facts.add("state", nameOf(found->state));
-    facts.add("archive", found->archive);
-    facts.addYesNo("recorded", found->recorded);
-    facts.add("build", found->build);
-    addDisk(facts, captures.useOf(found->entry), event);
-    TagLibrary library;
-    addLibrary(facts, store->isCopy() ? nullptr : library.find(found->tag));
-    addRules(facts, rulesOf(readStartFiles(session, *store)), found->tag);
-    if (event) addEvent(facts, *event, found->tag);
-    facts.finish();
-    return Status::FINE;
+        const Capture& capture = found->capture;
+        Facts facts(session.out(), "", 12);
+        if (session.out().severalDevices()) facts.add("device", nullptr, device.name);
+        facts.add("name", "name", capture.name());
+        facts.add("tag", "tag", capture.tag);
+        facts.add("time", "time", formatWallTime(capture.time));
+        facts.add("state", "state", nameOf(capture.state));
+        facts.add("archive", "archive", capture.archive);
+        facts.add("recorded", "recorded", Cell::yesNo(capture.recorded));
+        facts.add("build", "build", capture.build);
+        if (const auto bytes = captures.bytesOf(capture)) {
+            const auto number = static_cast<int64_t>(*bytes);
+            facts.add("size", "size",
+                      {number, humanSize(*bytes) + " (" + std::to_string(number) + " bytes)"});
+        }
+        const Took took = captures.tookOf(capture);
+        facts.add("took", "took_ms", took.cell());
+        facts.add(nullptr, "took_from", took.from());
+        TagLibrary library;
+        addLibrary(facts, device.store->isCopy() ? nullptr : library.find(found->tag));
+        addRules(facts, rulesOf(readStartFiles(session, *device.store)), found->tag);
+        if (event) addEvent(facts, *event, found->tag);
+        facts.finish();
+    });
+    return status;
 }
 
 }  // namespace
 
-const Command kInfoCommand = {"info",
-                              "ARCHIVE|TAG|-1",
-                              0,
-                              1,
-                              "Tells all that is known of one capture",
-                              "A capture is named by its folder or its archive, with or without "
-                              "the path, or by its tag: the\n"
-                              "newest one of that. Whether the tag is legal, and which entry of "
-                              "the configuration counts for\n"
-                              "it, is what the next start would find.",
-                              kOptions,
-                              runInfo};
+const Command kInfoCommand = {
+        "info",
+        "ARCHIVE|TAG",
+        1,
+        1,
+        "Tells all that is known of one capture",
+        "A capture is named by its folder or its archive, with or without the path, by what only "
+        "its\n"
+        "name begins with (\"0xffff0101 2025-03-04 05:06\"), or by its tag: the newest one of "
+        "that.\n"
+        "Type, kind, flags, cmd and text of the tag are the tag library's. Whether the tag is "
+        "legal,\n"
+        "and which entry of the configuration counts for it, is what the next start would find.",
+        {},
+        true,
+        runInfo};
 
 }  // namespace zulctl

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <algorithm>
-#include <optional>
-#include <unordered_map>
+#include <map>
 
 #include "base/Text.h"
+#include "zulctl/commands/Choice.h"
 #include "zulctl/commands/Commands.h"
-#include "zulctl/log/LogEvents.h"
 #include "zulctl/store/Captures.h"
+#include "zulctl/store/StartFiles.h"
 #include "zulctl/store/TagLibrary.h"
 
 namespace zulctl {
@@ -15,177 +15,191 @@ namespace zulctl {
 namespace {
 
 constexpr Option kOptions[] = {
-        {'S', "since", "SINCE", "not before this time: an age (90s 15m 12h 30d 2w) or a date"},
-        {'U', "until", "UNTIL", "not after this time: 2025-03-04, '2025-03-04 05:06[:07]'"},
-        {'n', "number", "N", "the newest N"},
-        {0, "state", "S,..", "in one of these states"},
+        kSinceOption,
+        kUntilOption,
+        kNumberOption,
+        kGrepOption,
+        {0, "state", "S,..", "in one of these states", &Options::states},
+        {0, "by-tag", nullptr, "a line for each tag, largest first", &Options::byTag},
 };
 
 constexpr char kDetails[] =
         "States:\n"
         "  present      the archive is there\n"
         "  missing      neither archive nor folder are: pruned, or never made\n"
-        "  running      a process has the folder as its argument 0\n"
-        "  left         the folder is there without an archive: the collector has failed\n"
+        "  running      a process has the folder as its argument 0; in a copy, it did by the log\n"
+        "  left         the folder is there: its collector has failed\n"
         "  overwritten  what is there belongs to a later capture of the same name\n"
         "  unrecorded   the archive is there, without a line of the history\n"
-        "  unlisted     the archive is one of more than its tag may keep, so that the daemon "
-        "cannot\n"
-        "               have it on its list: it forgets what type folders hold when it starts\n"
-        "What a capture took is what its event in the log of --log did; otherwise (~) it is from "
-        "its\n"
-        "start to its archive's last change.\n"
-        "In a copy (--root), ages count back from the newest record. A date alone is its midnight.";
+        "  unlisted     the archive is there, and the daemon does not know it: at its start it\n"
+        "               forgets what type folders hold\n"
+        "What a capture took is what its event in the log did; otherwise (~) it is from its start "
+        "to\n"
+        "its archive's last change, which a copy does not tell. In a copy, ages count back from "
+        "the\n"
+        "newest record.";
 
-/** What was asked for. */
-struct Filter {
-    std::vector<std::string> tags;
-    std::vector<State> states;
-    std::optional<WallTime> since;
-    std::optional<WallTime> until;
-    size_t number = kAnyNumber;
+/** Archives of all tags that the daemon keeps at most, and on user builds. */
+constexpr size_t kLimit = 400;
+constexpr size_t kUserLimit = 200;
 
-    bool passes(const Capture& capture) const {
-        return (tags.empty() || std::find(tags.begin(), tags.end(), capture.tag) != tags.end()) &&
-               (states.empty() ||
-                std::find(states.begin(), states.end(), capture.state) != states.end()) &&
-               (!since || capture.time >= *since) && (!until || capture.time <= *until);
+/** The states that are asked for; false, and told, where there is no such state. */
+bool readStates(Session& session, std::vector<State>& states) {
+    if (!session.options().states) return true;
+    const std::vector<std::string> names = zul::split(*session.options().states, ",");
+    for (const std::string& name : names) {
+        const auto state = stateOf(name);
+        if (state) states.push_back(*state);
     }
+    if (!names.empty() && states.size() == names.size()) return true;
+    session.wrongCall("no such state in --state=" + *session.options().states);
+    return false;
+}
+
+struct TagSum {
+    size_t captures = 0;
+    size_t kept = 0;
+    uint64_t bytes = 0;
+    WallTime newest = 0;
 };
 
-std::optional<size_t> parseNumber(const std::string& text) {
-    if (text.empty() || text.size() > 9) return std::nullopt;
-    if (text.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
-    return static_cast<size_t>(std::stoul(text));
-}
-
-/** Empty, or what is wrong with the options. */
-std::string readFilter(const Arguments& arguments, Captures& captures, Filter& filter) {
-    filter.tags = arguments.operands;
-    for (auto [name, time] : {std::pair("since", &filter.since), {"until", &filter.until}}) {
-        const std::string* text = arguments.value(name);
-        if (text == nullptr) continue;
-        *time = parseWhen(*text, captures.now());
-        if (!*time) return std::string("no time for --") + name + ": " + *text;
-    }
-    if (const std::string* text = arguments.value("number")) {
-        const auto number = parseNumber(*text);
-        if (!number) return "no number for --number: " + *text;
-        filter.number = *number;
-    }
-    if (const std::string* text = arguments.value("state")) {
-        const std::vector<std::string> names = zul::split(*text, ",");
-        if (names.empty()) return "no state: ";
-        for (const std::string& name : names) {
-            const auto state = stateOf(name);
-            if (!state) return "no state: " + name;
-            filter.states.push_back(*state);
-        }
-    }
-    return "";
-}
-
-/** Prints captures, one a line. */
-class Printer {
+/** Prints captures, or sums of them. */
+class Lister {
   public:
-    Printer(Session& session, const Store& store, Captures& captures)
-          : mSession(session), mStore(store), mCaptures(captures) {
-        readEvents(session, false, [this](const Event& event) {
-            if (event.whole && !event.archive.empty()) {
-                mLogged[event.archive] = tookOf(event);
-            }
-        });
-        if (session.out().json()) return;
-        mTable.emplace(session.out(), std::initializer_list<Table::Column>{
-                                              {"TIME", 19},
-                                              {"TAG", 10},
-                                              {"STATE", 11},
-                                              {"SIZE", 5, true},
-                                              {"TOOK", 8, true},
-                                              {"ABOUT", 20},
-                                              {"NAME", 0},
-                                      });
-    }
+    explicit Lister(Session& session)
+          : mSession(session),
+            mTable(session.out(), session.options().byTag ? tagColumns() : columns(), true) {}
 
-    void print(const Capture& capture) {
-        const DiskUse use = mCaptures.useOf(capture.entry);
-        const Took took = tookBy(capture, use);
-        const zul::RowData* row =
-                mStore.isCopy() ? nullptr : mLibrary.find(std::string(capture.tag));
-        mCount++;
-        mBytes += use.bytes;
-        if (mTable) {
-            mTable->row({formatWallTime(capture.time), std::string(capture.tag),
-                         std::string(nameOf(capture.state)), use.known ? humanSize(use.bytes) : "-",
-                         took.text(), row != nullptr ? describe(row) : "-",
-                         std::string(capture.name())});
-        } else {
-            printJson(capture, use, took, row);
-        }
-    }
-
-    size_t count() const { return mCount; }
-    uint64_t bytes() const { return mBytes; }
+    void list(const Device& device, const std::vector<State>& states);
+    Status finish();
 
   private:
-    Took tookBy(const Capture& capture, const DiskUse& use) const {
-        const auto logged = capture.state != State::OVERWRITTEN
-                                    ? mLogged.find(std::string(capture.archive))
-                                    : mLogged.end();
-        return logged != mLogged.end() ? logged->second : use.took;
+    static std::vector<Column> columns() {
+        return {{"TIME", "time", 19},
+                {"TAG", "tag", 10},
+                {"STATE", "state", 11},
+                {nullptr, "archive"},
+                {"SIZE", "size", 5, true},
+                {"TOOK", "took_ms", 8, true},
+                {nullptr, "took_from"},
+                {nullptr, "recorded"},
+                {nullptr, "build"},
+                {"NO", nullptr, 2, true},
+                {"ABOUT"},
+                {nullptr, "type"},
+                {nullptr, "subtype"}};
     }
-
-    void printJson(const Capture& capture, const DiskUse& use, const Took& took,
-                   const zul::RowData* row) {
-        JsonObject object;
-        object.add("time", formatWallTime(capture.time)).add("tag", capture.tag);
-        object.add("state", nameOf(capture.state)).add("archive", capture.archive);
-        use.known ? object.add("size", static_cast<int64_t>(use.bytes)) : object.addNull("size");
-        if (took.isKnown()) {
-            object.add("took_ms", took.milliseconds)
-                    .add("took_from", took.fromLog ? "log" : "file");
-        } else {
-            object.addNull("took_ms").addNull("took_from");
-        }
-        object.add("recorded", capture.recorded);
-        capture.recorded ? object.add("build", capture.build) : object.addNull("build");
-        row != nullptr ? object.add("type", row->eventType) : object.addNull("type");
-        row != nullptr ? object.add("subtype", row->eventSubType) : object.addNull("subtype");
-        mSession.out().print(object);
+    static std::vector<Column> tagColumns() {
+        return {{"TAG", "tag", 12},
+                {"CAPTURES", "captures", 8, true},
+                {"KEPT", "kept", 6, true},
+                {"SIZE", "size", 6, true},
+                {"NEWEST", "newest"}};
     }
+    void print(const Capture& capture, std::optional<uint64_t> bytes, Captures& captures,
+               const zul::RowData* row);
+    void printTags(const std::map<std::string, TagSum>& tags);
 
     Session& mSession;
-    const Store& mStore;
-    Captures& mCaptures;
-    TagLibrary mLibrary;
-    /** By archive. */
-    std::unordered_map<std::string, Took> mLogged;
-    std::optional<Table> mTable;
+    Table mTable;
     size_t mCount = 0;
     uint64_t mBytes = 0;
+    size_t mUnlisted = 0;
+    size_t mLeft = 0;
+    uint64_t mFree = 0;
+    std::string mRemark;
 };
 
-Status runList(Session& session, const Arguments& arguments) {
-    const Store* store = session.store();
-    if (store == nullptr) return Status::PARTLY;
-    Captures captures(session, *store);
-    Filter filter;
-    const std::string wrong = readFilter(arguments, captures, filter);
-    if (!wrong.empty()) return session.wrongCall(wrong);
-
-    Printer printer(session, *store, captures);
+void Lister::list(const Device& device, const std::vector<State>& states) {
+    const Options& options = mSession.options();
+    Captures captures(mSession, device);
+    const Choice choice(options, captures.now());
+    TagLibrary library;
+    std::map<std::string, TagSum> tags;
+    size_t kept = 0;
+    const size_t most = mCount + options.number.value_or(kAnyNumber - mCount);
     captures.visitAll([&](const Capture& capture) {
-        if (printer.count() < filter.number && filter.passes(capture)) printer.print(capture);
-        return printer.count() < filter.number;
+        if (mCount == most) return false;
+        // Sizes of all of them take longer than a short list may.
+        const bool isSurplus = capture.state == State::UNLISTED || capture.state == State::LEFT;
+        const bool counts = isSurplus && !options.number;
+        const zul::RowData* row =
+                device.store->isCopy() ? nullptr : library.find(std::string(capture.tag));
+        const bool taken =
+                choice.takes(capture.tag, capture.time) &&
+                choice.takesText({capture.name(), capture.build, describe(row)}) &&
+                (states.empty() || std::count(states.begin(), states.end(), capture.state));
+        const bool isKept = capture.entry != nullptr && capture.entry->hasArchive;
+        kept += isKept ? 1 : 0;
+        if (!taken && !counts) return true;
+        const std::optional<uint64_t> bytes = captures.bytesOf(capture);
+        if (counts) (capture.state == State::LEFT ? mLeft : mUnlisted)++;
+        if (counts) mFree += bytes.value_or(0);
+        if (!taken) return true;
+        mCount++;
+        mBytes += bytes.value_or(0);
+        if (!options.byTag) {
+            print(capture, bytes, captures, row);
+            return true;
+        }
+        TagSum& sum = tags[std::string(capture.tag)];
+        sum.captures++;
+        sum.kept += isKept ? 1 : 0;
+        sum.bytes += bytes.value_or(0);
+        sum.newest = std::max(sum.newest, capture.time);
+        return true;
     });
-    // Sizes of all of them take longer than a short list may.
-    const Surplus surplus = captures.surplus(filter.number == kAnyNumber);
-    std::string total = counted(printer.count(), "capture") + ", " + humanSize(printer.bytes()) +
-                        " on disk; clean could free " + counted(surplus.archives, "archive") +
-                        " and " + counted(surplus.folders, "folder");
-    if (surplus.bytes) total += ", " + humanSize(*surplus.bytes);
-    session.out().legend(total);
-    return printer.count() > 0 ? Status::FINE : Status::NOTHING;
+    const size_t limit = readStartFiles(mSession, *device.store).userBuild ? kUserLimit : kLimit;
+    if (options.byTag) printTags(tags);
+    if (options.byTag && kept > limit) {
+        mRemark += "; " + std::to_string(kept) + " archives are more than the " +
+                   std::to_string(limit) + " that the daemon keeps";
+    }
+}
+
+void Lister::print(const Capture& capture, std::optional<uint64_t> bytes, Captures& captures,
+                   const zul::RowData* row) {
+    const Took took = captures.tookOf(capture);
+    const std::string_view name = capture.name();
+    mTable.row({formatWallTime(capture.time), capture.tag, nameOf(capture.state), capture.archive,
+                bytes ? Cell::size(*bytes) : Cell::none(), took.cell(), took.from(),
+                Cell::yesNo(capture.recorded),
+                capture.recorded ? Cell(capture.build) : Cell::none(),
+                name.substr(name.rfind('_') + 1), describe(row),
+                row != nullptr ? Cell(row->eventType) : Cell::none(),
+                row != nullptr ? Cell(row->eventSubType) : Cell::none()});
+}
+
+void Lister::printTags(const std::map<std::string, TagSum>& tags) {
+    std::vector<std::pair<std::string, TagSum>> rows(tags.begin(), tags.end());
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](const auto& a, const auto& b) { return a.second.bytes > b.second.bytes; });
+    for (const auto& [tag, sum] : rows) {
+        mTable.row({tag, Cell::number(static_cast<int64_t>(sum.captures)),
+                    Cell::number(static_cast<int64_t>(sum.kept)), Cell::size(sum.bytes),
+                    formatWallTime(sum.newest)});
+    }
+}
+
+Status Lister::finish() {
+    mTable.finish();
+    std::string total = counted(mCount, "capture") + ", " + humanSize(mBytes) + " on disk";
+    if (mLeft + mUnlisted > 0) {
+        total += "; clean could free " + counted(mUnlisted, "archive") + " and " +
+                 counted(mLeft, "folder") + ", " + humanSize(mFree);
+    }
+    mSession.out().legend(total + mRemark);
+    return mCount > 0 ? Status::FINE : Status::NOTHING;
+}
+
+Status runList(Session& session) {
+    std::vector<State> states;
+    const std::string wrong = Choice::complaintOn(session.options());
+    if (!wrong.empty()) return session.wrongCall(wrong);
+    if (!readStates(session, states)) return Status::WRONG_CALL;
+    Lister lister(session);
+    session.forEachDevice([&](const Device& device) { lister.list(device, states); });
+    return lister.finish();
 }
 
 }  // namespace
@@ -197,6 +211,7 @@ const Command kListCommand = {"list",
                               "Lists captures, newest first: history and disk together",
                               kDetails,
                               kOptions,
+                              true,
                               runList};
 
 }  // namespace zulctl

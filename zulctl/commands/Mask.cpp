@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "base/Text.h"
-#include "rules/FlagNames.h"
 #include "zulctl/Session.h"
 #include "zulctl/commands/Commands.h"
 #include "zulctl/commands/Masks.h"
@@ -15,20 +14,12 @@ constexpr int kBits = 64;
 struct VocabularyName {
     Vocabulary vocabulary;
     const char* name;
-    zul::FlagTable table;
 };
 
-const std::vector<VocabularyName>& vocabularies() {
-    static const std::vector<VocabularyName> all = {
-            {Vocabulary::FULL, "full", zul::makeFlagTable(zul::kFlags)},
-            {Vocabulary::USER, "user", zul::makeFlagTable(zul::kUserFlags)},
-    };
-    return all;
-}
-
-std::vector<std::string> split(const std::string& names) {
-    return zul::split(zul::withoutBlanks(names), "|");
-}
+constexpr VocabularyName kVocabularies[] = {
+        {Vocabulary::FULL, "full"},
+        {Vocabulary::USER, "user"},
+};
 
 std::string join(const std::vector<std::string>& texts, const char* separator) {
     std::string joined;
@@ -37,110 +28,129 @@ std::string join(const std::vector<std::string>& texts, const char* separator) {
     return joined;
 }
 
-bool isKnown(const std::string& name, const VocabularyName& vocabulary) {
-    return zul::maskOfNames(name, vocabulary.table) != 0;
+Cell decimal(uint64_t mask) {
+    return Cell::number(static_cast<int64_t>(mask));
 }
 
-std::vector<std::string> unknownIn(const VocabularyName& vocabulary, const std::string& names) {
-    std::vector<std::string> unknown;
-    for (const std::string& name : split(names)) {
-        if (!isKnown(name, vocabulary)) unknown.push_back(name);
+/** What names and numbers come to in one vocabulary. */
+class MaskTable {
+  public:
+    explicit MaskTable(Output& out)
+          : mTable(out, {{"VOCABULARY", "vocabulary", 10},
+                         {"MASK", "mask", 18},
+                         {"DECIMAL", "decimal", 20},
+                         {nullptr, "names"},
+                         {nullptr, "aliases"},
+                         {nullptr, "unnamed"},
+                         {"UNKNOWN NAMES", "unknown"}}) {}
+
+    void row(const VocabularyName& in, uint64_t mask, const std::vector<std::string>& unknown) {
+        const uint64_t unnamed = unnamedBits(mask, in.vocabulary);
+        mTable.row({in.name,
+                    hexMask(mask),
+                    decimal(mask),
+                    {zul::split(namesOf(mask & ~unnamed, in.vocabulary), "|"), ""},
+                    {aliasesOf(mask, in.vocabulary), ""},
+                    hexMask(unnamed),
+                    {unknown, join(unknown, ", ")}});
     }
-    return unknown;
-}
 
-void printJson(Output& out, const VocabularyName& vocabulary, uint64_t mask,
-               const std::vector<std::string>& unknown) {
-    const uint64_t unnamed = unnamedBits(mask, vocabulary.vocabulary);
-    out.print(JsonObject()
-                      .add("vocabulary", vocabulary.name)
-                      .add("mask", hexMask(mask))
-                      .add("decimal", static_cast<int64_t>(mask))
-                      .add("names", split(namesOf(mask & ~unnamed, vocabulary.vocabulary)))
-                      .add("aliases", aliasesOf(mask, vocabulary.vocabulary))
-                      .add("unnamed", hexMask(unnamed))
-                      .add("unknown", unknown));
-}
+  private:
+    Table mTable;
+};
 
 void printBits(Output& out, uint64_t mask) {
     out.line(hexMask(mask) + " = " + std::to_string(static_cast<int64_t>(mask)));
-    Table table(out,
-                {{"BIT", 3, true}, {"VALUE", 18}, {"FULL VOCABULARY", 27}, {"USER VOCABULARY", 0}});
+    Table table(out, {{"BIT", nullptr, 3, true},
+                      {"VALUE", nullptr, 18},
+                      {"FULL VOCABULARY", nullptr, 27},
+                      {"USER VOCABULARY"}});
     for (int bit = 0; bit < kBits; bit++) {
         const uint64_t value = uint64_t{1} << bit;
         if ((mask & value) == 0) continue;
-        std::vector<std::string> row = {std::to_string(bit), hexMask(value)};
-        for (const VocabularyName& vocabulary : vocabularies()) {
-            const char* const name = nameOfBit(value, vocabulary.vocabulary);
+        std::vector<Cell> row = {Cell::number(bit), hexMask(value)};
+        for (const VocabularyName& in : kVocabularies) {
+            const char* const name = nameOfBit(value, in.vocabulary);
             row.emplace_back(name != nullptr ? name : "-");
         }
         table.row(row);
     }
-    for (const VocabularyName& vocabulary : vocabularies()) {
-        const std::string prefix = std::string(vocabulary.name) + " vocabulary: ";
-        const std::vector<std::string> aliases = aliasesOf(mask, vocabulary.vocabulary);
+    for (const VocabularyName& in : kVocabularies) {
+        const std::string prefix = std::string(in.name) + " vocabulary: ";
+        const std::vector<std::string> aliases = aliasesOf(mask, in.vocabulary);
         if (!aliases.empty()) out.line(prefix + "the same as " + join(aliases, ", "));
-        const uint64_t unnamed = unnamedBits(mask, vocabulary.vocabulary);
+        const uint64_t unnamed = unnamedBits(mask, in.vocabulary);
         if (unnamed != 0) out.line(prefix + "no name for " + hexMask(unnamed));
     }
 }
 
-Status showNumber(Session& session, uint64_t mask) {
-    Output& out = session.out();
+Status showNumber(Output& out, uint64_t mask) {
     if (!out.json()) {
         printBits(out, mask);
         return Status::FINE;
     }
-    for (const VocabularyName& vocabulary : vocabularies())
-        printJson(out, vocabulary, mask, {});
+    MaskTable table(out);
+    for (const VocabularyName& in : kVocabularies)
+        table.row(in, mask, {});
     return Status::FINE;
 }
 
-Status showNames(Session& session, const std::string& names) {
-    Output& out = session.out();
-    Table table(out, {{"VOCABULARY", 10}, {"MASK", 18}, {"DECIMAL", 20}, {"UNKNOWN NAMES", 0}});
-    for (const VocabularyName& vocabulary : vocabularies()) {
-        const auto mask = static_cast<uint64_t>(zul::maskOfNames(names, vocabulary.table));
-        const std::vector<std::string> unknown = unknownIn(vocabulary, names);
-        if (out.json()) {
-            printJson(out, vocabulary, mask, unknown);
-        } else {
-            table.row({vocabulary.name, hexMask(mask), std::to_string(static_cast<int64_t>(mask)),
-                       join(unknown, ", ")});
+Status showNames(Output& out, const std::vector<std::string>& names) {
+    MaskTable table(out);
+    for (const VocabularyName& in : kVocabularies) {
+        uint64_t mask = 0;
+        std::vector<std::string> unknown;
+        for (const std::string& name : names) {
+            const auto value = valueOf(name, in.vocabulary);
+            mask |= value.value_or(0);
+            if (!value) unknown.push_back(name);
         }
-    }
-    for (const std::string& name : split(names)) {
-        if (!isKnown(name, vocabularies()[0]) && !isKnown(name, vocabularies()[1])) {
-            return Status::NOTHING;
+        table.row(in, mask, unknown);
+        if (in.vocabulary != Vocabulary::USER) continue;
+        // Each is to be known to one of them.
+        for (const std::string& name : unknown) {
+            if (!valueOf(name, Vocabulary::FULL)) return Status::NOTHING;
         }
     }
     return Status::FINE;
 }
 
-Status runMask(Session& session, const Arguments& arguments) {
-    const std::vector<std::string>& operands = arguments.operands;
+Status showAll(Output& out) {
+    Table table(out, {{"VOCABULARY", "vocabulary", 10}, {"VALUE", "mask", 18}, {"NAME", "name"}});
+    for (const VocabularyName& in : kVocabularies) {
+        for (const zul::FlagEntry& entry : entriesOf(in.vocabulary))
+            table.row({in.name, hexMask(static_cast<uint64_t>(entry.value)), entry.name});
+    }
+    return Status::FINE;
+}
+
+Status runMask(Session& session) {
+    const std::vector<std::string>& operands = session.options().operands;
+    if (operands.empty()) return showAll(session.out());
     if (operands.size() == 1) {
         const std::optional<uint64_t> mask = parseMask(operands[0]);
-        if (mask) return showNumber(session, *mask);
+        if (mask) return showNumber(session.out(), *mask);
     }
-    const std::string names = join(operands, "|");
+    const auto names = zul::split(zul::withoutBlanks(join(operands, "|")), "|");
     // Else an empty variable of a script would pass for a mask of nothing.
-    if (split(names).empty()) return session.wrongCall("needs a number or names");
-    return showNames(session, names);
+    if (names.empty()) return session.wrongCall("mask needs a number or names");
+    return showNames(session.out(), names);
 }
 
 }  // namespace
 
 const Command kMaskCommand = {"mask",
-                              "NUMBER|NAME...",
-                              1,
+                              "[NUMBER|NAME...]",
+                              0,
                               kAnyNumber,
-                              "What a collection mask asks for, or the mask of names",
-                              "Names may also be joined by \"|\", as the tag library has them. "
-                              "Events of tags with 0xffffff in\n"
-                              "them use the user vocabulary, all others the full one. A negative "
+                              "What a collection mask asks for, the mask of names, or all names",
+                              "Names may also be joined by \"|\", as the tag library has them, and "
+                              "be short: anr, log. Events\n"
+                              "of tags with 0xffffff in them use the user vocabulary, all others "
+                              "the full one. A negative\n"
                               "number needs a -- before it.",
                               {},
+                              false,
                               runMask};
 
 }  // namespace zulctl

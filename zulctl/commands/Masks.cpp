@@ -3,21 +3,16 @@
 #include "zulctl/commands/Masks.h"
 
 #include <stdio.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
-#include <span>
 
 #include "rules/FlagNames.h"
 
 namespace zulctl {
 
 namespace {
-
-std::span<const zul::FlagEntry> entriesOf(Vocabulary vocabulary) {
-    if (vocabulary == Vocabulary::USER) return zul::kUserFlags;
-    return zul::kFlags;
-}
 
 bool isSingleBit(uint64_t mask) {
     return mask != 0 && (mask & (mask - 1)) == 0;
@@ -37,6 +32,11 @@ std::optional<uint64_t> parseWhole(std::string_view digits, int base) {
 }
 
 }  // namespace
+
+std::span<const zul::FlagEntry> entriesOf(Vocabulary vocabulary) {
+    if (vocabulary == Vocabulary::USER) return zul::kUserFlags;
+    return zul::kFlags;
+}
 
 Vocabulary vocabularyOf(std::string_view tag) {
     return zul::hasUserFlags(tag) ? Vocabulary::USER : Vocabulary::FULL;
@@ -77,10 +77,23 @@ std::string namesOf(uint64_t mask, Vocabulary vocabulary) {
 }
 
 std::optional<uint64_t> valueOf(std::string_view name, Vocabulary vocabulary) {
+    const auto isShortOf = [name](std::string_view known) {
+        for (const std::string_view start : {"FLAG_ZUL_USER_", "FLAG_ZUL_", "EXCEPTION_TYPE_"}) {
+            if (!known.starts_with(start)) continue;
+            known.remove_prefix(start.size());
+            break;
+        }
+        return known.size() == name.size() &&
+               strncasecmp(known.data(), name.data(), name.size()) == 0;
+    };
     for (const zul::FlagEntry& entry : entriesOf(vocabulary)) {
-        if (name == entry.name) return bitsOf(entry);
+        if (name == entry.name || isShortOf(entry.name)) return bitsOf(entry);
     }
     return std::nullopt;
+}
+
+std::string maskText(uint64_t mask, std::string_view tag) {
+    return mask != 0 ? hexMask(mask) + " " + namesOf(mask, vocabularyOf(tag)) : "";
 }
 
 std::string hexMask(uint64_t mask) {

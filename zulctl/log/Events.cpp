@@ -29,9 +29,13 @@ struct OutcomeName {
 
 constexpr bool kDropped = true;
 
+constexpr size_t kMostDetail = 200;
+
 constexpr OutcomeName kOutcomes[] = {
         {Outcome::UNKNOWN, "unknown", "lines are missing"},
         {Outcome::CAPTURED, "captured"},
+        {Outcome::COLLECTED, "collected"},
+        {Outcome::FAILED, "failed", "collector made no archive", kDropped},
         {Outcome::PASSED, "passed", "no debug lines tell more"},
         {Outcome::UPDATED, "updated"},
         {Outcome::MARKED, "marked"},
@@ -161,6 +165,12 @@ void describe(const LogLine& line, Event& event) {
         case Role::COLLECTOR:
             event.collectorStart = line.time;
             break;
+        case Role::CONFIG_ITEM:
+            // Which tags were pushed is all that fits a line.
+            if (fields[0] == "tag" && event.detail.size() < kMostDetail) {
+                event.detail.append(event.detail.empty() ? "" : ", ").append(fields[1]);
+            }
+            break;
         default:
             break;
     }
@@ -170,6 +180,10 @@ void describe(const LogLine& line, Event& event) {
 
 const char* outcomeName(Outcome outcome) {
     return nameOf(outcome).name;
+}
+
+const char* reasonOf(Outcome outcome) {
+    return nameOf(outcome).reason;
 }
 
 bool isDropped(Outcome outcome) {
@@ -189,6 +203,9 @@ std::vector<Event> Events::add(const LogLine& line) {
         case Role::CHILD:
         case Role::NOT_EXECUTED:
             addOfCollector(line);
+            break;
+        case Role::ERASED:
+            addOfArchive(line);
             break;
         default:
             addOfDaemon(line, ended);
@@ -227,6 +244,16 @@ void Events::addOfCollector(const LogLine& line) {
     event.detail = strerror(static_cast<int>(toNumber(line.fields[1], 10)));
 }
 
+/** What can be pruned was there, whatever became of the daemon that waited for it. */
+void Events::addOfArchive(const LogLine& line) {
+    for (auto& [thread, open] : mOpen) {
+        if (open.outlived && open.event.archive == line.fields[0]) {
+            open.event.outcome = Outcome::CAPTURED;
+            open.event.reason = kGone;
+        }
+    }
+}
+
 Events::Open* Events::findWaiting(const LogLine& line) {
     Open* first = nullptr;
     Open* fitting = nullptr;
@@ -236,7 +263,7 @@ Events::Open* Events::findWaiting(const LogLine& line) {
         if (event.collector == line.process) return &open;
         // Without debug lines nothing tells how far an event is.
         const bool waits = event.collectorStart != Event::kNoTime ||
-                           (open.described && !mDumping.contains(event.daemon));
+                           (open.described && mDumping.count(event.daemon) == 0);
         if (!waits || event.collector != 0) continue;
         count++;
         first = &open;
@@ -316,15 +343,16 @@ Outcome Events::judge(const Open& open, Why why) const {
     const bool captures = event.preparationStart != Event::kNoTime;
     const bool collects = event.collectorStart != Event::kNoTime;
     const bool marks = !captures && zul::isSpecialSceneType(event.tag);
-    if (why == Why::END) return marks ? Outcome::MARKED : Outcome::CAPTURED;
+    if (why == Why::END) return marks ? Outcome::MARKED : Outcome::COLLECTED;
     if (open.described && !captures && !collects) {
         if (event.tag == zul::kConfigUpdate) return Outcome::UPDATED;
-        if (!mDumping.contains(event.daemon)) return Outcome::PASSED;
+        if (mDumping.count(event.daemon) == 0) return Outcome::PASSED;
         if (marks) return Outcome::MARKED;
     }
     if (open.outlived) return Outcome::INTERRUPTED;
     if (why == Why::SILENCE) return Outcome::UNDER_WAY;
-    return collects ? Outcome::KILLED : Outcome::UNKNOWN;
+    // Of a collector that was started there is a line, unless lines are missing.
+    return collects && event.collector != 0 ? Outcome::KILLED : Outcome::UNKNOWN;
 }
 
 void Events::giveUpSilent(std::vector<Event>& ended) {

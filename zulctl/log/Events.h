@@ -17,8 +17,12 @@ namespace zulctl {
 enum class Outcome {
     /** Lines of it are missing. */
     UNKNOWN,
-    /** The collector ended by itself. */
+    /** Its archive is there, or was. */
     CAPTURED,
+    /** The collector ended by itself; whether it made an archive no log tells. */
+    COLLECTED,
+    /** The collector made no archive. */
+    FAILED,
     /** The log tells no more than that nothing refused it: debug.zul.dump was off. */
     PASSED,
     /** The configuration was updated. */
@@ -40,8 +44,14 @@ enum class Outcome {
 /** The outcome in one word without blanks. */
 const char* outcomeName(Outcome outcome);
 
+/** Why, where no line tells it; empty for no reason. */
+const char* reasonOf(Outcome outcome);
+
 /** True when nothing was kept of the event although a capture, an update or a mark was asked for. */
 bool isDropped(Outcome outcome);
+
+/** The reason of what was captured and is not there any more. */
+inline constexpr char kGone[] = "gone since: pruned, or removed";
 
 /**
  * One event, from its first line in the log to its last. Texts hold the log's own bytes, whatever
@@ -119,6 +129,7 @@ class Events {
 
     void startDaemon(const LogLine& line, std::vector<Event>& ended);
     void addOfCollector(const LogLine& line);
+    void addOfArchive(const LogLine& line);
     void addOfDaemon(const LogLine& line, std::vector<Event>& ended);
     static bool beginsAnother(const LogLine& line, const Open* open);
     /** True when it ends the event. */

@@ -3,19 +3,37 @@
 #include "zulctl/log/LineReader.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <string.h>
 #include <unistd.h>
 
 namespace zulctl {
 
+namespace {
+
+constexpr useconds_t kPauseMicroseconds = 200000;
+
+}  // namespace
+
+/** At the end of a file to which somebody may add; not at that of a pipe. */
+bool LineReader::waitForMore() {
+    if (!mIdle || lseek(mFd, 0, SEEK_CUR) < 0 || !mIdle()) return false;
+    usleep(kPauseMicroseconds);
+    return true;
+}
+
 void LineReader::fill() {
+    // A pipe's reader sees what has come before it waits for more.
+    pollfd waiting = {mFd, POLLIN, 0};
+    if (mIdle && poll(&waiting, 1, 0) == 0) mIdle();
+
     memmove(mBuffer.data(), mBuffer.data() + mBegin, mEnd - mBegin);
     mEnd -= mBegin;
     mBegin = 0;
     ssize_t count;
     do {
         count = read(mFd, mBuffer.data() + mEnd, mBuffer.size() - mEnd);
-    } while (count < 0 && errno == EINTR);
+    } while ((count < 0 && errno == EINTR) || (count == 0 && waitForMore()));
     if (count < 0) mError = errno;
     mAtEnd = count <= 0;
     if (!mAtEnd) mEnd += static_cast<size_t>(count);

@@ -3,7 +3,9 @@
 
 #include <stddef.h>
 
+#include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zulctl {
@@ -24,13 +26,19 @@ class LineReader {
         bool cut = false;
     };
 
-    /** The descriptor stays the caller's. */
-    explicit LineReader(int fd) : mFd(fd), mBuffer(8 * kLongestLine) {}
+    /** Called when there is nothing to read for now; false ends the reading. */
+    using Idle = std::function<bool()>;
+
+    /** The descriptor stays the caller's. With `idle` a file's end is waited at for more. */
+    explicit LineReader(int fd, Idle idle = nullptr)
+          : mFd(fd), mIdle(std::move(idle)), mBuffer(8 * kLongestLine) {}
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
     /** False at the end, also at one that error() tells. */
     bool next(Line& line);
+    /** What was read already of the lines to come; good until the next line is read. */
+    std::string_view ahead() const { return {mBuffer.data() + mBegin, mEnd - mBegin}; }
     /** The errno of the read that failed; 0 while none has. */
     int error() const { return mError; }
 
@@ -38,7 +46,10 @@ class LineReader {
     /** Reads on behind what is still to be given out, and moves that to the buffer's front. */
     void fill();
 
+    bool waitForMore();
+
     const int mFd;
+    const Idle mIdle;
     std::vector<char> mBuffer;
     size_t mBegin = 0;
     size_t mEnd = 0;

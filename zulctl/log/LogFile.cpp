@@ -2,16 +2,26 @@
 
 #include "zulctl/log/LogFile.h"
 
+#include <stdlib.h>
+
+#include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <utility>
 
 #include "zulctl/WallTime.h"
+#include "zulctl/store/ArchiveName.h"
 
 namespace zulctl {
 
 namespace {
 
 constexpr std::string_view kTag = "ZUL_DEBUG";
+/** Before the path in the line that names a capture's folder. */
+constexpr std::string_view kFolderStart = "folderName=/";
+/** What logcat itself says. */
+constexpr std::string_view kMarker = "--------- ";
+constexpr std::string_view kColorEnd = "\x1b[0m";
 constexpr int64_t kSecond = 1000;
 constexpr int64_t kDay = 24 * 60 * 60 * kSecond;
 /** Lines of several processes are a little out of order; a year's end is further away than that. */
@@ -138,6 +148,44 @@ bool readWriter(Scanner& scanner, LogHeader& header) {
     return false;
 }
 
+/** Writer and tag of "-v time", which has no thread: "D/TAG( 12): ". */
+bool readShortWriter(Scanner& scanner, LogHeader& header) {
+    scanner.expect(" ");
+    const std::string_view rest = scanner.rest();
+    if (rest.size() < 2 || !isPriority(rest.substr(0, 1)) || rest[1] != '/') return false;
+    header.priority = rest[0];
+    const size_t end = rest.find('(');
+    if (end == std::string_view::npos) return false;
+    std::string_view tag = rest.substr(2, end - 2);
+    tag = tag.substr(0, tag.find_last_not_of(' ') + 1);
+    header.ours = tag == kTag;
+    scanner = Scanner(rest.substr(end + 1));
+    scanner.skipBlanks();
+    header.process = header.thread = static_cast<int32_t>(scanner.number(1, 9));
+    scanner.expect("):");
+    return scanner.ok();
+}
+
+/** "[ TIME 12: 13 D/TAG ]", behind which the message has lines of its own. */
+bool readLongHeader(std::string_view text, LogHeader& header) {
+    Scanner scanner(text);
+    if (!scanner.take("[ ") || !readTime(scanner, header)) return false;
+    scanner.skipBlanks();
+    header.process = static_cast<int32_t>(scanner.number(1, 9));
+    scanner.expect(":");
+    scanner.skipBlanks();
+    header.thread = static_cast<int32_t>(scanner.number(1, 9));
+    scanner.expect(" ");
+    const std::string_view rest = scanner.rest();
+    if (!scanner.ok() || rest.size() < 2 || !isPriority(rest.substr(0, 1))) return false;
+    header.priority = rest[0];
+    scanner = Scanner(rest.substr(1));
+    header.ours = scanner.take("/") && scanner.take(kTag);
+    scanner.skipBlanks();
+    header.ours = header.ours && scanner.rest() == "]";
+    return rest.ends_with(']');
+}
+
 LogTime timeInYear(const LogHeader& header, int year) {
     using namespace std::chrono;
     const sys_days day = sys_days(
@@ -179,6 +227,12 @@ bool readLogHeader(std::string_view text, LogHeader& header, std::string_view& m
     Scanner scanner(text);
     if (!readTime(scanner, header)) return false;
     skipZone(scanner);
+    Scanner other = scanner;
+    if (readShortWriter(other, header)) {
+        other.take(" ");
+        message = other.rest();
+        return true;
+    }
     if (!readWriter(scanner, header) || !scanner.take(" ")) return false;
     header.ours = scanner.take(kTag);
     if (!header.ours) return true;
@@ -198,12 +252,29 @@ LogTime LogFile::timeOf(const LogHeader& header) {
         mYear = yearOf(mNewest);
         if (timeInYear(header, mYear) > mNewest + kDay) mYear--;
         mLatest = timeInYear(header, mYear);
+        // The file's time may be that of copying: what is ahead knows better.
+        const std::string_view ahead = mLines.ahead();
+        const size_t name = ahead.find(kFolderStart);
+        if (name != std::string_view::npos) learnYear(header, ahead.substr(name));
     }
     LogTime time = timeInYear(header, mYear);
     if (time < mLatest - kOverYearEnd) time = timeInYear(header, ++mYear);
     if (time > mLatest + kOverYearEnd) time = timeInYear(header, mYear - 1);
     mLatest = std::max(mLatest, time);
     return time;
+}
+
+/** Finds the year of a line near to where a capture's folder is named, which has one. */
+void LogFile::learnYear(const LogHeader& header, std::string_view text) {
+    text = text.substr(0, text.find_first_of(" \r\n"));
+    const auto parts = parseArchiveName(text.substr(text.rfind('/') + 1));
+    const auto time = parts ? parseNameTime(parts->time) : std::nullopt;
+    if (!time || header.month == 0 || header.year != 0) return;
+    const LogTime named = *time * kSecond;
+    const auto apart = [&](int year) { return std::abs(timeInYear(header, year) - named); };
+    const int year = yearOf(named);
+    mYear = std::min({year, year - 1, year + 1}, [&](int a, int b) { return apart(a) < apart(b); });
+    mLatest = timeInYear(header, mYear);
 }
 
 bool LogFile::next(LogLine& line) {
@@ -215,6 +286,9 @@ bool LogFile::next(LogLine& line) {
         line.raw = text.text;
         // A desktop where lines end in two characters may have written the file.
         if (line.raw.ends_with('\r')) line.raw.remove_suffix(1);
+        // -v color
+        if (line.raw.starts_with('\x1b')) line.raw.remove_prefix(line.raw.find('m') + 1);
+        if (line.raw.ends_with(kColorEnd)) line.raw.remove_suffix(kColorEnd.size());
         if (!readLine(line)) continue;
         if (text.cut) mUnreadable++;
         return true;
@@ -225,7 +299,24 @@ bool LogFile::next(LogLine& line) {
 bool LogFile::readLine(LogLine& line) {
     LogHeader header;
     bool continues = false;
-    if (!readLogHeader(line.raw, header, line.message)) {
+    // A text can look like that, but no log has both.
+    if ((mLong || mHeaders == 0) && readLongHeader(line.raw, header)) {
+        mHeaders++;
+        mHeader = header.ours ? header : LogHeader();
+        mPending.clear();
+        mLong = true;
+        mAtLongStart = true;
+        return false;
+    }
+    const bool ofLong = mLong && std::exchange(mAtLongStart, false);
+    if (mLong && line.raw.empty()) mHeader = {};
+    if (ofLong) {
+        header = mHeader;
+        line.message = line.raw;
+    } else if (readLogHeader(line.raw, header, line.message)) {
+        mHeaders++;
+    } else {
+        if (mHeaders == 0 && mSample.empty() && !line.raw.starts_with(kMarker)) mSample = line.raw;
         continues = line.raw.find(kTag) == std::string_view::npos;
         if (!continues) mUnreadable++;
         // What has no header at all belongs to the message before it, when that was ours.
@@ -249,6 +340,7 @@ bool LogFile::readLine(LogLine& line) {
     }
     if (line.pattern != nullptr && !mPendingDone) mPending.clear();
 
+    if (line.role() == LineRole::FOLDER) learnYear(header, line.fields[1]);
     line.time = timeOf(header);
     line.process = header.process;
     line.thread = header.thread;
@@ -276,6 +368,44 @@ void LogFile::recogniseRest(LogHeader& header, bool sameMessage, LogLine& line) 
     mPending.append("\n").append(line.message);
     line.pattern = matchLogLine(header.priority, mPending, line.fields);
     mPendingDone = line.pattern != nullptr;
+}
+
+std::string LogFile::otherFormat() const {
+    if (mHeaders > 0 || mSample.empty()) return "";
+    const auto startsLike = [this](std::string_view pattern) {
+        // P is a priority, 0 a number with blanks before it, * anything.
+        std::string_view rest = mSample;
+        for (const char c : pattern) {
+            const size_t blanks = std::min(rest.find_first_not_of(' '), rest.size());
+            const size_t digits =
+                    std::min(rest.find_first_not_of("0123456789", blanks), rest.size());
+            size_t length = rest.starts_with(c) ? 1 : 0;
+            if (c == 'P') length = isPriority(rest.substr(0, 1)) ? 1 : 0;
+            if (c == '0') length = digits > blanks ? digits : 0;
+            if (c == '*') length = std::min(rest.find_first_of("(:"), rest.size());
+            if (length == 0) return false;
+            rest.remove_prefix(length);
+        }
+        return true;
+    };
+    struct Format {
+        const char* start;
+        const char* name;
+    };
+    constexpr Format kFormats[] = {
+            {"P/*(0):", "logcat -v brief, without times"},
+            {"P(0)", "logcat -v process, without times and tags"},
+            {"P(0:0)", "logcat -v thread, without times and tags"},
+            {"P/*:", "logcat -v tag, without times and processes"},
+    };
+    if (mSample.starts_with("\x1f\x8b")) return "compressed (zcat FILE | zulctl --log=-)";
+    if (mSample.find('\0') != std::string::npos) {
+        return "UTF-16 text (iconv -f UTF-16 -t UTF-8 FILE | zulctl --log=-)";
+    }
+    for (const Format& format : kFormats) {
+        if (startsLike(format.start)) return format.name;
+    }
+    return "logcat -v raw, or no log";
 }
 
 std::string formatLogTime(LogTime time) {

@@ -30,8 +30,8 @@ struct LogHeader {
 };
 
 /**
- * Reads the header of one line: the desktop layer's, or that of `logcat -v threadtime`, also with
- * its modifiers year, epoch, usec, zone and uid. `message` becomes what stands behind it. False when
+ * Reads the header of one line: the desktop layer's, or that of `logcat -v threadtime` or `-v time`, also
+ * with the modifiers year, epoch, usec, zone and uid. `message` becomes what stands behind it. False when
  * there is no such header.
  */
 bool readLogHeader(std::string_view text, LogHeader& header, std::string_view& message);
@@ -61,9 +61,10 @@ class LogFile {
   public:
     /**
      * The descriptor stays the caller's. `newest` is a time that the log's first line is not behind
-     * (the file's own, or now): most logs tell no year.
+     * (the file's own, or now): most logs tell no year. With `idle` it waits at the end for more.
      */
-    LogFile(int fd, LogTime newest) : mLines(fd), mNewest(newest) {}
+    LogFile(int fd, LogTime newest, const LineReader::Idle& idle = nullptr)
+          : mLines(fd, idle), mNewest(newest) {}
 
     /** False at the end, also at one that error() tells. */
     bool next(LogLine& line);
@@ -71,6 +72,8 @@ class LogFile {
     int error() const { return mLines.error(); }
     /** Lines that name the daemon's tag and cannot be read, or were cut. */
     uint64_t unreadable() const { return mUnreadable; }
+    /** What a text looks like that is no log with times, priorities, tags and processes; else empty. */
+    std::string otherFormat() const;
 
   private:
     /** False for what is not the daemon's. */
@@ -78,6 +81,7 @@ class LogFile {
     /** Looks further into what is no line of the daemon's as it stands. */
     void recogniseRest(LogHeader& header, bool sameMessage, LogLine& line);
     LogTime timeOf(const LogHeader& header);
+    void learnYear(const LogHeader& header, std::string_view text);
 
     LineReader mLines;
     const LogTime mNewest;
@@ -88,6 +92,12 @@ class LogFile {
     std::string mPending;
     /** It has been, and is kept for the caller until the next line. */
     bool mPendingDone = false;
+    /** Headers have lines of their own, and the one before was such. */
+    bool mLong = false;
+    bool mAtLongStart = false;
+    uint64_t mHeaders = 0;
+    /** The first line without a header, while there was none with one. */
+    std::string mSample;
     int mYear = 0;
     LogTime mLatest = 0;
 };

@@ -41,6 +41,7 @@ enum class LineRole {
     FOLDER,
     NO_FOLDER,
     RECORD,
+    ERASED,
     NO_RECORD,
     COLLECTOR,
     NO_CHILD,

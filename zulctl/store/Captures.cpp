@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <limits.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 
@@ -22,11 +23,8 @@ constexpr const char* kStateNames[] = {"present",     "missing",    "running", "
 
 constexpr char kHistoryName[] = "zul_history";
 
-/**
- * The files of a copy have times of another clock: of the zone where they were copied, or of the copying
- * itself. What seems to have taken longer than this is taken for that.
- */
-constexpr int64_t kLongestInCopy = 3600;
+/** A collector that was at work when its daemon ended is done after this many seconds. */
+constexpr time_t kLongestCollector = 600;
 
 /** Bytes of the files in a folder and below. */
 uint64_t sizeOfTree(int parent, const char* name, int depth) {
@@ -66,35 +64,50 @@ std::string_view Capture::name() const {
     return text;
 }
 
-Captures::Captures(Session& session, const Store& store)
+Cell Took::cell() const {
+    if (milliseconds < 0) return Cell::none();
+    if (!fromLog) return {milliseconds, "~" + formatDuration(milliseconds / 1000)};
+    char text[32];
+    snprintf(text, sizeof(text), "%.3fs", static_cast<double>(milliseconds) / 1000);
+    return {milliseconds, text};
+}
+
+Cell Took::from() const {
+    return milliseconds < 0 ? Cell::none() : Cell(fromLog ? "log" : "file");
+}
+
+Captures::Captures(Session& session, const Device& device, LogStory log)
       : mSession(session),
-        mStore(store),
-        mHistoryFd(store.openFile(kHistoryName)),
+        mStore(*device.store),
+        mHistoryFd(mStore.openFile(kHistoryName)),
         mHistory(mHistoryFd.get()),
-        mHasHistory(mHistoryFd.ok()) {
+        mHasHistory(mHistoryFd.ok()),
+        mLog(std::move(log)) {
     // A store without a history may be one that is empty still.
     if (!mHasHistory && errno != ENOENT) {
         mSession.problem(std::string(zul::kHistoryFile) + ": " + whyNotOpened(errno));
     }
-    mDisk.scan(store, [this](const std::string& text) { mSession.problem(text); });
-    mDisk.applyKeepRule();
-
+    mDisk.scan(mStore, [this](const std::string& text) { mSession.problem(text); });
+    mDaemonStart = mLog.daemonStart;
+    if (mStore.isCopy()) return;
     const auto isUnfinished = [](const DiskEntry& entry) { return entry.hasFolder; };
-    if (!store.isCopy() &&
-        std::any_of(mDisk.entries().begin(), mDisk.entries().end(), isUnfinished)) {
+    if (std::any_of(mDisk.entries().begin(), mDisk.entries().end(), isUnfinished)) {
         lookAtProcesses();
+    } else {
+        mProcesses = Processes::look();
+    }
+    if (const auto start = mProcesses->daemonStart()) {
+        // Anybody can write that line into a log, and a clock may have been set since.
+        mDaemonStart = std::min(wallTime(*start), mDaemonStart.value_or(INT64_MAX));
     }
 }
 
 bool Captures::lookAtProcesses() {
     // Not before the listing: a collector that started in between would be missing.
-    if (!mProcesses) {
-        mProcesses = Processes::look();
-        if (!mProcesses->seen()) {
-            mSession.problem(
-                    "processes of others cannot be seen: what runs is not told from what is "
-                    "left");
-        }
+    if (!mProcesses) mProcesses = Processes::look();
+    if (!mProcesses->seen()) {
+        mSession.problem(
+                "processes of others cannot be seen: what runs is not told from what is left");
     }
     return mProcesses->seen();
 }
@@ -103,22 +116,43 @@ bool Captures::runs(const DiskEntry& entry) const {
     return entry.hasFolder && mProcesses && mProcesses->has(mDisk.pathOf(entry));
 }
 
-State Captures::stateOf(const DiskEntry& entry) const {
+State Captures::stateOfFolder(const DiskEntry& entry, std::string_view archive) const {
     if (runs(entry)) return State::RUNNING;
-    if (!entry.hasArchive) return State::LEFT;
-    if (entry.unlisted) return State::UNLISTED;
-    return entry.recorded || !mHasHistory ? State::PRESENT : State::UNRECORDED;
+    // When the copy was made.
+    const LogStory::Capture* const logged = mStore.isCopy() ? mLog.find(archive) : nullptr;
+    return logged != nullptr && logged->outcome == Outcome::UNDER_WAY ? State::RUNNING
+                                                                      : State::LEFT;
+}
+
+State Captures::stateOfArchive(const DiskEntry& entry, const HistoryLine* line) {
+    const bool knowsAll = mHasHistory && !mHistory.wasCut();
+    if (line == nullptr) return knowsAll ? State::UNRECORDED : State::PRESENT;
+    return isUnlisted(entry, *line) ? State::UNLISTED : State::PRESENT;
+}
+
+/** At its start the daemon takes what lies in a root itself, and nothing of type folders. */
+bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
+    if (!mDaemonStart || line.time >= *mDaemonStart || !mDisk.folderOf(entry).isTypeFolder()) {
+        return false;
+    }
+    const LogStory::Capture* const logged = mLog.find(line.record.archive);
+    if (logged != nullptr && logged->daemon == mLog.daemon) return false;
+    struct stat status = {};
+    if (mStore.isCopy() || !statArchive(entry, status)) return true;
+    // The clock of names follows the user from zone to zone, that of files does not.
+    const auto start = mProcesses->daemonStart();
+    return !start || status.st_mtime < *start + kLongestCollector;
 }
 
 void Captures::readToTheStart() {
     mReadToTheStart = true;
-    HistoryFile rest(mHistoryFd.get());
-    rest.seek(mHistory.position());
-    while (const auto line = rest.previousText()) {
+    const size_t position = mHistory.position();
+    while (const auto line = mHistory.previousText()) {
         DiskEntry* entry = mDisk.find(zul::parseRecord(*line).archive);
         // Most lines are about what is gone, and need no closer look.
         if (entry != nullptr && !entry->recorded && readHistoryLine(*line)) entry->recorded = true;
     }
+    mHistory.seek(position);
 }
 
 /** Visits what no line tells of and is newer than `behind`. */
@@ -133,7 +167,8 @@ bool Captures::visitUnrecorded(WallTime behind, const std::function<bool(const C
         const std::string archive = mDisk.pathOf(*entry) + zul::kArchiveSuffix;
         if (!visit({.tag = mDisk.tagOf(*entry),
                     .time = entry->time,
-                    .state = stateOf(*entry),
+                    .state = entry->hasFolder ? stateOfFolder(*entry, archive)
+                                              : stateOfArchive(*entry, nullptr),
                     .archive = archive,
                     .entry = entry})) {
             return false;
@@ -143,7 +178,8 @@ bool Captures::visitUnrecorded(WallTime behind, const std::function<bool(const C
 }
 
 void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
-    std::vector<bool> claimed(mDisk.entries().size());
+    // How many lines have claimed an entry: first its folder, then its archive.
+    std::vector<uint8_t> claimed(mDisk.entries().size());
     for (DiskEntry& entry : mDisk.entries())
         mUnvisited.push_back(&entry);
     std::make_heap(mUnvisited.begin(), mUnvisited.end(), isOlder);
@@ -163,23 +199,36 @@ void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
                            .build = line->record.build,
                            .recorded = true};
         if (entry != nullptr) {
-            const auto number = static_cast<size_t>(entry - mDisk.entries().data());
-            capture.state = claimed[number] ? State::OVERWRITTEN : stateOf(*entry);
-            capture.entry = claimed[number] ? nullptr : entry;
-            claimed[number] = true;
+            // An archive beside a folder is of an earlier capture: each packs its own at the end.
+            uint8_t& claims = claimed[static_cast<size_t>(entry - mDisk.entries().data())];
+            if (claims == 0 && entry->hasFolder) {
+                capture.state = stateOfFolder(*entry, capture.archive);
+            } else if (claims == (entry->hasFolder ? 1 : 0) && entry->hasArchive) {
+                capture.state = stateOfArchive(*entry, &*line);
+            } else {
+                capture.state = State::OVERWRITTEN;
+            }
+            capture.entry = capture.state != State::OVERWRITTEN ? entry : nullptr;
+            if (claims < 2) claims++;
         }
         goOn = visit(capture);
     }
     // What is left on the heap at the history's start has no line.
     mReadToTheStart = mReadToTheStart || goOn;
     if (goOn) visitUnrecorded(LLONG_MIN, visit);
+    tellOfHistory();
+}
 
-    if (mHistory.failed()) {
-        mSession.problem(std::string(zul::kHistoryFile) + ": cannot be read to its start");
+void Captures::tellOfHistory() {
+    const std::string name = zul::kHistoryFile;
+    if (mHistory.failed()) mSession.problem(name + ": cannot be read to its start");
+    if (mHistory.wasCut() && mReadToTheStart) {
+        mSession.problem(name + ": only its last " + humanSize(HistoryFile::kMostBytes) +
+                         " are read");
     }
     if (mHistory.strangeLines() > 0) {
-        mSession.problem(std::string(zul::kHistoryFile) + ": " +
-                         counted(mHistory.strangeLines(), "line") + " cannot be read as a record");
+        mSession.problem(name + ": " + counted(mHistory.strangeLines(), "line") +
+                         " cannot be read as a record");
     }
 }
 
@@ -191,23 +240,6 @@ WallTime Captures::now() {
     for (const DiskEntry& entry : mDisk.entries())
         time = std::max(time, entry.time);
     return time;
-}
-
-Surplus Captures::surplus(bool withBytes) {
-    Surplus surplus;
-    uint64_t bytes = 0;
-    for (const DiskEntry& entry : mDisk.entries()) {
-        if (entry.unlisted) {
-            surplus.archives++;
-            bytes += withBytes ? useOf(&entry).bytes : 0;
-        }
-        if (isLeft(entry)) {
-            surplus.folders++;
-            bytes += withBytes ? folderBytes(entry) : 0;
-        }
-    }
-    if (withBytes) surplus.bytes = bytes;
-    return surplus;
 }
 
 /** Descriptor of the folder that it lies in; -1 when that cannot be opened. */
@@ -224,19 +256,71 @@ uint64_t Captures::folderBytes(const DiskEntry& entry) {
     return sizeOfTree(folderFor(entry), name.c_str(), 0);
 }
 
-DiskUse Captures::useOf(const DiskEntry* entry) {
-    if (entry == nullptr) return {};
-    if (!entry->hasArchive) return {.known = true, .bytes = folderBytes(*entry)};
-    const std::string name = std::string(mDisk.nameOf(*entry)) + zul::kArchiveSuffix;
+bool Captures::statArchive(const DiskEntry& entry, struct stat& status) {
+    const std::string name = std::string(mDisk.nameOf(entry)) + zul::kArchiveSuffix;
+    return fstatat(folderFor(entry), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+std::optional<uint64_t> Captures::bytesOf(const Capture& capture) {
+    if (capture.entry == nullptr) return std::nullopt;
+    const bool isFolder = capture.state == State::LEFT || capture.state == State::RUNNING;
+    if (isFolder) return folderBytes(*capture.entry);
     struct stat status = {};
-    if (fstatat(folderFor(*entry), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
-    DiskUse use = {.known = true, .bytes = static_cast<uint64_t>(status.st_size)};
-    const int64_t seconds = wallTime(status.st_mtime) - entry->time;
-    // While it runs, its archive may still grow.
-    const bool guesses =
-            seconds >= 0 && !runs(*entry) && !(mStore.isCopy() && seconds >= kLongestInCopy);
-    if (guesses) use.took.milliseconds = seconds * 1000;
-    return use;
+    if (!statArchive(*capture.entry, status)) return std::nullopt;
+    return static_cast<uint64_t>(status.st_size);
+}
+
+Took Captures::tookOf(const Capture& capture) {
+    const bool isIts = capture.state != State::OVERWRITTEN;
+    const LogStory::Capture* const logged = isIts ? mLog.find(capture.archive) : nullptr;
+    if (logged != nullptr && logged->took >= 0) return {logged->took, true};
+    // A copy's files have times of another clock, or of the copying.
+    struct stat status = {};
+    if (mStore.isCopy() || capture.entry == nullptr || capture.entry->hasFolder ||
+        !statArchive(*capture.entry, status)) {
+        return {};
+    }
+    const int64_t seconds = wallTime(status.st_mtime) - capture.entry->time;
+    return {seconds >= 0 ? seconds * 1000 : -1, false};
+}
+
+void Captures::decide(Event& event) {
+    if (!mCountedLines) {
+        mCountedLines = true;
+        while (const auto line = mHistory.previous()) {
+            const DiskEntry* const entry = mDisk.find(line->record.archive);
+            if (entry != nullptr) mLinesToCome[entry]++;
+        }
+        mHistory.seekEnd();
+        tellOfHistory();
+    }
+    const DiskEntry* const entry = event.archive.empty() ? nullptr : mDisk.find(event.archive);
+    const auto lines = mLinesToCome.find(entry);
+    const bool isLast = lines == mLinesToCome.end() || --lines->second <= 0;
+    // Whatever else became of it, the log tells better.
+    constexpr Outcome kUndecided[] = {Outcome::COLLECTED, Outcome::UNDER_WAY, Outcome::KILLED,
+                                      Outcome::INTERRUPTED, Outcome::UNKNOWN};
+    if (event.archive.empty() || std::find(std::begin(kUndecided), std::end(kUndecided),
+                                           event.outcome) == std::end(kUndecided)) {
+        return;
+    }
+
+    const auto become = [&event](Outcome outcome, const char* reason) {
+        const bool isOfOutcome = strcmp(event.reason, reasonOf(event.outcome)) == 0;
+        if (isOfOutcome || isDropped(outcome)) event.reason = reason;
+        event.outcome = outcome;
+    };
+    const bool hasFolder = isLast && entry != nullptr && entry->hasFolder;
+    if (hasFolder && runs(*entry)) {
+        become(Outcome::UNDER_WAY, "");
+    } else if (!hasFolder && entry != nullptr && entry->hasArchive) {
+        become(Outcome::CAPTURED, "");
+    } else if (event.outcome == Outcome::COLLECTED && entry == nullptr) {
+        become(Outcome::CAPTURED, kGone);
+    } else if (event.outcome == Outcome::COLLECTED ||
+               (event.outcome == Outcome::UNDER_WAY && hasFolder && !mStore.isCopy())) {
+        become(Outcome::FAILED, reasonOf(Outcome::FAILED));
+    }
 }
 
 }  // namespace zulctl

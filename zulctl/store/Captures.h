@@ -7,9 +7,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "zulctl/Session.h"
-#include "zulctl/log/Took.h"
+#include "zulctl/log/LogEvents.h"
 #include "zulctl/store/DiskIndex.h"
 #include "zulctl/store/HistoryFile.h"
 #include "zulctl/store/Processes.h"
@@ -24,13 +25,13 @@ enum class State {
     MISSING,
     /** A process has its folder as argument 0. */
     RUNNING,
-    /** Its folder is there, without an archive and without a process that works on it. */
+    /** Its folder is there, without a process that works on it. */
     LEFT,
     /** What is there belongs to a later capture of the same name. */
     OVERWRITTEN,
     /** Its archive is there, but no line of the history tells of it. */
     UNRECORDED,
-    /** Its archive is there, and is one of more than the tag may keep. */
+    /** Its archive is there, and the daemon, which has started since, does not know it. */
     UNLISTED,
 };
 
@@ -55,27 +56,27 @@ struct Capture {
     std::string_view name() const;
 };
 
-/** What lies on disk for a capture. */
-struct DiskUse {
-    /** False when nothing is there, or not any more. */
-    bool known = false;
-    uint64_t bytes = 0;
-    /** From its start to the last change of its archive. */
-    Took took = {};
+/** How long a capture took. */
+struct Took {
+    /** Negative when nothing tells it. */
+    int64_t milliseconds = -1;
+    /** Its event in the log tells it; otherwise the time of its archive does, which is no more than a guess. */
+    bool fromLog = false;
+
+    /** "1.234s" of the log, "~1s" of a file, "-" of nothing. */
+    Cell cell() const;
+    /** "log", "file", or nothing. */
+    Cell from() const;
 };
 
-/** What `clean` could take. */
-struct Surplus {
-    size_t archives = 0;
-    size_t folders = 0;
-    std::optional<uint64_t> bytes;
-};
-
-/** The captures of a store. */
+/** The captures of a device's store. */
 class Captures {
   public:
-    /** Lists the store and opens its history; tells the session of what cannot be read. */
-    Captures(Session& session, const Store& store);
+    /** Lists the store, and opens its history; tells the session of what cannot be read. */
+    Captures(Session& session, const Device& device, LogStory log);
+    /** With what the log tells. */
+    Captures(Session& session, const Device& device)
+          : Captures(session, device, readStory(session, device)) {}
 
     /** Visits all captures, newest first, until `visit` gives false. To be called once. */
     void visitAll(const std::function<bool(const Capture&)>& visit);
@@ -84,22 +85,27 @@ class Captures {
     WallTime now();
 
     const DiskIndex& disk() const { return mDisk; }
-    /** False when processes of others are hidden, which is told as a problem. */
+    /** False when processes of the daemon's user are hidden, which is told as a problem. */
     bool lookAtProcesses();
-    /** Its folder is there, and no process works on it. */
-    bool isLeft(const DiskEntry& entry) const { return entry.hasFolder && !runs(entry); }
-    Surplus surplus(bool withBytes);
-    /** Of the archive, or of the folder where there is none yet. Null entries have none. */
-    DiskUse useOf(const DiskEntry* entry);
+    /** Bytes of the archive, of the folder where that is what is there; nothing where nothing is. */
+    std::optional<uint64_t> bytesOf(const Capture& capture);
+    Took tookOf(const Capture& capture);
     /** Bytes of the files in its folder. */
     uint64_t folderBytes(const DiskEntry& entry);
 
+    /** What became of the next event of a log: what lies on disk decides, where it was to lie there. */
+    void decide(Event& event);
+
   private:
-    State stateOf(const DiskEntry& entry) const;
+    State stateOfFolder(const DiskEntry& entry, std::string_view archive) const;
+    State stateOfArchive(const DiskEntry& entry, const HistoryLine* line);
+    bool isUnlisted(const DiskEntry& entry, const HistoryLine& line);
     bool runs(const DiskEntry& entry) const;
     bool visitUnrecorded(WallTime behind, const std::function<bool(const Capture&)>& visit);
     void readToTheStart();
+    void tellOfHistory();
     int folderFor(const DiskEntry& entry);
+    bool statArchive(const DiskEntry& entry, struct stat& status);
 
     Session& mSession;
     const Store& mStore;
@@ -108,10 +114,16 @@ class Captures {
     const zul::ScopedFd mHistoryFd;
     HistoryFile mHistory;
     bool mHasHistory = false;
+    /** Until then, captures are unknown to the daemon; nothing where its start is not known. */
+    std::optional<WallTime> mDaemonStart;
+    LogStory mLog;
     /** All lines have been looked at, and what they tell of is marked. */
     bool mReadToTheStart = false;
     /** Entries that may be unrecorded, a heap with the newest at its front. */
     std::vector<DiskEntry*> mUnvisited;
+    /** How many lines of the history tell of what is there and were not met by events, which have their order. */
+    std::unordered_map<const DiskEntry*, int> mLinesToCome;
+    bool mCountedLines = false;
     /** The folder that was looked into last. */
     zul::ScopedFd mOpen{-1};
     uint32_t mOpenFolder = 0;

@@ -9,13 +9,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <unordered_map>
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"
 #include "base/Text.h"
 #include "rules/ArchiveName.h"
-#include "rules/KeepRule.h"
 
 namespace zulctl {
 
@@ -140,28 +138,6 @@ DiskEntry* DiskIndex::find(std::string_view archivePath) {
 
 std::string DiskIndex::pathOf(const DiskEntry& entry) const {
     return folderOf(entry).path + std::string(nameOf(entry));
-}
-
-void DiskIndex::applyKeepRule() {
-    std::unordered_map<std::string_view, std::vector<DiskEntry*>> tags;
-    for (DiskEntry& entry : mEntries) {
-        // The daemon lists again what lies in a root itself.
-        if (entry.hasArchive && folderOf(entry).isTypeFolder())
-            tags[tagOf(entry)].push_back(&entry);
-    }
-    const auto older = [this](const DiskEntry* a, const DiskEntry* b) {
-        return a->time != b->time ? a->time < b->time : nameOf(*a) < nameOf(*b);
-    };
-    for (auto& [tag, archives] : tags) {
-        std::sort(archives.begin(), archives.end(), older);
-        // A user build has folders of its own, and keeps less; the newest tells what this is.
-        const bool userBuild = folderOf(*archives.back()).name.size() == zul::kUserTypePrefixLength;
-        // The newest is the one for which the rule makes room.
-        const zul::Range tooMany = zul::archivesToPrune(
-                tag, archives.size() - 1, userBuild ? zul::kUserTagLimit : zul::kTagLimit);
-        for (size_t i = 0; i < tooMany.count; i++)
-            archives[tooMany.first + i]->unlisted = true;
-    }
 }
 
 }  // namespace zulctl

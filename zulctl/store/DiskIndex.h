@@ -34,8 +34,6 @@ struct DiskEntry {
     WallTime time = 0;
     bool hasArchive = false;
     bool hasFolder = false;
-    /** Its tag has more archives than it may keep, and this is one of those too many. */
-    bool unlisted = false;
     /** A line of the history tells of it. */
     bool recorded = false;
 };
@@ -52,9 +50,6 @@ class DiskIndex {
 
     /** Lists the store's folders; tells of those that cannot be listed. */
     void scan(const Store& store, const std::function<void(const std::string&)>& problem);
-
-    /** Decides which archives are unlisted, by the daemon's own rule. */
-    void applyKeepRule();
 
     std::vector<DiskEntry>& entries() { return mEntries; }
     const std::vector<DiskEntry>& entries() const { return mEntries; }

@@ -7,21 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "base/Paths.h"
 #include "zulctl/store/ArchiveName.h"
 
 namespace zulctl {
-
-namespace {
-
-constexpr size_t kBlock = size_t{128} << 10;
-/** Room in front of a block for the rest of a line that begins in the block before. */
-constexpr size_t kLongestLine = size_t{64} << 10;
-constexpr size_t kBufferSize = kBlock + kLongestLine;
-
-}  // namespace
 
 std::optional<HistoryLine> readHistoryLine(std::string_view line) {
     HistoryLine result;
@@ -40,93 +29,50 @@ std::optional<HistoryLine> readHistoryLine(std::string_view line) {
     return result;
 }
 
-HistoryFile::HistoryFile(int fd) : mFd(fd), mBuffer(new char[kBufferSize]) {
+HistoryFile::HistoryFile(int fd) {
     struct stat status = {};
     if (fd < 0) return;
     mFailed = fstat(fd, &status) != 0;
-    seek(status.st_size);
-}
-
-void HistoryFile::seek(off_t position) {
-    mPosition = mOffset = position;
-    mBegin = mEnd = kBufferSize;
-    mSkipping = false;
-}
-
-bool HistoryFile::readBefore() {
-    if (mEnd - mBegin >= kLongestLine) {
-        mSkipping = true;
-        mEnd = mBegin;
-    }
-    // The rest moves to the buffer's end, so that there is room for a block in front of it.
-    const size_t rest = mEnd - mBegin;
-    memmove(&mBuffer[kBufferSize - rest], &mBuffer[mBegin], rest);
-    mBegin = kBufferSize - rest;
-    mEnd = kBufferSize;
-
-    const auto wanted = static_cast<size_t>(std::min<off_t>(mOffset, kBlock));
-    size_t done = 0;
-    while (done < wanted) {
-        const ssize_t count = pread(mFd, &mBuffer[mBegin - wanted + done], wanted - done,
-                                    mOffset - static_cast<off_t>(wanted - done));
+    const auto size = static_cast<uint64_t>(status.st_size);
+    mCut = size > kMostBytes;
+    const auto start = static_cast<off_t>(mCut ? size - kMostBytes : 0);
+    const auto wanted = static_cast<size_t>(size) - static_cast<size_t>(start);
+    mText.reset(new char[wanted]);
+    while (mSize < wanted) {
+        const ssize_t count =
+                pread(fd, &mText[mSize], wanted - mSize, start + static_cast<off_t>(mSize));
         if (count < 0 && errno == EINTR) continue;
         // 0: somebody has cut the file.
-        if (count <= 0) return false;
-        done += static_cast<size_t>(count);
+        mFailed = mFailed || count <= 0;
+        if (count <= 0) break;
+        mSize += static_cast<size_t>(count);
     }
-    mBegin -= wanted;
-    mOffset -= static_cast<off_t>(wanted);
-    return true;
-}
-
-std::optional<std::string_view> HistoryFile::previousLine() {
-    size_t searched = 0;
-    for (;;) {
-        // The line's own end does not count.
-        const size_t end = mEnd - searched;
-        const size_t length = end - mBegin;
-        const bool hasEnd = searched == 0 && !mSkipping && length > 0 && mBuffer[end - 1] == '\n';
-        const void* lineEnd = memrchr(&mBuffer[mBegin], '\n', hasEnd ? length - 1 : length);
-        if (lineEnd != nullptr) {
-            const size_t start =
-                    static_cast<size_t>(static_cast<const char*>(lineEnd) - &mBuffer[0]) + 1;
-            const std::string_view line(&mBuffer[start], mEnd - start);
-            mEnd = start;
-            mPosition = mOffset + static_cast<off_t>(mEnd - mBegin);
-            return line;
-        }
-        if (mOffset == 0) {
-            const std::string_view line(&mBuffer[mBegin], mEnd - mBegin);
-            mEnd = mBegin;
-            mPosition = 0;
-            return line.empty() && !mSkipping ? std::nullopt : std::optional(line);
-        }
-        searched = mEnd - mBegin;
-        if (!readBefore()) {
-            mFailed = true;
-            return std::nullopt;
-        }
-        if (mSkipping) searched = 0;
-    }
+    seekEnd();
 }
 
 std::optional<std::string_view> HistoryFile::previousText() {
-    if (mFailed || mFd < 0) return std::nullopt;
-    std::optional<std::string_view> line = previousLine();
-    if (!line) return std::nullopt;
-    mEnded = mSkipping || line->ends_with('\n');
-    if (line->ends_with('\n')) line->remove_suffix(1);
-    if (mSkipping) line = "";
-    mSkipping = false;
-    return line;
+    if (mEnd == 0) return std::nullopt;
+    // The line's own end does not count.
+    const size_t end = mText[mEnd - 1] == '\n' ? mEnd - 1 : mEnd;
+    const void* before = memrchr(mText.get(), '\n', end);
+    const size_t start =
+            before == nullptr
+                    ? 0
+                    : static_cast<size_t>(static_cast<const char*>(before) - mText.get()) + 1;
+    mEnd = start;
+    // The first one of a part is a part itself.
+    if (start == 0 && mCut) return std::nullopt;
+    return std::string_view(&mText[start], end - start);
 }
 
 std::optional<HistoryLine> HistoryFile::previous() {
-    while (const auto line = previousText()) {
+    for (;;) {
+        const bool ended = mEnd > 0 && mText[mEnd - 1] == '\n';
+        const auto line = previousText();
+        if (!line) return std::nullopt;
         if (const auto read = readHistoryLine(*line)) return read;
-        if (mEnded) mStrangeLines++;
+        if (ended) mStrangeLines++;
     }
-    return std::nullopt;
 }
 
 }  // namespace zulctl

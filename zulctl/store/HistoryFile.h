@@ -2,7 +2,6 @@
 #pragma once
 
 #include <stddef.h>
-#include <sys/types.h>
 
 #include <memory>
 #include <optional>
@@ -22,51 +21,41 @@ struct HistoryLine {
 /** The record that stands in `line`; nothing when the daemon writes no such line. */
 std::optional<HistoryLine> readHistoryLine(std::string_view line);
 
-/**
- * Reads the lines of a history from its end to its start, in blocks: memory does not grow with the file.
- * What is appended meanwhile is not read.
- */
+/** The lines of a history from its end to its start, read at once; what is appended later is not among them. */
 class HistoryFile {
   public:
+    /** A million lines. What anybody has put before these is not read. */
+    static constexpr size_t kMostBytes = size_t{128} << 20;
+
     /** `fd` stays the caller's; -1 for a history without lines. */
     explicit HistoryFile(int fd);
-    HistoryFile(const HistoryFile&) = delete;
-    HistoryFile& operator=(const HistoryFile&) = delete;
 
-    /** The record before; nothing at the start. What it views is good until the next call. */
+    /** The record before; nothing at the start. */
     std::optional<HistoryLine> previous();
-
-    /** The line before as it stands, without its end; one that no record is as long as is empty. */
+    /** The line before as it stands, without its end. */
     std::optional<std::string_view> previousText();
+    /** Goes back to the last line, or to where one was left off. */
+    size_t position() const { return mEnd; }
+    void seek(size_t position) { mEnd = position; }
+    void seekEnd() { mEnd = mSize; }
 
     /**
-     * Lines so far that are no records, longer ones than any record among them; but not what stands
-     * behind the last line end, which may be in the making.
+     * Lines so far that are no records; but not what stands behind the last line end, which may be in the
+     * making.
      */
     size_t strangeLines() const { return mStrangeLines; }
     /** True after a read that failed: what is before was not seen. */
     bool failed() const { return mFailed; }
-    /** Where the line that came last begins in the file; the size of the file before the first. */
-    off_t position() const { return mPosition; }
-    /** Reads on from a place that position() gave. */
-    void seek(off_t position);
+    /** It is longer than what is read of it. */
+    bool wasCut() const { return mCut; }
 
   private:
-    std::optional<std::string_view> previousLine();
-    bool readBefore();
-
-    const int mFd;
-    const std::unique_ptr<char[]> mBuffer;
-    /** What of the buffer is still to be read, and where it begins in the file. */
-    size_t mBegin = 0;
+    std::unique_ptr<char[]> mText;
+    size_t mSize = 0;
+    /** Behind the line that comes next. */
     size_t mEnd = 0;
-    off_t mOffset = 0;
-    off_t mPosition = 0;
-    /** Inside of a line of which the end was given up. */
-    bool mSkipping = false;
-    /** The line that came last has a line end. */
-    bool mEnded = false;
     bool mFailed = false;
+    bool mCut = false;
     size_t mStrangeLines = 0;
 };
 

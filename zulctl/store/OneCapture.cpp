@@ -1,68 +1,73 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "zulctl/store/OneCapture.h"
-#include "zulctl/store/ArchiveName.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/Paths.h"
-#include "zulctl/log/LogEvents.h"
 
 namespace zulctl {
 
 namespace {
 
 /** The last name of a path, without an archive's suffix. */
-std::string_view lastName(std::string_view path) {
+std::string lastName(std::string_view path) {
     path.remove_prefix(path.rfind('/') + 1);
     if (path.ends_with(zul::kArchiveSuffix)) path.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
-    return path;
+    return std::string(path);
 }
 
 }  // namespace
 
-OneCapture::OneCapture(const Capture& capture)
-      : name(capture.name()),
-        tag(capture.tag),
-        time(capture.time),
-        state(capture.state),
-        archive(capture.archive),
-        build(capture.build),
-        recorded(capture.recorded),
-        entry(capture.entry) {}
-
-bool namesCapture(Session& session, const Arguments& arguments) {
-    if (arguments.has("newest") == arguments.operands.empty()) return true;
-    session.wrongCall("needs one of ARCHIVE, TAG and -1");
-    return false;
+OneCapture::OneCapture(const Capture& other)
+      : tag(other.tag), archive(other.archive), build(other.build), capture(other) {
+    capture.tag = tag;
+    capture.archive = archive;
+    capture.build = build;
 }
 
-std::optional<OneCapture> findCapture(Session& session, const Arguments& arguments,
-                                      Captures& captures) {
-    const bool newest = arguments.operands.empty();
-    const std::string wanted = newest ? "" : arguments.operands[0];
-    const std::string_view name = lastName(wanted);
-    const bool isName = parseArchiveName(name).has_value();
+std::unique_ptr<OneCapture> findCapture(Session& session, const std::string& wanted,
+                                        Captures& captures) {
+    const std::string name = lastName(wanted);
+    std::string start = name;
+    std::replace_if(
+            start.begin(), start.end(), [](char c) { return c == ' ' || c == '-' || c == ':'; },
+            '_');
 
-    std::optional<OneCapture> found;
+    std::unique_ptr<OneCapture> found;
+    std::unique_ptr<OneCapture> beginsSo;
+    bool several = false;
     captures.visitAll([&](const Capture& capture) {
-        const bool fits = newest || (isName ? capture.name() == name : capture.tag == wanted);
-        if (fits) found.emplace(capture);
-        return !fits;
+        if (capture.name() == name || capture.tag == wanted) {
+            found = std::make_unique<OneCapture>(capture);
+        } else if (!start.empty() && capture.name().starts_with(start)) {
+            several = several || (beginsSo != nullptr && beginsSo->archive != capture.archive);
+            if (beginsSo == nullptr) beginsSo = std::make_unique<OneCapture>(capture);
+        }
+        return found == nullptr;
     });
-    if (!found) {
-        session.remark(newest ? "there is no capture"
-                              : "there is no capture of that name: " + wanted);
+    if (found == nullptr && !several) found = std::move(beginsSo);
+    if (found == nullptr) {
+        session.remark(
+                (several ? "several captures begin so: " : "there is no capture of that name: ") +
+                wanted);
     }
     return found;
 }
 
-std::optional<Event> findEvent(Session& session, const std::string& archive, bool keepLines) {
+std::optional<Event> findEvent(Session& session, const Device& device, Captures& captures,
+                               const std::string& archive, bool keepLines) {
     std::optional<Event> found;
+    if (!device.log) return found;
     // Of several the last one: it has overwritten the others.
-    readEvents(session, keepLines, [&](Event& event) {
-        if (event.archive == archive) found = std::move(event);
-    });
+    readEvents(session, device,
+               {.event =
+                        [&](Event& event) {
+                            captures.decide(event);
+                            if (event.archive == archive) found = std::move(event);
+                        },
+                .keepLines = keepLines});
     return found;
 }
 

@@ -4,40 +4,33 @@
 #include <optional>
 #include <string>
 
-#include "zulctl/log/Events.h"
 #include "zulctl/store/Captures.h"
 
 namespace zulctl {
 
 /** A Capture with texts of its own. */
 struct OneCapture {
-    explicit OneCapture(const Capture& capture);
+    explicit OneCapture(const Capture& other);
+    OneCapture(const OneCapture&) = delete;
+    OneCapture& operator=(const OneCapture&) = delete;
 
-    std::string name;
-    std::string tag;
-    WallTime time;
-    State state;
-    std::string archive;
-    std::string build;
-    bool recorded;
-    /** Of the Captures that it was found in. */
-    const DiskEntry* entry;
+    const std::string tag;
+    const std::string archive;
+    const std::string build;
+    /** Of the texts above. */
+    Capture capture;
 };
 
-/** The option of commands that work on one capture. */
-inline constexpr Option kNewestOption = {'1', "newest", nullptr, "the newest capture of all"};
-
-/** True when the call names one capture; otherwise that was told as a wrong call. */
-bool namesCapture(Session& session, const Arguments& arguments);
-
 /**
- * The capture that the operand names: by the name or the path of its folder or archive, or by a tag, of
- * which it is the newest. Nothing when there is none, which is told.
+ * The capture that `wanted` names: the name or the path of its folder or archive, or a tag, of which it is
+ * the newest; or what only its name begins with, in which blanks, "-" and ":" stand for "_". Nothing when there
+ * is none or are several, which is told.
  */
-std::optional<OneCapture> findCapture(Session& session, const Arguments& arguments,
-                                      Captures& captures);
+std::unique_ptr<OneCapture> findCapture(Session& session, const std::string& wanted,
+                                        Captures& captures);
 
 /** The event of the log that made a capture; nothing without a log. */
-std::optional<Event> findEvent(Session& session, const std::string& archive, bool keepLines);
+std::optional<Event> findEvent(Session& session, const Device& device, Captures& captures,
+                               const std::string& archive, bool keepLines);
 
 }  // namespace zulctl

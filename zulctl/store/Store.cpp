@@ -30,11 +30,13 @@ constexpr Layout kLayouts[] = {
 
 /** The folder at a path below `parent`, through no link; else -1 inside, and errno. */
 zul::ScopedFd openPath(int parent, const std::string& path) {
-    zul::ScopedFd folder = zul::openInner(parent, ".");
+    constexpr int kOnTheWay = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    zul::ScopedFd folder(openat(parent, ".", kOnTheWay));
     for (const std::string& name : zul::split(path, "/")) {
-        if (folder.ok()) folder = zul::openInner(folder.get(), name.c_str());
+        // A user who may pass a folder and not list it gets to what is below.
+        if (folder.ok()) folder = zul::ScopedFd(openat(folder.get(), name.c_str(), kOnTheWay));
     }
-    return folder;
+    return folder.ok() ? zul::openInner(folder.get(), ".") : std::move(folder);
 }
 
 /** A folder that is any other folder is told from a copy of /data/ZUL by what a store has. */
@@ -74,8 +76,7 @@ std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::
         if (!folder.ok() && errno != ENOENT) tell(zul::kStuckLogoRoot);
         return folder;
     };
-    const zul::ScopedFd base(
-            ::open(root ? root->c_str() : "/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const zul::ScopedFd base(::open(root ? root->c_str() : "/", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!base.ok()) return tell(root.value_or("/"));
     if (!root) {
         // Step by step: the "/" at the end of a path would have a link followed.
