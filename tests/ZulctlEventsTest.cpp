@@ -403,7 +403,7 @@ TEST(EventsCommandTest, WritesOneObjectALine) {
     const Result result = callEvents(makeLog(kStory), {"--json"});
     EXPECT_THAT(result.out,
                 MatchesRegex(R"(\{"v":1,"device":"","event":"capture","time":"[0-9]{4}-03-04 )"
-                             R"(05:06:07\.000","outcome":"collected","tag":"0xffff01",)"
+                             R"(05:06:07\.000","tag":"0xffff01","outcome":"collected",)"
                              R"("dropped":false,"reason":"","detail":"",)"
                              R"("mask":"0x2c3","processes":"77","text":"a text",)"
                              R"("archive":"/data/ZUL/0xffff/0xffff01_1\.zul","took_ms":70,)"

@@ -139,7 +139,7 @@ thread_count() {
 
 # The archive of the capture that came last.
 newest_archive() {
-    zulctl info -1 | sed -n 's/^archive *//p'
+    zulctl --json list -n1 | sed -E 's/.*"archive":"([^"]*)".*/\1/'
 }
 
 collector_runs() {

@@ -100,17 +100,27 @@ class Totals {
 class EventLister {
   public:
     explicit EventLister(Session& session)
-          : mSession(session),
-            mTable(session.out(), {{nullptr, "event"},          {"WHEN", nullptr, 19},
-                                   {nullptr, "time"},           {"TOOK", nullptr, 8, true},
-                                   {"OUTCOME", "outcome", 12},  {"TAG", "tag", 10},
-                                   {nullptr, "dropped"},        {nullptr, "reason"},
-                                   {nullptr, "detail"},         {nullptr, "mask"},
-                                   {"PROCESS", "processes", 7}, {nullptr, "text"},
-                                   {nullptr, "archive"},        {nullptr, "took_ms"},
-                                   {nullptr, "preparation_ms"}, {nullptr, "history_ms"},
-                                   {nullptr, "collector_ms"},   {nullptr, "daemon"},
-                                   {nullptr, "thread"},         {"RESULT"}}) {}
+          : mSession(session), mTable(session.out(), {{nullptr, "event"},
+                                                      {"WHEN", nullptr, 19},
+                                                      {nullptr, "time"},
+                                                      {"TOOK", nullptr, 8, true},
+                                                      {nullptr, "tag"},
+                                                      {"OUTCOME", "outcome", 12},
+                                                      {"TAG", nullptr, 10},
+                                                      {nullptr, "dropped"},
+                                                      {nullptr, "reason"},
+                                                      {nullptr, "detail"},
+                                                      {nullptr, "mask"},
+                                                      {"PROCESS", "processes", 7},
+                                                      {nullptr, "text"},
+                                                      {nullptr, "archive"},
+                                                      {nullptr, "took_ms"},
+                                                      {nullptr, "preparation_ms"},
+                                                      {nullptr, "history_ms"},
+                                                      {nullptr, "collector_ms"},
+                                                      {nullptr, "daemon"},
+                                                      {nullptr, "thread"},
+                                                      {"RESULT"}}) {}
 
     /** False where there is no log. */
     bool list(const Device& device);
@@ -175,6 +185,7 @@ void EventLister::print(const Event& event) {
                 formatLogSecond(event.start),
                 formatLogTime(event.start),
                 took < 0 ? "" : Took{took, true}.cell().shown,
+                event.tag,
                 outcomeName(event.outcome),
                 event.tag,
                 Cell::yesNo(isDropped(event.outcome)),
