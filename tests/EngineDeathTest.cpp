@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <deque>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "service/EngineLink.h"
 #include "tests/support/Eventually.h"
@@ -11,61 +11,45 @@
 namespace zul::test {
 namespace {
 
-/** An engine that is told what to answer, and tells in which order it is asked. */
+/** An engine that answers one question after the other, and tells in which order it is asked. */
 class FakeLink : public EngineLink {
   public:
-    bool find() override {
-        note("find");
-        return next(mThere, true);
-    }
+    /** '-' is an engine that is not there, gives no number or is gone; the last answers are good ones. */
+    explicit FakeLink(std::string answers) : mAnswers(std::move(answers)) {}
+
+    bool find() override { return ask('f'); }
     Answer registerCallbacks() override {
-        note("register");
         takeThreadNumber(3);
-        return next(mAnswers, Answer::REGISTERED);
+        return ask('r') ? Answer::REGISTERED : mBad;
     }
-    bool linkToDeath() override {
-        note("link");
-        return next(mLives, true);
-    }
+    bool linkToDeath() override { return ask('l'); }
 
-    void note(const std::string& call) {
+    bool ask(char question) {
         const std::lock_guard<std::mutex> lock(mLock);
-        mCalls += call + " ";
+        const size_t number = mCalls.size();
+        mCalls += question;
+        return number >= mAnswers.size() || mAnswers[number] != '-';
     }
-    /** What was asked, once it is as long as this. */
-    std::string callsLike(const std::string& wanted) {
-        const auto calls = [this] {
-            const std::lock_guard<std::mutex> lock(mLock);
-            return mCalls;
-        };
-        eventually([&] { return calls().size() >= wanted.size(); });
-        return calls();
+    std::string calls() {
+        const std::lock_guard<std::mutex> lock(mLock);
+        return mCalls;
     }
 
-    std::deque<bool> mThere;
-    std::deque<Answer> mAnswers;
-    std::deque<bool> mLives;
+    Answer mBad = Answer::NO_NUMBER;
 
   private:
-    template <class T>
-    static T next(std::deque<T>& answers, T otherwise) {
-        if (answers.empty()) return otherwise;
-        const T answer = answers.front();
-        answers.pop_front();
-        return answer;
-    }
-
+    const std::string mAnswers;
     std::mutex mLock;
     std::string mCalls;
 };
 
 struct DeathCase {
     const char* name;
-    std::deque<bool> there;
-    std::deque<EngineLink::Answer> answers;
-    std::deque<bool> lives;
+    const char* answers;
+    /** What was asked: find, register, link; s is a pause. */
     std::string calls;
-    std::vector<std::string> lines;
+    int returns = 1;
+    EngineLink::Answer bad = EngineLink::Answer::NO_NUMBER;
 };
 
 using EngineDeathTest = TableTest<DeathCase>;
@@ -73,46 +57,26 @@ using EngineDeathTest = TableTest<DeathCase>;
 TEST_P(EngineDeathTest, IsFollowedByARegistration) {
     const DeathCase& c = GetParam();
     // Outlives the test, as the thread may.
-    auto& link = *new FakeLink();
-    link.mThere = c.there;
-    link.mAnswers = c.answers;
-    link.mLives = c.lives;
-    FakeTime::onSleep = [&link] { link.note("sleep"); };
+    auto& link = *new FakeLink(c.answers);
+    link.mBad = c.bad;
+    FakeTime::onSleep = [&link] { link.ask('s'); };
     engineDied(link);
-    EXPECT_EQ(link.callsLike(c.calls), c.calls);
-    EXPECT_THAT(mLog.take(), ElementsAreArray(c.lines));
+    eventually([&] { return link.calls().size() >= c.calls.size(); });
+    EXPECT_EQ(link.calls(), c.calls);
+    std::vector<std::string> lines;
+    for (int i = 0; i < c.returns; i++) {
+        lines.emplace_back("W engine is gone");
+        lines.emplace_back("I engine is back, thread number=3");
+    }
+    EXPECT_THAT(mLog.take(), ElementsAreArray(lines));
 }
 
-using Answer = EngineLink::Answer;
-const std::string kGone = "W engine is gone";
-const std::string kBack = "I engine is back, thread number=3";
-
 const DeathCase kDeathCases[] = {
-        {"ThereAgain", {}, {}, {}, "find register link ", {kGone, kBack}},
-        {"ThereLate",
-         {false, false},
-         {},
-         {},
-         "find sleep find sleep find register link ",
-         {kGone, kBack}},
-        {"GivesNoNumber",
-         {},
-         {Answer::NO_NUMBER},
-         {},
-         "find register sleep find register link ",
-         {kGone, kBack}},
-        {"GoneInItsRegistration",
-         {},
-         {Answer::GONE},
-         {},
-         "find register sleep find register link ",
-         {kGone, kBack}},
-        {"GoneBeforeItIsWatched",
-         {},
-         {},
-         {false},
-         "find register link sleep find register link ",
-         {kGone, kBack, kGone, kBack}},
+        {"ThereAgain", "", "frl"},
+        {"ThereLate", "- - ", "fsfsfrl"},
+        {"GivesNoNumber", " - ", "frsfrl"},
+        {"GoneInItsRegistration", " - ", "frsfrl", 1, EngineLink::Answer::GONE},
+        {"GoneBeforeItIsWatched", "  -", "frlsfrl", 2},
 };
 INSTANTIATE_TEST_SUITE_P(Engines, EngineDeathTest, testing::ValuesIn(kDeathCases), caseName);
 
