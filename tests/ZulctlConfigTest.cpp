@@ -359,7 +359,7 @@ TEST_P(ReplayTest, KnowsWhatTheRunningDaemonHas) {
     store("tag:0xffff0202,enable:1", "0xffff0101|\n");
     std::string log;
     for (const std::string& line : GetParam().log) {
-        const bool named = line[1] == ' ';
+        const bool named = line.size() > 1 && line[1] == ' ';
         log += "03-04 05:06:07.000 5 " + (named ? line.substr(0, 1) : "6") +
                " D ZUL_DEBUG: " + (named ? line.substr(2) : line) + "\n";
     }
@@ -373,8 +373,8 @@ const char kReplaced[] = "passes, and no entry counts for it";
 const ReplayCase kReplayCases[] = {
         {"NothingPushed", {"ZUL  main start."}, kReplaced},
         {"EntryOfAnEarlierText",
-         {"ZUL  main start.", "remoteConfig.tag = 0xffff01 ", "remoteConfig.pkgname = com.b ", "x",
-          "remoteConfig.tag = 0xffff0202 ", "remoteConfig.enable = 1 "},
+         {"ZUL  main start.", "remoteConfig.tag = 0xffff01 ", "", "remoteConfig.pkgname = com.b ",
+          "startWork....", "remoteConfig.tag = 0xffff0202 ", "remoteConfig.enable = 1 "},
          "refused: other package"},
         {"WhatCameBeforeTheStartIsGone",
          {"remoteConfig.tag = 0xffff01 ", "remoteConfig.pkgname = com.b ", "ZUL  main start."},
@@ -383,8 +383,9 @@ const ReplayCase kReplayCases[] = {
          {"ZUL  main start.", "remoteConfig.tag = 0xffff0101 ", "remoteConfig.flag = 4 ",
           "remoteConfig.tag = 0xffff0303 ", "remoteConfig.pkgname = com.b "},
          "passes"},
-        {"FieldsAreSetOnce",
-         {"ZUL  main start.", "remoteConfig.enable = 0 ", "remoteConfig.enable = 1 "},
+        {"ALaterItemCounts",
+         {"ZUL  main start.", "remoteConfig.tag = 0xffff0101 ", "remoteConfig.enable = 0 ",
+          "remoteConfig.enable = 2 "},
          "passes"},
         {"TextsAreTakenOneAfterTheOther",
          {"ZUL  main start.", "7 remoteConfig.tag = 0xffff0101 ", "7 remoteConfig.enable = 0 ",

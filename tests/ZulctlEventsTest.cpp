@@ -2,7 +2,12 @@
 
 #include "zulctl/log/Events.h"
 
+#include <stdlib.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <fstream>
+#include <sstream>
 
 #include "tests/support/LogText.h"
 #include "tests/support/ZulctlTest.h"
@@ -444,6 +449,145 @@ TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
     EXPECT_EQ(missing.status, 3);
     EXPECT_THAT(missing.err, HasSubstr("/nowhere: No such file"));
     EXPECT_EQ(call({"--log=/tmp", "events"}).status, 3);
+}
+
+constexpr char kName[] = "0xffff01_2025_03_04_05_06_07_0";
+constexpr char kPath[] = "/data/ZUL/0xffff/0xffff01_2025_03_04_05_06_07_0";
+
+/** An event of the capture above, up to the collector's start. */
+Lines started(const std::string& thread = "5/6") {
+    Lines lines = begin("0xffff01", thread) + prepare("0xffff01", thread);
+    lines.back() = thread + " D getZulBasePath:fileNum=0,folderName=" + kPath;
+    return lines + collect(thread);
+}
+
+/** What lies in the store: an archive, a folder, and lines of the history. */
+struct JoinCase {
+    const char* name;
+    Lines log;
+    bool archive;
+    bool folder;
+    int lines;
+    const char* outcomes;
+};
+
+class JoinTest : public ZulctlTest, public testing::WithParamInterface<JoinCase> {};
+
+TEST_P(JoinTest, WhatLiesOnDiskDecides) {
+    const JoinCase& c = GetParam();
+    if (c.archive) write(std::string(kPath) + ".zul");
+    if (c.folder) makeFolder(kPath);
+    std::string history;
+    for (int i = 0; i < c.lines; i++)
+        history += std::string("0xffff01|2025-03-04 05:06:07|") + kPath + ".zul|B\n";
+    write("/data/ZUL/zul_history", history);
+    write("/log", makeLog(c.log));
+    const Result result = onCopy({"--log=" + at("/log"), "--no-legend", "events"});
+    std::string outcomes;
+    std::istringstream lines(result.out);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string reason = line.substr(std::min(line.size(), size_t{66}));
+        outcomes += (outcomes.empty() ? "" : "; ") + line.substr(31, line.find(' ', 31) - 31) +
+                    (reason.empty() || reason.starts_with(kName) ? "" : " " + reason);
+    }
+    EXPECT_EQ(outcomes, c.outcomes);
+}
+
+const Lines kRestart = {"8/8 D ZUL  main start."};
+const JoinCase kJoinCases[] = {
+        {"Archive", started() + end(), true, false, 1, "captured"},
+        {"Nothing", started() + end(), false, false, 1, "captured gone since: pruned, or removed"},
+        {"Folder", started() + end(), false, true, 1, "failed collector made no archive"},
+        {"FolderBesideAnEarlierArchive", started() + end(), true, true, 1,
+         "failed collector made no archive"},
+        {"OfTwoTheLastHasTheFolder", started() + end() + started() + end(), true, true, 2,
+         "captured; failed collector made no archive"},
+        {"OfTwoNoneHasAnArchive", started() + end() + started() + end(), false, true, 2,
+         "failed collector made no archive; failed collector made no archive"},
+        {"WithoutALineOfTheHistory", started() + end(), true, false, 0, "captured"},
+        {"KilledAndThere", started() + started() + end(), true, false, 1, "captured; captured"},
+        {"Killed", started() + begin("x") + "D Illegal ZUL TAG x,break", false, true, 1,
+         "killed collector did not end by itself; refused no legal tag"},
+        {"DaemonDiedAndTheCollectorWentOn", started() + kRestart, true, false, 1, "captured"},
+        {"DaemonDiedAndTheCollectorDidNot", started() + kRestart, false, true, 1,
+         "interrupted daemon started anew"},
+        {"WentOnAndWasPruned",
+         started() + kRestart + Lines{std::string("8/9 D createZulPath:erase ") + kPath + ".zul"},
+         false, false, 1, "captured gone since: pruned, or removed"},
+        {"PruningOfAnotherSaysNothing",
+         started() + kRestart + "8/9 D createZulPath:erase /data/ZUL/x.zul", false, true, 1,
+         "interrupted daemon started anew"},
+        {"UnderWayInACopy", started(), false, true, 1, "under-way"},
+        {"NoCollectorStays", started() + "9/9 E ret==-1,excel errno=2" + end(), false, true, 1,
+         "no-collector collector cannot be executed: No such file or directory"},
+        {"LinesMissing", begin() + prepare() + "D startWork...." + begin("0xffffffff"), false,
+         false, 0, "unknown lines are missing; updated"},
+};
+INSTANTIATE_TEST_SUITE_P(Disk, JoinTest, testing::ValuesIn(kJoinCases), caseName);
+
+TEST_F(ZulctlTest, EventsOfSeveralDevicesAndTimes) {
+    write("/one/ZUL/zul_history");
+    write("/two/ZUL/zul_history");
+    const std::string log = makeLog(begin("a") + "D Illegal ZUL TAG a,break" + begin("b") +
+                                    "D remoteConfig packageName is not com.x ,return");
+    write("/log", log);
+    const auto events = [&](std::vector<std::string> options) {
+        options.insert(options.begin(),
+                       {"--root=" + at("/one"), "--log=" + at("/log"), "events", "--no-legend"});
+        return call(options).out;
+    };
+    const auto tags = [](const std::string& out) {
+        std::string tags;
+        std::istringstream lines(out);
+        for (std::string line; std::getline(lines, line);)
+            tags += line.substr(line.find("refused") + 14, 1);
+        return tags;
+    };
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+            {{}, "ab"},
+            {{"-n1"}, "b"},
+            {{"-n0"}, ""},
+            {{"-g", "com.x"}, "b"},
+            {{"-g", "legal"}, "a"},
+            {{"-g", "com.y"}, ""},
+            {{"a", "b"}, "ab"},
+            {{"-S1970-01-01"}, "ab"},
+            {{"-U1970-01-01"}, ""},
+    };
+    for (const auto& [options, expected] : cases)
+        EXPECT_EQ(tags(events(options)), expected) << (options.empty() ? "" : options.back());
+    EXPECT_THAT(events({"--root=" + at("/two"), "--log=" + at("/log"), "-n1"}),
+                AllOf(StartsWith("one "), HasSubstr("\ntwo ")));
+    EXPECT_EQ(call({"--root=" + at("/one"), "events"}).status, 2);
+    EXPECT_EQ(call({"--root=" + at("/one"), "--root=" + at("/two"), "events", "-f"}).status, 2);
+}
+
+TEST_F(ZulctlTest, FollowsALogThatGrows) {
+    ASSERT_EQ(mkfifo(at("/log").c_str(), 0600), 0);
+    FILE* shown = popen(("zulctl --no-legend --log=" + at("/log") + " events -f -n1").c_str(), "r");
+    std::ofstream log(at("/log"));
+    char line[200] = {};
+    log << makeLog(capture("x") + capture("a")) << std::flush;
+    EXPECT_THAT(fgets(line, sizeof(line), shown), HasSubstr("  a  "));
+    log << makeLog(capture("b") + capture("c")) << std::flush;
+    for (const char* tag : {"  b  ", "  c  "})
+        EXPECT_THAT(fgets(line, sizeof(line), shown), HasSubstr(tag));
+    log.close();
+    EXPECT_EQ(fgets(line, sizeof(line), shown), nullptr);
+    EXPECT_EQ(pclose(shown), 0);
+}
+
+TEST_F(ZulctlTest, OnADeviceLogcatIsAsked) {
+    write("/bin/logcat", "#!/bin/sh\necho \"$@\" >" + at("/asked") + "\ncat " + at("/log") + "\n");
+    write("/log", makeLog(capture("a")));
+    chmod(at("/bin/logcat").c_str(), 0755);
+    const std::string path = getenv("PATH");
+    setenv("PATH", (at("/bin") + ":" + path).c_str(), 1);
+    EXPECT_THAT(call({"events"}).out, HasSubstr("1 event: 1 c"));
+    std::string asked;
+    std::getline(std::ifstream(at("/asked")), asked);
+    EXPECT_EQ(asked, "-v threadtime -v year -s ZUL_DEBUG -d");
+    setenv("PATH", path.c_str(), 1);
 }
 
 TEST(EventsTest, KnowsADaemonThatDumpsBehindManyCollectors) {

@@ -3,6 +3,7 @@
 #include "zulctl/log/LogFile.h"
 
 #include <fstream>
+#include <sstream>
 
 #include "tests/support/LogText.h"
 #include "tests/support/ZulctlTest.h"
@@ -165,6 +166,21 @@ const HeaderCase kHeaderCases[] = {
          "2026-03-04 05:06:07.089 12 34 D ? x"},
         {"UserNumber", "03-04 05:06:07.089 10123    12    34 D ZUL_DEBUG: x",
          "2026-03-04 05:06:07.089 12 34 D ? x"},
+        {"Color", "\x1b[38;5;40m03-04 05:06:07.089 1 2 I ZUL_DEBUG: x\x1b[0m",
+         "2026-03-04 05:06:07.089 1 2 I ? x"},
+        {"Time", "03-04 05:06:07.089 D/ZUL_DEBUG(   12): startWork....",
+         "2026-03-04 05:06:07.089 12 12 D startWork...."},
+        {"TimeOfAnotherTag", "03-04 05:06:07.089 D/ZUL(   12): startWork....", ""},
+        {"Long", "[ 03-04 05:06:07.089    12:   34 D/ZUL_DEBUG ]\nstartWork....\n",
+         "2026-03-04 05:06:07.089 12 34 D startWork...."},
+        {"LongOverLines",
+         "[ 03-04 05:06:07.089 12: 34 D/ZUL_DEBUG ]\nIllegal ZUL TAG a\nb,break\n\nx\n"
+         "[ 03-04 05:06:07.089 12: 34 D/OTHER ]\nstartWork....\n",
+         "2026-03-04 05:06:07.089 12 34 D ? Illegal ZUL TAG a\n"
+         "2026-03-04 05:06:07.089 12 34 D b,break"},
+        {"LongInAnother",
+         "03-04 05:06:07.089 1 2 I ZUL_DEBUG: x\n[ 03-04 05:06:07.089 12: 34 D/ZUL_DEBUG ]\ny",
+         "2026-03-04 05:06:07.089 1 2 I ? x"},
         {"EmptyMessage", "03-04 05:06:07.089 1 2 D ZUL_DEBUG:", "2026-03-04 05:06:07.089 1 2 D ? "},
         {"BlanksBelongToTheMessage", "03-04 05:06:07.089 1 2 D ZUL_DEBUG:  x ",
          "2026-03-04 05:06:07.089 1 2 D ?  x "},
@@ -193,6 +209,75 @@ TEST(LogFileTest, YearsGoOnAtTheEndOfOne) {
     // A clock that is a little ahead is not one that is a year behind.
     EXPECT_EQ(read("01-02 12:00:00.000 1 1 D ZUL_DEBUG: a\n", newest),
               "2026-01-02 12:00:00.000 1 1 D ? a");
+}
+
+TEST(LogFileTest, TheYearIsThatOfTheCaptures) {
+    const auto line = [](const char* day, const std::string& name) {
+        return std::string(day) + " 23:59:59.000 1 1 D ZUL_DEBUG: " +
+               (name.empty() ? "x"
+                             : "getZulBasePath:fileNum=0,folderName=/data/ZUL/0xffff/" + name) +
+               "\n";
+    };
+    const auto years = [](const std::string& text) {
+        std::string years;
+        std::istringstream lines(read(text));
+        for (std::string line; std::getline(lines, line);)
+            years += (years.empty() ? "" : " ") + line.substr(0, 4);
+        return years;
+    };
+    const std::string name = "0xffff01_2019_12_31_23_59_59_0";
+    EXPECT_EQ(years(line("12-31", "")), "2026");
+    EXPECT_EQ(years(line("12-31", "") + line("12-31", name)), "2019 2019");
+    EXPECT_EQ(years(line("01-01", "") + line("12-31", name)), "2020 2019");
+    EXPECT_EQ(years(line("12-30", "") + line("12-31", "0xffff01_2020_01_01_00_00_00_0") +
+                    line("01-01", "")),
+              "2019 2019 2020");
+    EXPECT_EQ(years(line("12-31", "nonsense") + line("12-31", "")), "2026 2026");
+    // Too far ahead to be seen before, it counts from there on.
+    EXPECT_EQ(years(line("12-31", std::string(100000, 'x')) + line("12-31", name)), "2026 2019");
+}
+
+struct FormatCase {
+    const char* name;
+    std::string text;
+    const char* format;
+};
+
+class FormatTest : public testing::TestWithParam<FormatCase> {};
+
+TEST_P(FormatTest, IsToldFromOthers) {
+    const TextFile file(GetParam().text);
+    LogFile log(file.fd(), kNewest);
+    LogLine line;
+    while (log.next(line)) {
+    }
+    EXPECT_EQ(log.otherFormat().substr(0, log.otherFormat().find(',')), GetParam().format);
+}
+
+const FormatCase kFormatCases[] = {
+        {"Nothing", "", ""},
+        {"NothingButMarkers", "--------- beginning of main\n", ""},
+        {"OthersAlone", "03-04 05:06:07.089 1 2 D App: x\n", ""},
+        {"Brief", "--------- beginning of main\nD/ZUL_DEBUG( 1234): x\n", "logcat -v brief"},
+        {"Process", "D( 1234) x  (ZUL_DEBUG)\n", "logcat -v process"},
+        {"Thread", "D( 1234: 1235) x\n", "logcat -v thread"},
+        {"Tag", "D/ZUL_DEBUG: x\n", "logcat -v tag"},
+        {"Raw", "startWork....\n", "logcat -v raw"},
+        {"Gzip", "\x1f\x8b\x08", "compressed (zcat FILE | zulctl --log=-)"},
+        {"Utf16",
+         std::string("\xff\xfe"
+                     "0\0",
+                     4),
+         "UTF-16 text (iconv -f UTF-16 -t UTF-8 FILE | zulctl --log=-)"},
+};
+INSTANTIATE_TEST_SUITE_P(Logs, FormatTest, testing::ValuesIn(kFormatCases), caseName);
+
+TEST(LogFileTest, AnotherFormatIsAProblem) {
+    const TextFile file("D/ZUL_DEBUG( 1): x\n");
+    const Result result = call({"--log=/proc/self/fd/" + std::to_string(file.fd()), "events"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("looks like logcat -v brief, without times; a log as it is "
+                                      "needed comes from logcat -d -v threadtime"));
 }
 
 const std::string kHeader = "03-04 05:06:07.089 1 2 D ZUL_DEBUG: ";
@@ -278,6 +363,20 @@ TEST(LogFileTest, LinesAroundTheLongestOneAreWhole) {
             EXPECT_FALSE(reader.next(line));
         }
     }
+}
+
+TEST(LogFileTest, WaitsAtTheEndForAsLongAsItIsToldTo) {
+    const TextFile file("a\n");
+    int waits = 0;
+    LineReader reader(file.fd(),
+                      [&] { return ++waits == 1 && pwrite(file.fd(), "b\n", 2, 2) == 2; });
+    LineReader::Line line;
+    for (const char* text : {"a", "b"}) {
+        ASSERT_TRUE(reader.next(line));
+        EXPECT_EQ(line.text, text);
+    }
+    EXPECT_FALSE(reader.next(line));
+    EXPECT_EQ(waits, 2);
 }
 
 TEST(LogFileTest, TellsWhatCannotBeRead) {

@@ -2,8 +2,6 @@
 
 #include <stdlib.h>
 
-#include <set>
-
 #include "rules/SceneTypes.h"
 #include "zulctl/Session.h"
 #include "zulctl/commands/Commands.h"
@@ -35,7 +33,8 @@ class Replay {
             if (line.thread != mThread) push();
             mThread = line.thread;
             addItem(line);
-        } else if (line.process == mDaemon && line.thread == mThread) {
+        } else if (line.pattern != nullptr && line.process == mDaemon && line.thread == mThread) {
+            // Not what is left of an item that ends in a line break.
             push();
         }
     }
@@ -47,16 +46,12 @@ class Replay {
     }
 
   private:
-    /** The log does not tell where a record ends: nobody sets a field twice, and the tag comes first. */
+    /** The log does not tell where a record ends: but for odd ones, each begins with its tag. */
     void addItem(const LogLine& line) {
         const bool isFlag = line.pattern->format.starts_with("remoteConfig.flag");
         const std::string name(isFlag ? "flag" : line.fields[0]);
         const std::string value(line.fields[isFlag ? 0 : 1]);
-        if (mRecords.empty() || name == "tag" || mSet.count(name) > 0) {
-            mRecords.emplace_back();
-            mSet.clear();
-        }
-        mSet.insert(name);
+        if (mRecords.empty() || name == "tag") mRecords.emplace_back();
         for (const zul::ConfigKeyword& keyword : zul::kConfigKeywords) {
             if (!name.starts_with(keyword.text)) continue;
             if (const auto* text = std::get_if<std::string zul::ConfigEntry::*>(&keyword.field)) {
@@ -70,7 +65,6 @@ class Replay {
     void push() {
         if (mRules) mRules->update(mRecords);
         mRecords.clear();
-        mSet.clear();
     }
 
     const Rules& mAtStart;
@@ -78,7 +72,6 @@ class Replay {
     int32_t mDaemon = 0;
     int32_t mThread = 0;
     std::vector<zul::ConfigEntry> mRecords;
-    std::set<std::string> mSet;
 };
 
 /** What the running daemon goes by, as far as can be known; else what the next start would. */
