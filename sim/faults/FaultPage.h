@@ -11,8 +11,8 @@
  */
 // clang-format off
 #define SIM_FAULT_CALLS(X)                                                          \
-    X(access) X(close) X(dlopen) X(epoll_wait) X(execl) X(execv) X(fchmod) X(fcntl) \
-    X(fdopen) X(fdopendir) X(fgets) X(fork) X(fstat) X(fsync) X(getdelim)           \
+    X(close) X(dlopen) X(epoll_wait) X(execl) X(execv) X(fchmod) X(fcntl) \
+    X(fdopen) X(fdopendir) X(fgets) X(fork) X(fstat) X(fsync) \
     X(mkdirat) X(open) X(openat) X(opendir) X(pread) X(pthread_create) X(readdir)   \
     X(renameat) X(unlinkat) X(vfork) X(waitpid) X(write)
 // clang-format on

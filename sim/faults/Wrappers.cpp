@@ -30,7 +30,6 @@ namespace sim {
 #define FAULT_POINT(name) FAULT_POINT_AS(#name, name, -1)
 #define FAULT_POINT_OF_POINTER(name) FAULT_POINT_AS(#name, name, 0)
 
-FAULT_POINT(access)
 FAULT_POINT(execl)
 FAULT_POINT(execv)
 FAULT_POINT(fchmod)
@@ -45,7 +44,6 @@ FAULT_POINT(pread)
 FAULT_POINT(renameat)
 FAULT_POINT(unlinkat)
 // What an optimised getline() calls.
-FAULT_POINT_AS("__getdelim", getdelim, -1)
 FAULT_POINT_OF_POINTER(dlopen)
 FAULT_POINT_OF_POINTER(fdopen)
 FAULT_POINT_OF_POINTER(fdopendir)

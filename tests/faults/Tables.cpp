@@ -11,7 +11,6 @@ using sim::Call;
 using sim::kShort;
 
 const std::vector<Errors> kErrors = {
-        {Call::access, CAPTURE, {EACCES}},
         {Call::close, NOTHING, {}, {EIO}},
         {Call::dlopen, CAPTURE, {ENOMEM}},
         {Call::execl, CAPTURE, {ENOENT, ENOMEM}},
@@ -24,7 +23,6 @@ const std::vector<Errors> kErrors = {
         {Call::fork, CAPTURE, {EAGAIN, ENOMEM}},
         {Call::fstat, CAPTURE, {EIO}},
         {Call::fsync, FILES, {EIO, EINTR}},
-        {Call::getdelim, CAPTURE, {EIO}},
         {Call::mkdirat, CAPTURE, {ENOSPC, EEXIST}},
         {Call::open, CAPTURE, {ENOSPC, EMFILE}},
         {Call::openat, CAPTURE, {ENOSPC, EMFILE}},
