@@ -39,7 +39,7 @@ const std::string kName = "0xffff0101_2025_03_04_17_06_07_7";
 const std::string kLogoName = "0xffffff06_2025_03_04_17_06_07_7";
 const std::string kType = "/data/ZUL/0xffff";
 const std::string kFolder = kType + "/" + kName;
-/** Archives of one tag, of which zulctl takes all those behind the first that are more than 20. */
+/** Archives of one tag, all of which zulctl takes. */
 constexpr int kArchives = 40;
 
 struct RaceCase {
@@ -231,6 +231,7 @@ void callZulctl(ZulService&) {
     FILE* const nowhere = fopen("/dev/null", "we");
     zulctl::run({"zulctl", "list"}, nowhere, nowhere);
     zulctl::run({"zulctl", "clean", "-f"}, nowhere, nowhere);
+    zulctl::run({"zulctl", "clean", "-f", "--to=0"}, nowhere, nowhere);
     fclose(nowhere);
 }
 

@@ -2,6 +2,7 @@
 
 #include "zulctl/log/LogFile.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -372,38 +373,22 @@ void LogFile::recogniseRest(LogHeader& header, bool sameMessage, LogLine& line) 
 
 std::string LogFile::otherFormat() const {
     if (mHeaders > 0 || mSample.empty()) return "";
-    const auto startsLike = [this](std::string_view pattern) {
-        // P is a priority, 0 a number with blanks before it, * anything.
-        std::string_view rest = mSample;
-        for (const char c : pattern) {
-            const size_t blanks = std::min(rest.find_first_not_of(' '), rest.size());
-            const size_t digits =
-                    std::min(rest.find_first_not_of("0123456789", blanks), rest.size());
-            size_t length = rest.starts_with(c) ? 1 : 0;
-            if (c == 'P') length = isPriority(rest.substr(0, 1)) ? 1 : 0;
-            if (c == '0') length = digits > blanks ? digits : 0;
-            if (c == '*') length = std::min(rest.find_first_of("(:"), rest.size());
-            if (length == 0) return false;
-            rest.remove_prefix(length);
-        }
-        return true;
-    };
-    struct Format {
-        const char* start;
-        const char* name;
-    };
-    constexpr Format kFormats[] = {
-            {"P/*(0):", "logcat -v brief, without times"},
-            {"P(0)", "logcat -v process, without times and tags"},
-            {"P(0:0)", "logcat -v thread, without times and tags"},
-            {"P/*:", "logcat -v tag, without times and processes"},
-    };
     if (mSample.starts_with("\x1f\x8b")) return "compressed (zcat FILE | zulctl --log=-)";
     if (mSample.find('\0') != std::string::npos) {
         return "UTF-16 text (iconv -f UTF-16 -t UTF-8 FILE | zulctl --log=-)";
     }
-    for (const Format& format : kFormats) {
-        if (startsLike(format.start)) return format.name;
+    const auto isLike = [this](const char* format) {
+        char priority = 0;
+        int process = 0;
+        int length = 0;
+        sscanf(mSample.c_str(), format, &priority, &process, &length);
+        return length > 0 && isPriority({&priority, 1});
+    };
+    if (isLike("%c/%*[^(:](%d):%n")) return "logcat -v brief, without times";
+    if (isLike("%c(%d)%n")) return "logcat -v process, without times and tags";
+    if (isLike("%c(%d:%*d)%n")) return "logcat -v thread, without times and tags";
+    if (mSample.size() > 1 && mSample[1] == '/') {
+        return "logcat -v tag, without times and processes";
     }
     return "logcat -v raw, or no log";
 }

@@ -84,7 +84,7 @@ std::optional<std::string> readText(Session& session, const std::string& name) {
 }
 
 std::vector<std::vector<size_t>> Rules::update(const std::vector<zul::ConfigEntry>& records) {
-    const auto became = zul::mergeConfig(records, entries, legalTags);
+    auto became = zul::mergeConfig(records, entries, legalTags);
     for (const auto& [tag, archives] : legalTags)
         knownTags.try_emplace(tag, KnownTag{"config", ""});
     return became;
