@@ -83,9 +83,9 @@ void checkEvents(const ReadLog& log) {
         lines += event.lines.size();
         require(!zulctl::isDropped(event.outcome) || event.reason[0] != '\0',
                 "what is dropped has a reason");
-        require(event.outcome != zulctl::Outcome::CAPTURED ||
+        require(event.outcome != zulctl::Outcome::COLLECTED ||
                         event.collectorStart != Event::kNoTime,
-                "what was captured had a collector");
+                "what was collected had a collector");
     }
     require(lines <= log.lines, "a line belongs to one event");
 }

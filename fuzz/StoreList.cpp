@@ -91,7 +91,8 @@ void run(std::string_view input) {
         require(all.starts_with(callZulctl({"--json", "list", "-n", number})),
                 "a short list is how a long one begins");
     callZulctl({"list"});
-    callZulctl({"info", "-1"});
+    callZulctl({"info", "0xffff"});
+    callZulctl({"list", "--by-tag"});
     const std::string planned = callZulctl({"clean", "-n", "--no-legend"});
     require(names() == before, "to look changes nothing");
 

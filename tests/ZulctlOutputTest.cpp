@@ -5,6 +5,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/Output.h"
 #include "zulctl/WallTime.h"
@@ -187,8 +189,12 @@ TEST(OutputTest, TheNewestIsLastWhereAScreenIsTooSmall) {
             table.row({Cell::number(i)});
         table.finish();
         fflush(file);
-        char text[100];
-        return std::string(text, static_cast<size_t>(read(terminal, text, sizeof(text))));
+        std::string text;
+        for (char c = 0; std::count(text.begin(), text.end(), '\n') <= rows;) {
+            if (read(terminal, &c, 1) != 1) break;
+            text += c;
+        }
+        return text;
     };
     EXPECT_EQ(print(2), "N\r\n0\r\n1\r\n");
     EXPECT_EQ(print(3), "N\r\n2\r\n1\r\n0\r\n");

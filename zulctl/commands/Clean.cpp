@@ -100,9 +100,9 @@ std::string readOrder(const Options& options, Order& order) {
 }
 
 /** Its collector may be about to start. */
-bool isNew(const DiskEntry& entry, const DiskIndex& disk) {
-    const zul::ScopedFd parent = DiskIndex::open(disk.folderOf(entry));
-    const std::string name(disk.nameOf(entry));
+bool isNew(const DiskEntry& entry) {
+    const zul::ScopedFd parent = DiskIndex::open(*entry.folder);
+    const std::string name(entry.name);
     struct stat status = {};
     if (fstatat(parent.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
     const time_t age = time(nullptr) - status.st_mtime;
@@ -138,8 +138,7 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
         if (order.size && total <= *order.size) break;
         if (candidate.state == State::UNLISTED && doubtful && !order.size) {
             inDoubt++;
-        } else if (candidate.isFolder() && !device.store->isCopy() &&
-                   isNew(*candidate.entry, captures.disk())) {
+        } else if (candidate.isFolder() && !device.store->isCopy() && isNew(*candidate.entry)) {
             tooNew++;
         } else {
             chosen.push_back(candidate);
@@ -158,9 +157,9 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
 }
 
 /** Removes it, if it still is what it was. */
-bool removeCandidate(const Candidate& candidate, const DiskIndex& disk) {
-    const zul::ScopedFd parent = DiskIndex::open(disk.folderOf(*candidate.entry));
-    std::string name(disk.nameOf(*candidate.entry));
+bool removeCandidate(const Candidate& candidate) {
+    const zul::ScopedFd parent = DiskIndex::open(*candidate.entry->folder);
+    std::string name(candidate.entry->name);
     if (!parent.ok()) return false;
     if (candidate.isFolder()) return zul::removeTree(parent.get(), name.c_str());
     name += zul::kArchiveSuffix;
@@ -183,9 +182,9 @@ Status runClean(Session& session) {
         Captures captures(session, device);
         if (!device.store->isCopy() && !captures.lookAtProcesses()) return;
         for (const Candidate& candidate : choose(session, order, device, captures)) {
-            const std::string path = captures.disk().pathOf(*candidate.entry) +
+            const std::string path = std::string(candidate.entry->path) +
                                      (candidate.isFolder() ? "" : zul::kArchiveSuffix);
-            if (options.force && !removeCandidate(candidate, captures.disk())) {
+            if (options.force && !removeCandidate(candidate)) {
                 session.problem("not removed: " + path);
                 continue;
             }

@@ -82,7 +82,9 @@ class CheckPrinter {
         for (const ConfigChange& change : changes) {
             const std::string from = change.before.empty() ? "nothing" : change.before;
             const std::string to = change.after.empty() ? "nothing" : change.after;
-            say(printable(std::string(kind) + " of " + change.tag + ": " + from + " -> " + to),
+            std::string line = kind;
+            line.append(" of ").append(change.tag).append(": ");
+            say(printable(line.append(from).append(" -> ").append(to)),
                 JsonObject()
                         .add("kind", "change")
                         .add("of", kind)

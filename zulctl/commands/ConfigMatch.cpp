@@ -78,7 +78,7 @@ class Replay {
 Rules rulesFor(Session& session, const Device& device) {
     if (device.store == nullptr) return {};
     StartFiles files = readStartFiles(session, *device.store);
-    const Rules stored = rulesOf(files);
+    Rules stored = rulesOf(files);
     if (device.log) {
         files.config.reset();
         const Rules atStart = rulesOf(files);

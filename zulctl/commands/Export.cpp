@@ -96,7 +96,7 @@ Status exportOf(Session& session, Device& device) {
         return Status::NOTHING;
     }
 
-    const zul::ScopedFd folder = DiskIndex::open(captures.disk().folderOf(*capture.entry));
+    const zul::ScopedFd folder = DiskIndex::open(*capture.entry->folder);
     const zul::ScopedFd archive(openRegularAt(folder.get(), (name + zul::kArchiveSuffix).c_str()));
     struct stat file = {};
     if (!archive.ok() || fstat(archive.get(), &file) != 0) {

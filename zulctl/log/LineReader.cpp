@@ -30,6 +30,10 @@ void LineReader::fill() {
     memmove(mBuffer.data(), mBuffer.data() + mBegin, mEnd - mBegin);
     mEnd -= mBegin;
     mBegin = 0;
+    readMore();
+}
+
+void LineReader::readMore() {
     ssize_t count;
     do {
         count = read(mFd, mBuffer.data() + mEnd, mBuffer.size() - mEnd);
@@ -37,6 +41,13 @@ void LineReader::fill() {
     if (count < 0) mError = errno;
     mAtEnd = count <= 0;
     if (!mAtEnd) mEnd += static_cast<size_t>(count);
+}
+
+std::string_view LineReader::ahead() {
+    // Where somebody waits for each line, what is there has to do.
+    while (!mIdle && !mAtEnd && mEnd < mBuffer.size())
+        readMore();
+    return {mBuffer.data() + mBegin, mEnd - mBegin};
 }
 
 bool LineReader::next(Line& line) {

@@ -37,14 +37,15 @@ class LineReader {
 
     /** False at the end, also at one that error() tells. */
     bool next(Line& line);
-    /** What was read already of the lines to come; good until the next line is read. */
-    std::string_view ahead() const { return {mBuffer.data() + mBegin, mEnd - mBegin}; }
+    /** Lines to come, as many as there is room for; good until the next line is read. */
+    std::string_view ahead();
     /** The errno of the read that failed; 0 while none has. */
     int error() const { return mError; }
 
   private:
     /** Reads on behind what is still to be given out, and moves that to the buffer's front. */
     void fill();
+    void readMore();
 
     bool waitForMore();
 

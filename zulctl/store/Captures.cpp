@@ -42,7 +42,7 @@ uint64_t sizeOfTree(int parent, const char* name, int depth) {
 }
 
 bool isOlder(const DiskEntry* a, const DiskEntry* b) {
-    return a->time < b->time;
+    return a->time != b->time ? a->time < b->time : a->path < b->path;
 }
 
 }  // namespace
@@ -90,7 +90,7 @@ Captures::Captures(Session& session, const Device& device, LogStory log)
     mDisk.scan(mStore, [this](const std::string& text) { mSession.problem(text); });
     mDaemonStart = mLog.daemonStart;
     if (mStore.isCopy()) return;
-    const auto isUnfinished = [](const DiskEntry& entry) { return entry.hasFolder; };
+    const auto isUnfinished = [](const auto& entry) { return entry.second.hasFolder; };
     if (std::any_of(mDisk.entries().begin(), mDisk.entries().end(), isUnfinished)) {
         lookAtProcesses();
     } else {
@@ -113,7 +113,7 @@ bool Captures::lookAtProcesses() {
 }
 
 bool Captures::runs(const DiskEntry& entry) const {
-    return entry.hasFolder && mProcesses && mProcesses->has(mDisk.pathOf(entry));
+    return entry.hasFolder && mProcesses && mProcesses->has(std::string(entry.path));
 }
 
 State Captures::stateOfFolder(const DiskEntry& entry, std::string_view archive) const {
@@ -132,7 +132,7 @@ State Captures::stateOfArchive(const DiskEntry& entry, const HistoryLine* line) 
 
 /** At its start the daemon takes what lies in a root itself, and nothing of type folders. */
 bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
-    if (!mDaemonStart || line.time >= *mDaemonStart || !mDisk.folderOf(entry).isTypeFolder()) {
+    if (!mDaemonStart || line.time >= *mDaemonStart || !entry.folder->isTypeFolder()) {
         return false;
     }
     const LogStory::Capture* const logged = mLog.find(line.record.archive);
@@ -164,8 +164,8 @@ bool Captures::visitUnrecorded(WallTime behind, const std::function<bool(const C
         std::pop_heap(mUnvisited.begin(), mUnvisited.end(), isOlder);
         mUnvisited.pop_back();
         if (entry->recorded) continue;
-        const std::string archive = mDisk.pathOf(*entry) + zul::kArchiveSuffix;
-        if (!visit({.tag = mDisk.tagOf(*entry),
+        const std::string archive = std::string(entry->path) + zul::kArchiveSuffix;
+        if (!visit({.tag = entry->tag,
                     .time = entry->time,
                     .state = entry->hasFolder ? stateOfFolder(*entry, archive)
                                               : stateOfArchive(*entry, nullptr),
@@ -178,9 +178,7 @@ bool Captures::visitUnrecorded(WallTime behind, const std::function<bool(const C
 }
 
 void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
-    // How many lines have claimed an entry: first its folder, then its archive.
-    std::vector<uint8_t> claimed(mDisk.entries().size());
-    for (DiskEntry& entry : mDisk.entries())
+    for (auto& [path, entry] : mDisk.entries())
         mUnvisited.push_back(&entry);
     std::make_heap(mUnvisited.begin(), mUnvisited.end(), isOlder);
 
@@ -200,16 +198,15 @@ void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
                            .recorded = true};
         if (entry != nullptr) {
             // An archive beside a folder is of an earlier capture: each packs its own at the end.
-            uint8_t& claims = claimed[static_cast<size_t>(entry - mDisk.entries().data())];
-            if (claims == 0 && entry->hasFolder) {
+            if (entry->claims == 0 && entry->hasFolder) {
                 capture.state = stateOfFolder(*entry, capture.archive);
-            } else if (claims == (entry->hasFolder ? 1 : 0) && entry->hasArchive) {
+            } else if (entry->claims == (entry->hasFolder ? 1 : 0) && entry->hasArchive) {
                 capture.state = stateOfArchive(*entry, &*line);
             } else {
                 capture.state = State::OVERWRITTEN;
             }
             capture.entry = capture.state != State::OVERWRITTEN ? entry : nullptr;
-            if (claims < 2) claims++;
+            entry->claims++;
         }
         goOn = visit(capture);
     }
@@ -234,10 +231,11 @@ void Captures::tellOfHistory() {
 
 WallTime Captures::now() {
     if (!mStore.isCopy()) return wallTimeNow();
-    HistoryFile history(mHistoryFd.get());
-    if (const auto newest = history.previous()) return newest->time;
+    const auto newest = mHistory.previous();
+    mHistory.restart();
+    if (newest) return newest->time;
     WallTime time = 0;
-    for (const DiskEntry& entry : mDisk.entries())
+    for (const auto& [path, entry] : mDisk.entries())
         time = std::max(time, entry.time);
     return time;
 }
@@ -246,18 +244,18 @@ WallTime Captures::now() {
 int Captures::folderFor(const DiskEntry& entry) {
     if (!mOpen.ok() || mOpenFolder != entry.folder) {
         mOpenFolder = entry.folder;
-        mOpen = DiskIndex::open(mDisk.folderOf(entry));
+        mOpen = DiskIndex::open(*entry.folder);
     }
     return mOpen.get();
 }
 
 uint64_t Captures::folderBytes(const DiskEntry& entry) {
-    const std::string name(mDisk.nameOf(entry));
+    const std::string name(entry.name);
     return sizeOfTree(folderFor(entry), name.c_str(), 0);
 }
 
 bool Captures::statArchive(const DiskEntry& entry, struct stat& status) {
-    const std::string name = std::string(mDisk.nameOf(entry)) + zul::kArchiveSuffix;
+    const std::string name = std::string(entry.name) + zul::kArchiveSuffix;
     return fstatat(folderFor(entry), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
@@ -288,15 +286,14 @@ void Captures::decide(Event& event) {
     if (!mCountedLines) {
         mCountedLines = true;
         while (const auto line = mHistory.previous()) {
-            const DiskEntry* const entry = mDisk.find(line->record.archive);
-            if (entry != nullptr) mLinesToCome[entry]++;
+            DiskEntry* const entry = mDisk.find(line->record.archive);
+            if (entry != nullptr) entry->linesToCome++;
         }
-        mHistory.seekEnd();
         tellOfHistory();
+        mHistory.restart();
     }
-    const DiskEntry* const entry = event.archive.empty() ? nullptr : mDisk.find(event.archive);
-    const auto lines = mLinesToCome.find(entry);
-    const bool isLast = lines == mLinesToCome.end() || --lines->second <= 0;
+    DiskEntry* const entry = mDisk.find(event.archive);
+    const bool isLast = entry == nullptr || --entry->linesToCome <= 0;
     // Whatever else became of it, the log tells better.
     constexpr Outcome kUndecided[] = {Outcome::COLLECTED, Outcome::UNDER_WAY, Outcome::KILLED,
                                       Outcome::INTERRUPTED, Outcome::UNKNOWN};

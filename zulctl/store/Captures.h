@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "zulctl/Session.h"
 #include "zulctl/log/LogEvents.h"
@@ -84,7 +83,6 @@ class Captures {
     /** The time from which relative times count back: now, or the newest record of a copy. */
     WallTime now();
 
-    const DiskIndex& disk() const { return mDisk; }
     /** False when processes of the daemon's user are hidden, which is told as a problem. */
     bool lookAtProcesses();
     /** Bytes of the archive, of the folder where that is what is there; nothing where nothing is. */
@@ -121,12 +119,11 @@ class Captures {
     bool mReadToTheStart = false;
     /** Entries that may be unrecorded, a heap with the newest at its front. */
     std::vector<DiskEntry*> mUnvisited;
-    /** How many lines of the history tell of what is there and were not met by events, which have their order. */
-    std::unordered_map<const DiskEntry*, int> mLinesToCome;
+    /** And counted, for events, which come in the same order. */
     bool mCountedLines = false;
     /** The folder that was looked into last. */
     zul::ScopedFd mOpen{-1};
-    uint32_t mOpenFolder = 0;
+    const CaptureFolder* mOpenFolder = nullptr;
 };
 
 }  // namespace zulctl

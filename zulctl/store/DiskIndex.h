@@ -4,9 +4,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <deque>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "zulctl/WallTime.h"
@@ -27,15 +29,19 @@ struct CaptureFolder {
 
 /** What lies in the store for one capture. */
 struct DiskEntry {
-    uint32_t folder = 0;
-    uint16_t nameSize = 0;
-    uint16_t tagSize = 0;
-    size_t nameStart = 0;
+    const CaptureFolder* folder = nullptr;
+    /** Path of the capture folder on the device; its last name; the tag in that. */
+    std::string_view path = {};
+    std::string_view name = {};
+    std::string_view tag = {};
     WallTime time = 0;
     bool hasArchive = false;
     bool hasFolder = false;
     /** A line of the history tells of it. */
     bool recorded = false;
+    /** Lines that were visited; and those that no event was found for so far. */
+    int claims = 0;
+    int linesToCome = 0;
 };
 
 /**
@@ -44,47 +50,34 @@ struct DiskEntry {
  */
 class DiskIndex {
   public:
-    DiskIndex() = default;
+    DiskIndex() { mEntries.reserve(kManyEntries); }
     DiskIndex(const DiskIndex&) = delete;
     DiskIndex& operator=(const DiskIndex&) = delete;
 
     /** Lists the store's folders; tells of those that cannot be listed. */
     void scan(const Store& store, const std::function<void(const std::string&)>& problem);
 
-    std::vector<DiskEntry>& entries() { return mEntries; }
-    const std::vector<DiskEntry>& entries() const { return mEntries; }
+    std::unordered_map<std::string_view, DiskEntry>& entries() { return mEntries; }
+    const std::unordered_map<std::string_view, DiskEntry>& entries() const { return mEntries; }
     /** What lies there for the capture with this archive; null when nothing does. */
     DiskEntry* find(std::string_view archivePath);
-
-    const CaptureFolder& folderOf(const DiskEntry& entry) const { return mFolders[entry.folder]; }
-    /** Name of the capture folder. */
-    std::string_view nameOf(const DiskEntry& entry) const {
-        return std::string_view(mNames).substr(entry.nameStart, entry.nameSize);
-    }
-    std::string_view tagOf(const DiskEntry& entry) const {
-        return nameOf(entry).substr(0, entry.tagSize);
-    }
     /** Opens a folder, through no link; else -1 inside, and errno. */
     static zul::ScopedFd open(const CaptureFolder& folder);
-    /** Path of the capture folder on the device. */
-    std::string pathOf(const DiskEntry& entry) const;
 
   private:
     void list(const CaptureFolder& folder, const std::function<void(const std::string&)>& problem,
               std::vector<std::string>* others);
     /** False when the daemon gives no such name. */
-    bool add(uint32_t folder, std::string_view name, bool isFolder);
-    uint32_t* slotOf(uint32_t folder, std::string_view name);
-    void grow();
+    bool add(const CaptureFolder& folder, std::string_view name, bool isFolder);
 
-    std::vector<CaptureFolder> mFolders;
-    std::vector<DiskEntry> mEntries;
-    /** All names, one behind the other. */
-    std::string mNames;
-    /** Numbers of entries + 1 by the hash of their names, 0 for free; its size is a power of two. */
-    std::vector<uint32_t> mSlots;
-    /** Where find() looked last. */
-    uint32_t mLastFolder = 0;
+    static constexpr size_t kManyEntries = size_t{1} << 17;
+
+    /** They stay where they are. */
+    std::deque<CaptureFolder> mFolders;
+    /** Their paths, some hundred in each. */
+    std::deque<std::string> mPaths;
+    /** By path. */
+    std::unordered_map<std::string_view, DiskEntry> mEntries;
 };
 
 }  // namespace zulctl

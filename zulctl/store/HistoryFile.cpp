@@ -7,10 +7,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "base/Paths.h"
 #include "zulctl/store/ArchiveName.h"
 
 namespace zulctl {
+
+namespace {
+
+constexpr size_t kBlock = size_t{256} << 10;
+
+}  // namespace
 
 std::optional<HistoryLine> readHistoryLine(std::string_view line) {
     HistoryLine result;
@@ -29,32 +37,44 @@ std::optional<HistoryLine> readHistoryLine(std::string_view line) {
     return result;
 }
 
-HistoryFile::HistoryFile(int fd) {
+HistoryFile::HistoryFile(int fd) : mFd(fd) {
     struct stat status = {};
     if (fd < 0) return;
     mFailed = fstat(fd, &status) != 0;
     const auto size = static_cast<uint64_t>(status.st_size);
     mCut = size > kMostBytes;
-    const auto start = static_cast<off_t>(mCut ? size - kMostBytes : 0);
-    const auto wanted = static_cast<size_t>(size) - static_cast<size_t>(start);
-    mText.reset(new char[wanted]);
-    while (mSize < wanted) {
+    mStart = static_cast<off_t>(mCut ? size - kMostBytes : 0);
+    mSize = mEnd = mLoaded = static_cast<size_t>(size) - static_cast<size_t>(mStart);
+    // Memory is needed for what is loaded.
+    mText.reset(new char[mSize]);
+}
+
+/** Loads what stands before; false when that fails. */
+bool HistoryFile::load() {
+    const size_t start = mLoaded - std::min(mLoaded, kBlock);
+    for (size_t done = start; done < mLoaded;) {
         const ssize_t count =
-                pread(fd, &mText[mSize], wanted - mSize, start + static_cast<off_t>(mSize));
+                pread(mFd, &mText[done], mLoaded - done, mStart + static_cast<off_t>(done));
         if (count < 0 && errno == EINTR) continue;
         // 0: somebody has cut the file.
         mFailed = mFailed || count <= 0;
-        if (count <= 0) break;
-        mSize += static_cast<size_t>(count);
+        if (count <= 0) return false;
+        done += static_cast<size_t>(count);
     }
-    seekEnd();
+    mLoaded = start;
+    return true;
 }
 
 std::optional<std::string_view> HistoryFile::previousText() {
-    if (mEnd == 0) return std::nullopt;
+    if (mEnd == 0 || (mEnd == mLoaded && !load())) return std::nullopt;
     // The line's own end does not count.
     const size_t end = mText[mEnd - 1] == '\n' ? mEnd - 1 : mEnd;
-    const void* before = memrchr(mText.get(), '\n', end);
+    const void* before = memrchr(&mText[mLoaded], '\n', end - mLoaded);
+    while (before == nullptr && mLoaded > 0) {
+        const size_t searched = mLoaded;
+        if (!load()) return std::nullopt;
+        before = memrchr(&mText[mLoaded], '\n', std::min(searched, end) - mLoaded);
+    }
     const size_t start =
             before == nullptr
                     ? 0
@@ -67,11 +87,11 @@ std::optional<std::string_view> HistoryFile::previousText() {
 
 std::optional<HistoryLine> HistoryFile::previous() {
     for (;;) {
-        const bool ended = mEnd > 0 && mText[mEnd - 1] == '\n';
+        const size_t behind = mEnd;
         const auto line = previousText();
         if (!line) return std::nullopt;
         if (const auto read = readHistoryLine(*line)) return read;
-        if (ended) mStrangeLines++;
+        if (mText[behind - 1] == '\n') mStrangeLines++;
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <sys/types.h>
 
 #include <memory>
 #include <optional>
@@ -21,7 +22,7 @@ struct HistoryLine {
 /** The record that stands in `line`; nothing when the daemon writes no such line. */
 std::optional<HistoryLine> readHistoryLine(std::string_view line);
 
-/** The lines of a history from its end to its start, read at once; what is appended later is not among them. */
+/** The lines of a history from its end to its start; what is appended later is not among them. */
 class HistoryFile {
   public:
     /** A million lines. What anybody has put before these is not read. */
@@ -34,10 +35,14 @@ class HistoryFile {
     std::optional<HistoryLine> previous();
     /** The line before as it stands, without its end. */
     std::optional<std::string_view> previousText();
-    /** Goes back to the last line, or to where one was left off. */
+    /** Behind the line that comes next; to go on from there another time. */
     size_t position() const { return mEnd; }
     void seek(size_t position) { mEnd = position; }
-    void seekEnd() { mEnd = mSize; }
+    /** Begins at the last line again. */
+    void restart() {
+        mEnd = mSize;
+        mStrangeLines = 0;
+    }
 
     /**
      * Lines so far that are no records; but not what stands behind the last line end, which may be in the
@@ -50,8 +55,14 @@ class HistoryFile {
     bool wasCut() const { return mCut; }
 
   private:
+    bool load();
+
+    const int mFd;
+    /** Of the file from here on, as far as it was loaded: from its end back to a place in it. */
+    off_t mStart = 0;
     std::unique_ptr<char[]> mText;
     size_t mSize = 0;
+    size_t mLoaded = 0;
     /** Behind the line that comes next. */
     size_t mEnd = 0;
     bool mFailed = false;
