@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <deque>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -56,8 +57,9 @@ using EngineDeathTest = TableTest<DeathCase>;
 
 TEST_P(EngineDeathTest, IsFollowedByARegistration) {
     const DeathCase& c = GetParam();
-    // Outlives the test, as the thread may.
-    auto& link = *new FakeLink(c.answers);
+    // They outlive the test, as the thread may.
+    static auto& links = *new std::deque<FakeLink>();
+    FakeLink& link = links.emplace_back(c.answers);
     link.mBad = c.bad;
     FakeTime::onSleep = [&link] { link.ask('s'); };
     engineDied(link);
