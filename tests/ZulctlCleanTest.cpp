@@ -214,7 +214,7 @@ TEST_F(CleanTest, BringsAStoreBelowASize) {
     EXPECT_THAT(call({"clean", "-f", "--to=21"}).out, HasSubstr("removed 1 archive and 0 folders"));
     EXPECT_FALSE(exists(oldest));
     EXPECT_THAT(call({"clean", "-f", "--to=1K"}).out, HasSubstr("removed 0 archives"));
-    EXPECT_THAT(call({"clean", "-f", "--to=0", "--older-than=50m"}).out,
+    EXPECT_THAT(call({"clean", "-f", "--to=0", "--older-than=1h"}).out,
                 HasSubstr("removed 0 archives"));
     EXPECT_THAT(call({"clean", "-f", "--to=0"}).out, HasSubstr("removed 2 archives and 0 folders"));
     EXPECT_TRUE(exists(running + "/inside/file"));
