@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/resource.h>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "base/Files.h"
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/store/Tar.h"
 
@@ -119,16 +121,32 @@ TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
 TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     const std::string tar = at("/out.tar");
     EXPECT_EQ(onCopy({log(), "export", "0xffff0101", "-o", tar}).status, 0);
-    const std::string name = "0xffff0101_2025_03_04_05_06_07_8/";
-    EXPECT_EQ(outputOf("tar -tf " + tar), name + "0xffff0101_2025_03_04_05_06_07_8.zul\n" + name +
-                                                  "history\n" + name + "log\n" + name + "config\n");
+    const std::string name = "0xffff0101_2025_03_04_05_06_07_8";
+    EXPECT_EQ(outputOf("tar -tf " + tar), name + kFolder + ".zul\n" + name +
+                                                  "/data/ZUL/zul_history\n" + name + "/zuld.log\n" +
+                                                  name + "/data/ZUL/config\n");
     const auto member = [&](const std::string& member) {
         return outputOf("tar -xOf " + tar + " " + name + member);
     };
-    EXPECT_EQ(member("0xffff0101_2025_03_04_05_06_07_8.zul"), std::string(1000, 'x'));
-    EXPECT_EQ(member("history"), line(kFolder, "0xffff0101"));
-    EXPECT_EQ(member("log"), event("hello"));
-    EXPECT_EQ(member("config"), "tag:0xffff0101,flag:4,cmds:ps\n");
+    EXPECT_EQ(member(std::string(kFolder) + ".zul"), std::string(1000, 'x'));
+    EXPECT_EQ(member("/data/ZUL/zul_history"), line(kFolder, "0xffff0101"));
+    EXPECT_EQ(member("/zuld.log"), event("hello"));
+    EXPECT_EQ(member("/data/ZUL/config"), "tag:0xffff0101,flag:4,cmds:ps\n");
+
+    // Both it and what it unpacks to tell the same as the store that it came from.
+    outputOf("tar -xf " + tar + " -C " + at(""));
+    const auto told = [&](const std::string& root) {
+        return call({"--root=" + root, "info", "0xffff0101"}).out;
+    };
+    const std::string here = onCopy({log(), "info", "0xffff0101"}).out;
+    EXPECT_EQ(told(at("/" + name)).substr(0, here.find("legal")),
+              here.substr(0, here.find("legal")));
+    EXPECT_EQ(told(tar), told(at("/" + name)));
+    EXPECT_THAT(told(tar), HasSubstr("text        hello\n"));
+    EXPECT_EQ(call({"--root=" + tar, "export", "0xffff0101", "-o", at("/again.tar")}).status, 0);
+    EXPECT_EQ(outputOf("tar -xOf " + at("/again.tar") + " " + name + kFolder + ".zul"),
+              std::string(1000, 'x'));
+    EXPECT_EQ(outputOf("ls -d /tmp/zulctl.*/0x* 2>/dev/null | grep -v " + at("") + " || true"), "");
 
     // What is there already is not replaced, and nothing is made in vain.
     const Result again = onCopy({"export", "0xffff0101", "-o", tar});
@@ -189,7 +207,25 @@ TEST_F(OneCaptureTest, HostileNamesAreShownSafely) {
     EXPECT_THAT(onCopy({"--json", "info", name}).out,
                 HasSubstr("\"tag_hex\":\"3078666666661b5b324aff\""));
     EXPECT_EQ(onCopy({"export", name, "-o", at("/out.tar")}).status, 0);
-    EXPECT_EQ(outputOf("tar -tf " + at("/out.tar") + " | wc -l"), "1\n");
+    EXPECT_EQ(outputOf("tar -tf " + at("/out.tar") + " | wc -l"), "2\n");
+}
+
+TEST_F(OneCaptureTest, UnpacksNothingButWhatIsBelow) {
+    write("/outside");
+    const std::string in = "cd " + at("") + " && ";
+    outputOf(in +
+             "mkdir -p f/data/ZUL && touch f/data/ZUL/zul_history f/x && ln -s /etc f/link && "
+             "tar -cPf bad.tar f ../" +
+             at("").substr(5) + "/outside " + at("/outside") + " && rm outside");
+    const Result result = call({"--root=" + at("/bad.tar"), "list"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_FALSE(exists("/outside"));
+    outputOf(in + "head -c 700 bad.tar >cut.tar && head -c 600 /dev/zero | tr '\\0' x >no.tar");
+    for (const char* bad : {"/cut.tar", "/no.tar"}) {
+        const Result refused = call({"--root=" + at(bad), "list"});
+        EXPECT_EQ(refused.status, 3) << bad;
+        EXPECT_THAT(refused.err, HasSubstr("no archive of zulctl export")) << bad;
+    }
 }
 
 TEST_F(OneCaptureTest, TarHoldsLongNamesAndTellsOfFailure) {
@@ -209,6 +245,11 @@ TEST_F(OneCaptureTest, TarHoldsLongNamesAndTellsOfFailure) {
     fclose(file);
     EXPECT_EQ(outputOf("tar -tf " + path), names);
     EXPECT_EQ(outputOf("tar -xOf " + path), std::string(1 + 99 + 100 + 101 + 255 + 1000, 't'));
+    makeFolder("/unpacked");
+    const zul::ScopedFd folder(open(at("/unpacked").c_str(), O_RDONLY));
+    EXPECT_TRUE(unpackTar(zul::ScopedFd(open(path.c_str(), O_RDONLY)).get(), folder.get()));
+    EXPECT_EQ(outputOf("find " + at("/unpacked") + " -type f -printf '%P\\n' | wc -c"),
+              std::to_string(names.size()) + "\n");
 
     TarWriter full(fileno(fopen("/dev/full", "w")), 0);
     EXPECT_FALSE(full.addText("name", "text"));

@@ -3,10 +3,24 @@
 #include "zulctl/Session.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
+#include "base/RemoveTree.h"
+#include "zulctl/store/Tar.h"
+
 namespace zulctl {
+
+TemporaryFolder::TemporaryFolder() {
+    const char* const parent = getenv("TMPDIR");
+    mPath = std::string(parent != nullptr ? parent : "/tmp") + "/zulctl.XXXXXX";
+    if (mkdtemp(mPath.data()) == nullptr) mPath.clear();
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    if (!mPath.empty()) zul::removeTree(AT_FDCWD, mPath.c_str());
+}
 
 Session::Session(const Options& options, const Command& command, FILE* out, FILE* err)
       : mOptions(options),
@@ -26,12 +40,30 @@ Device Session::open(size_t number) {
         device.name = path != nullptr ? path.get() : *root;
         device.name.erase(0, device.name.rfind('/') + 1);
     }
+    struct stat status = {};
+    if (root && stat(root->c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+        device.unpacked = std::make_unique<TemporaryFolder>();
+        const std::string& path = device.unpacked->path();
+        const zul::ScopedFd archive(openRegularAt(AT_FDCWD, root->c_str()));
+        const zul::ScopedFd folder = zul::openInner(AT_FDCWD, path.c_str());
+        if (!unpackTar(archive.get(), folder.get()))
+            problem(*root + ": no archive of zulctl export");
+        zul::forEachName(zul::openInner(folder.get(), "."), [&](int, const char* name) {
+            root = path + "/" + name;
+            return false;
+        });
+    }
     std::string reason;
     device.store = Store::open(root, reason);
     if (device.store == nullptr && !root) reason += " (--root=DIR reads a copy)";
     const bool mustBe = mCommand.needsStore || root;
     if (!reason.empty() && (device.store != nullptr || mustBe)) problem(reason);
-    if (number < mOptions.logs.size()) device.log = mOptions.logs[number];
+    if (number < mOptions.logs.size()) {
+        device.log = mOptions.logs[number];
+    } else if (root &&
+               zul::ScopedFd(openRegularAt(AT_FDCWD, (*root + "/" + kLogName).c_str())).ok()) {
+        device.log = *root + "/" + kLogName;
+    }
     return device;
 }
 

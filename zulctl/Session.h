@@ -15,6 +15,20 @@
 
 namespace zulctl {
 
+/** A folder of our own, which is removed with all that is in it. */
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::string& path() const { return mPath; }
+
+  private:
+    std::string mPath;
+};
+
 /** A device that a call is about: this one, or one of which there is a copy. */
 struct Device {
     /** That of the folder which its copy is in; empty for this device. */
@@ -25,7 +39,12 @@ struct Device {
     std::optional<std::string> log;
     /** Of a log that is read twice and came as a stream. */
     zul::ScopedFd kept{-1};
+    /** What was unpacked for it, and goes with it. */
+    std::unique_ptr<TemporaryFolder> unpacked = nullptr;
 };
+
+/** The log in a copy's folder, where no other is named. */
+inline constexpr char kLogName[] = "zuld.log";
 
 /** What all parts of one call share. */
 class Session {

@@ -216,13 +216,15 @@ Status runEvents(Session& session) {
     if (options.follow && options.roots.size() > 1) {
         return session.wrongCall("follows one log alone");
     }
-    bool hasLog = true;
+    bool hasLog = false;
     std::optional<EventLister> lister;
     session.forEachDevice([&](const Device& device) {
         if (!lister) lister.emplace(session);
-        hasLog = lister->list(device) && hasLog;
+        const bool has = lister->list(device);
+        if (!has && !device.name.empty()) session.remark(device.name + ": no log");
+        hasLog = has || hasLog;
     });
-    if (!hasLog) return session.wrongCall("needs --log, one for each --root");
+    if (!hasLog) return session.wrongCall("events needs --log, one for each --root");
     return lister->finish();
 }
 

@@ -73,15 +73,17 @@ Companions collect(Session& session, const Device& device, Captures& captures,
     return companions;
 }
 
-bool writeTar(TarWriter& tar, const std::string& name, int archive, uint64_t size,
+/** A store with this capture alone, which --root takes. */
+bool writeTar(TarWriter& tar, const OneCapture& found, int archive, uint64_t size,
               const Companions& companions) {
-    const std::string folder = name + "/";
-    const auto add = [&](const char* member, const std::string& text) {
-        return text.empty() || tar.addText(folder + member, text);
+    const std::string folder(found.capture.name());
+    const auto add = [&](const std::string& path, const std::string& text) {
+        return text.empty() || tar.addText(folder + path, text);
     };
-    return tar.addFile(folder + name + zul::kArchiveSuffix, archive, size) &&
-           add("history", companions.history) && add("log", companions.log) &&
-           add("config", companions.config) && tar.finish();
+    return tar.addFile(folder + found.archive, archive, size) &&
+           tar.addText(folder + zul::kHistoryFile, companions.history) &&
+           add(std::string("/") + kLogName, companions.log) &&
+           add(zul::kConfigFile, companions.config) && tar.finish();
 }
 
 Status exportOf(Session& session, Device& device) {
@@ -108,7 +110,7 @@ Status exportOf(Session& session, Device& device) {
     OutputFile output(outputName);
     TarWriter tar(output.get(), time(nullptr));
     if (!output.ok() ||
-        !writeTar(tar, name, archive.get(), static_cast<uint64_t>(file.st_size), companions)) {
+        !writeTar(tar, *found, archive.get(), static_cast<uint64_t>(file.st_size), companions)) {
         session.problem(outputName + ": " + (errno != 0 ? strerror(errno) : "the archive was cut"));
         return Status::PARTLY;
     }
@@ -136,11 +138,11 @@ const Command kExportCommand = {
         1,
         1,
         "Packs an archive with all that is known of it",
-        "The members are NAME/NAME.zul, NAME/history (its line), NAME/config (the entry that "
-        "counts\n"
-        "for its tag) and, with --log, NAME/log (the lines of its event); what there is nothing of "
-        "is\n"
-        "left out. FILE.tar must not be there yet. --root=FILE.tar reads it.",
+        "A store with this capture alone, below NAME/: data/ZUL/0xffff/NAME.zul, "
+        "data/ZUL/zul_history\n"
+        "(its line), data/ZUL/config (the entry that counts for its tag) and, with --log, zuld.log "
+        "(the\n"
+        "lines of its event). FILE.tar must not be there yet. --root=FILE.tar looks into it.",
         kOptions,
         true,
         runExport};

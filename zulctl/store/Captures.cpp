@@ -26,9 +26,6 @@ constexpr const char* kStateNames[] = {"present",     "missing",    "running", "
 
 constexpr char kHistoryName[] = "zul_history";
 
-/** A collector that was at work when its daemon ended is done after this many seconds. */
-constexpr time_t kLongestCollector = 600;
-
 /** Bytes of the files in a folder and below. */
 uint64_t sizeOfTree(int parent, const char* name, int depth) {
     uint64_t bytes = 0;
@@ -142,9 +139,10 @@ bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
     if (logged != nullptr && logged->daemon == mLog.daemon) return false;
     struct stat status = {};
     if (mStore.isCopy() || !statArchive(entry, status)) return true;
-    // The clock of names follows the user from zone to zone, that of files does not.
+    // The clock of names follows the user from zone to zone, that of files does not. What a collector made that
+    // went on without its daemon stays in doubt.
     const auto start = mProcesses->daemonStart();
-    return !start || status.st_mtime < *start + kLongestCollector;
+    return !start || status.st_mtime < *start;
 }
 
 void Captures::readToTheStart() {

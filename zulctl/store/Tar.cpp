@@ -4,10 +4,15 @@
 
 #include <errno.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+
+#include "base/RemoveTree.h"
+#include "base/Text.h"
 
 namespace zulctl {
 
@@ -39,6 +44,53 @@ bool isShort(const std::string& name) {
     return name.size() < sizeof(Header::name);
 }
 
+/** Of what is no archive's own content; far above what a path needs. */
+constexpr uint64_t kMostRecords = 1 << 16;
+
+bool readWhole(int source, void* bytes, size_t size) {
+    auto* next = static_cast<char*>(bytes);
+    while (size > 0) {
+        const ssize_t count = read(source, next, size);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        next += count;
+        size -= static_cast<size_t>(count);
+    }
+    return true;
+}
+
+uint64_t paddingOf(uint64_t size) {
+    return (kBlock - size % kBlock) % kBlock;
+}
+
+/** Takes what such a record says of the member behind it. */
+void takePaxRecords(const std::string& records, std::string& name, uint64_t& size) {
+    for (const std::string& record : zul::split(records, "\n")) {
+        const size_t key = record.find(' ') + 1;
+        const size_t value = record.find('=') + 1;
+        if (record.compare(key, value - key, "path=") == 0) name = record.substr(value);
+        if (record.compare(key, value - key, "size=") == 0) {
+            size = strtoull(record.c_str() + value, nullptr, 10);
+        }
+    }
+}
+
+/** Makes a file below `folder`, which nobody else writes in, with all folders above it. */
+zul::ScopedFd makeBelow(int folder, const std::string& path) {
+    zul::ScopedFd parent = zul::openInner(folder, ".");
+    std::string last;
+    for (const std::string& name : zul::split(path, "/")) {
+        if (name.empty() || name == "." || name == ".." || !parent.ok()) return zul::ScopedFd(-1);
+        if (!last.empty()) {
+            mkdirat(parent.get(), last.c_str(), 0700);
+            parent = zul::openInner(parent.get(), last.c_str());
+        }
+        last = name;
+    }
+    return zul::ScopedFd(openat(parent.get(), last.c_str(),
+                                O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+}
+
 /** "LENGTH KEY=VALUE\n", where the length counts itself too. */
 std::string paxRecord(const std::string& key, const std::string& value) {
     const std::string rest = " " + key + "=" + value + "\n";
@@ -49,6 +101,43 @@ std::string paxRecord(const std::string& key, const std::string& value) {
 }
 
 }  // namespace
+
+bool unpackTar(int source, int folder) {
+    std::string paxName;
+    uint64_t paxSize = 0;
+    Header header = {};
+    while (readWhole(source, &header, sizeof(header)) && header.name[0] != '\0') {
+        if (memcmp(header.magic, "ustar", 5) != 0) return false;
+        uint64_t size = strtoull(std::string(header.size, sizeof(header.size)).c_str(), nullptr, 8);
+        if (header.kind == 'x') {
+            std::string records(std::min(size, kMostRecords), '\0');
+            if (size > kMostRecords || !readWhole(source, records.data(), records.size()))
+                return false;
+            takePaxRecords(records, paxName, paxSize);
+        } else {
+            const std::string name =
+                    paxName.empty()
+                            ? std::string(header.name, strnlen(header.name, sizeof(header.name)))
+                            : paxName;
+            size = std::max(size, paxSize);
+            const bool isFile = header.kind == '0' || header.kind == '\0';
+            const zul::ScopedFd file = isFile ? makeBelow(folder, name) : zul::ScopedFd(-1);
+            char block[1 << 16];
+            for (uint64_t left = size; left > 0;) {
+                const auto part = static_cast<size_t>(std::min<uint64_t>(left, sizeof(block)));
+                if (!readWhole(source, block, part)) return false;
+                if (file.ok() && write(file.get(), block, part) != static_cast<ssize_t>(part))
+                    return false;
+                left -= part;
+            }
+            paxName.clear();
+            paxSize = 0;
+        }
+        char padding[kBlock];
+        if (!readWhole(source, padding, static_cast<size_t>(paddingOf(size)))) return false;
+    }
+    return header.name[0] == '\0';
+}
 
 bool TarWriter::addText(const std::string& name, std::string_view text) {
     return writeStart(name, text.size()) && writeAll(text.data(), text.size()) &&
@@ -110,7 +199,7 @@ bool TarWriter::writeHeader(const std::string& name, uint64_t size, char kind) {
 
 bool TarWriter::writePadding(uint64_t size) {
     const char zeros[kBlock] = {};
-    return writeAll(zeros, static_cast<size_t>((kBlock - size % kBlock) % kBlock));
+    return writeAll(zeros, static_cast<size_t>(paddingOf(size)));
 }
 
 bool TarWriter::writeAll(const void* bytes, size_t size) {

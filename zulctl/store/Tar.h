@@ -31,4 +31,7 @@ class TarWriter {
     const int64_t mTime;
 };
 
+/** Unpacks the regular files of a tar archive into a folder that is empty and ours; false for what is none. */
+bool unpackTar(int source, int folder);
+
 }  // namespace zulctl
