@@ -2,6 +2,7 @@
 
 #include "zulctl/log/Events.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
@@ -575,6 +576,14 @@ TEST_F(ZulctlTest, FollowsALogThatGrows) {
     log.close();
     EXPECT_EQ(fgets(line, sizeof(line), shown), nullptr);
     EXPECT_EQ(pclose(shown), 0);
+}
+
+TEST_F(ZulctlTest, ALogThatTellsNoYearIsOfItsFiles) {
+    write("/log", makeLog(begin()));
+    const timespec times[2] = {{1600000000, 0}, {1600000000, 0}};  // 2020-09-13
+    ASSERT_EQ(utimensat(AT_FDCWD, at("/log").c_str(), times, 0), 0);
+    EXPECT_THAT(call({"--log=" + at("/log"), "--no-legend", "events"}).out,
+                StartsWith("2020-03-04"));
 }
 
 TEST_F(ZulctlTest, OnADeviceLogcatIsAsked) {

@@ -178,6 +178,9 @@ const HeaderCase kHeaderCases[] = {
          "[ 03-04 05:06:07.089 12: 34 D/OTHER ]\nstartWork....\n",
          "2026-03-04 05:06:07.089 12 34 D ? Illegal ZUL TAG a\n"
          "2026-03-04 05:06:07.089 12 34 D b,break"},
+        {"TextInALongOneThatLooksLikeAMessage",
+         "[ 03-04 05:06:07.089 12: 34 D/ZUL_DEBUG ]\nx\nstartWork....\n",
+         "2026-03-04 05:06:07.089 12 34 D ? x\n2026-03-04 05:06:07.089 12 34 D ? startWork...."},
         {"LongInAnother",
          "03-04 05:06:07.089 1 2 I ZUL_DEBUG: x\n[ 03-04 05:06:07.089 12: 34 D/ZUL_DEBUG ]\ny",
          "2026-03-04 05:06:07.089 1 2 I ? x"},

@@ -118,6 +118,18 @@ TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
                     HasSubstr(std::string("\"took_ms\":") + took));
 }
 
+TEST_F(OneCaptureTest, ReadsALogFromTheStandardInputAsOftenAsItNeeds) {
+    const int before = dup(STDIN_FILENO);
+    FILE* pipe = popen(("cat " + at("/log")).c_str(), "r");
+    dup2(fileno(pipe), STDIN_FILENO);
+    const Result result = onCopy({"--log=-", "info", "0xffff0101"});
+    dup2(before, STDIN_FILENO);
+    close(before);
+    pclose(pipe);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, onCopy({log(), "info", "0xffff0101"}).out);
+}
+
 TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     const std::string tar = at("/out.tar");
     EXPECT_EQ(onCopy({log(), "export", "0xffff0101", "-o", tar}).status, 0);
