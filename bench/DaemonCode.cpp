@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The daemon's own code, in a process with as many threads as the daemon, without binder: a capture is a
-// call of startZul. Argument: the number of threads.
+// The daemon's own code, in a process with as many threads as the daemon, without the desktop's binder, log
+// and properties: a capture is a call of startZul. Argument: the number of threads.
 
 #include <cutils/properties.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,11 +20,32 @@
 
 using zul::ZulService;
 
+// No property is set but one, and none is looked for in a file.
+extern "C" {
+
+int property_get(const char* key, char* value, const char* fallback) {
+    return snprintf(value, PROPERTY_VALUE_MAX, "%s",
+                    strcmp(key, "ro.build.type") == 0 ? "userdebug" : fallback);
+}
+
+int8_t property_get_bool(const char*, int8_t fallback) {
+    return fallback;
+}
+
+int32_t property_get_int32(const char*, int32_t fallback) {
+    return fallback;
+}
+
+int property_set(const char*, const char*) {
+    return 0;
+}
+
+}  // extern "C"
+
 int main(int argc, char** argv) {
     for (int i = argc > 1 ? atoi(argv[1]) : 1; i > 1; i--)
         std::thread(pause).detach();
     fcntl(bench::kChannel, F_SETFD, FD_CLOEXEC);
-    property_set("ro.build.type", "userdebug");
     ZulService::Initialize();
     ZulService::getCompressFileCount();
 

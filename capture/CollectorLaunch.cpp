@@ -16,10 +16,11 @@ constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
 
 /**
  * The child's part: becomes the collector or ends. Other threads may have held any lock at the
- * fork, so everything that allocates was done before; the logger does not.
+ * fork, so everything that allocates was done before; the logger does not. `line` is its first one:
+ * each page that a child touches is copied first, and formatting touches many.
  */
-[[noreturn]] void becomeCollector(char* const arguments[], int pid) {
-    LOG_DUMP("sceneFlag===%s, mPid===%d", arguments[1], pid);
+[[noreturn]] void becomeCollector(char* const arguments[], const char* line) {
+    if (ZulService::mDebugLog) __android_log_write(ANDROID_LOG_DEBUG, kLogTag, line);
     const int result = execv(kCollector, arguments);
     LOGE("ret==%d,excel errno=%d", result, errno);
     _exit(127);
@@ -49,12 +50,15 @@ void ZulService::startWork() {
             nullptr,
     };
 
+    char line[128];
+    snprintf(line, sizeof(line), "sceneFlag===%s, mPid===%s", flag, pid);
+
     const pid_t child = fork();
     if (child < 0) {
         LOGE("*** fork fail\n");
         return;
     }
-    if (child == 0) becomeCollector(arguments, mPid);
+    if (child == 0) becomeCollector(arguments, line);
 
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {

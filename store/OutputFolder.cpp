@@ -31,40 +31,38 @@ constexpr mode_t kFolderMode = 0777;
 /** A name in a folder that an OpenFolders holds; -1 and errno when that cannot be had. */
 struct Place {
     int folder;
-    std::string name;
+    /** Within the path that was asked for. */
+    const char* name;
 
-    bool exists() const { return zul::exists(folder, name.c_str()); }
+    bool exists() const { return zul::exists(folder, name); }
     /** remove(3): a file, a link itself, or an empty folder. */
     bool remove() const {
-        return unlinkat(folder, name.c_str(), 0) == 0 ||
-               unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0;
+        return unlinkat(folder, name, 0) == 0 || unlinkat(folder, name, AT_REMOVEDIR) == 0;
     }
     /** With exactly that mode; errno tells why not, EEXIST where there is something. */
-    bool makeFolder() const {
-        return folder >= 0 && mkdirat(folder, name.c_str(), kFolderMode) == 0;
-    }
+    bool makeFolder() const { return folder >= 0 && mkdirat(folder, name, kFolderMode) == 0; }
 };
 
 /** The folders of the store that one capture works in, each looked up once. */
 class OpenFolders {
   public:
     /** The folder `path`, without a "/" at its end; -1 and errno when it cannot be had. */
-    int open(const std::string& path) {
+    int open(std::string_view path) {
         const auto known = mFolders.find(path);
         if (known != mFolders.end()) return known->second.get();
         // What is found behind any last name lies in that folder.
-        Location place = locate(path + "/-");
+        Location place = locate(std::string(path) + "/-");
         if (!place.folder.ok()) return -1;
         return mFolders.emplace(path, std::move(place.folder)).first->second.get();
     }
     /** Where the absolute `path` lies. */
     Place find(const std::string& path) {
         const size_t slash = path.rfind('/');
-        return {open(path.substr(0, slash)), path.substr(slash + 1)};
+        return {open(std::string_view(path).substr(0, slash)), path.c_str() + slash + 1};
     }
 
   private:
-    std::map<std::string, ScopedFd> mFolders;
+    std::map<std::string, ScopedFd, std::less<>> mFolders;
 };
 
 void removeArchive(const std::string& archive, OpenFolders& folders) {

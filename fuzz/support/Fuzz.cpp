@@ -2,10 +2,8 @@
 
 #include "fuzz/support/Fuzz.h"
 
-#include <android/log.h>
 #include <errno.h>
 #include <signal.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -20,7 +18,6 @@
 namespace zul::fuzz {
 
 time_t gNow = 0;
-int gSleeps = 0;
 
 namespace {
 
@@ -74,34 +71,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     zul::test::resetServiceState();
     zul::fuzz::gNow = zul::fuzz::kStart;
-    zul::fuzz::gSleeps = 0;
     zul::fuzz::run({reinterpret_cast<const char*>(data), size});
     zul::fuzz::checkLeftovers();
     return 0;
 }
 
-// The whole of liblog: lines are formatted, and written nowhere.
-extern "C" int __android_log_write(int, const char*, const char* text) {
-    return static_cast<int>(strlen(text));
-}
-
-extern "C" int __android_log_print(int, const char*, const char* format, ...) {
-    char line[512];
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = vsnprintf(line, sizeof(line), format, arguments);
-    va_end(arguments);
-    return length;
-}
-
 extern "C" unsigned int sleep(unsigned int seconds) {
     // The fuzzer's own thread that watches the memory sleeps too.
-    if (getpid() == gettid()) {
-        zul::fuzz::gSleeps++;
-    } else {
-        const timespec pause{static_cast<time_t>(seconds), 0};
-        nanosleep(&pause, nullptr);
-    }
+    const timespec pause{getpid() == gettid() ? 0 : static_cast<time_t>(seconds), 0};
+    nanosleep(&pause, nullptr);
     return 0;
 }
 

@@ -22,7 +22,5 @@ std::string take(std::string_view& rest, std::string_view separator = "\n");
 
 /** What time() gives; every input starts at the same second. */
 extern time_t gNow;
-/** Pauses since the input began. */
-extern int gSleeps;
 
 }  // namespace zul::fuzz
