@@ -65,9 +65,15 @@ assert_refused() {
         || fail "'$*' gave status $status and '$output'"
 }
 
-# Every line of the daemon's own log tag, as "PRIORITY TEXT".
+# log_lines: every line of the daemon's own log tag, as "PID TID PRIORITY TEXT"; of a message with line breaks
+# it is the first line.
+log_lines() {
+    sed -nE 's/^[0-9-]{5} [0-9:.]{12} +([0-9]+) +([0-9]+) ([A-Z]) ZUL_DEBUG: /\1 \2 \3 /p' "$DAEMON_LOG"
+}
+
+# The same as "PRIORITY TEXT".
 daemon_lines() {
-    zul_log_lines <"$DAEMON_LOG" | cut -d ' ' -f 3-
+    log_lines | cut -d ' ' -f 3-
 }
 
 # count_log PRIORITY TEXT: how often exactly this line was written.
