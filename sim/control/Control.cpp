@@ -26,7 +26,7 @@ Control::Control(UniqueFd fd, int limitSeconds) : mFd(std::move(fd)) {
         setsockopt(mFd.get(), SOL_SOCKET, direction, &limit, sizeof(limit));
 }
 
-Control Control::connect(int limitSeconds) {
+Control Control::connect() {
     UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -35,7 +35,7 @@ Control Control::connect(int limitSeconds) {
     if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
         fd = UniqueFd();
     }
-    return Control(std::move(fd), limitSeconds);
+    return Control(std::move(fd));
 }
 
 bool Control::send(std::string_view line) const {

@@ -26,7 +26,7 @@ class Control {
     explicit Control(UniqueFd fd, int limitSeconds = 0);
 
     /** Connects to the engine; not open, with errno set, when none serves. */
-    static Control connect(int limitSeconds = 0);
+    static Control connect();
 
     bool isOpen() const { return mFd.isOpen(); }
 
