@@ -56,7 +56,7 @@ int capture(const sim::Request& request, const std::string& record) {
     const sim::OutputFolder folder(request.folder);
     if (!folder.isOpen()) return complain(request.folder, strerror(errno));
     if (!folder.isEmpty()) {
-        return complain(request.folder, "the folder is not empty and stays as it is");
+        return complain(request.folder, "the folder is not empty and is left as it is");
     }
     folder.add("arguments", record);
     sim::gather(request, folder);

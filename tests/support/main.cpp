@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     const bool help = argc > 1 && std::string_view(argv[1]) == "--help";
     if (argc > 1 && !help) {
-        fprintf(stderr, "unknown argument %s (--help tells more)\n", argv[1]);
+        fprintf(stderr, "unknown argument %s (see --help)\n", argv[1]);
         return 2;
     }
     const int status = RUN_ALL_TESTS();
