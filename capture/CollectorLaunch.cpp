@@ -15,8 +15,9 @@ namespace {
 constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
 
 /**
- * The child's part: becomes the collector or ends. Other threads may have held any lock at the
- * fork, so everything that allocates was done before; the logger does not.
+ * The child's part: becomes the collector or ends. Only this thread exists in the child, and others may
+ * have held the allocator's lock at the fork: whatever allocates was done before. The logger does not.
+ * _exit() runs none of the daemon's exit handlers.
  */
 [[noreturn]] void becomeCollector(char* const arguments[], int pid) {
     LOG_DUMP("sceneFlag===%s, mPid===%d", arguments[1], pid);
@@ -35,6 +36,7 @@ void ZulService::startWork() {
     char pid[16] = {};
     snprintf(pid, sizeof(pid), "%d", mPid);
     char noTime[] = "";
+    // Texts of this object, which the request's lock keeps from changing; the child has its own copy.
     char* const arguments[] = {
             mDumpPath.data(),
             flag,
@@ -56,6 +58,8 @@ void ZulService::startWork() {
     }
     if (child == 0) becomeCollector(arguments, mPid);
 
+    // For this child alone, as other threads wait for theirs. Without a time limit: a collector that hangs
+    // holds up this callback and no other. A wait that fails leaves 0, which counts as a normal exit.
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }

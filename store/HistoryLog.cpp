@@ -65,7 +65,7 @@ ScopedFd openHistory() {
     return ScopedFd(-1);
 }
 
-/** A full disk, or the kernel when it ends the writing process, may have let a part of a line through. */
+/** A full disk, or a kill during the write, may have left a part of a line. */
 bool endsInsideLine(int file) {
     struct stat status = {};
     char last = '\n';
@@ -92,7 +92,7 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
     {
         const RecordLock recordLock(file.get());
         const std::string line = (endsInsideLine(file.get()) ? "\n" : "") + record + "\n";
-        // What a full disk does not take is lost; the next line begins behind it.
+        // What does not fit on a full disk is lost; the next line first ends what did.
         (void)!write(file.get(), line.data(), line.size());
         LOG_DUMP("write content to file!");
     }

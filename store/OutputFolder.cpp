@@ -28,7 +28,7 @@ constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
 constexpr size_t kShortestArchive = 6;
 constexpr mode_t kFolderMode = 0777;
 
-/** A name in a folder that an OpenFolders holds; -1 and errno when that cannot be had. */
+/** A name in a folder that an OpenFolders holds; -1 and errno when that cannot be opened. */
 struct Place {
     int folder;
     std::string name;
@@ -39,7 +39,7 @@ struct Place {
         return unlinkat(folder, name.c_str(), 0) == 0 ||
                unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0;
     }
-    /** With exactly that mode; errno tells why not, EEXIST where there is something. */
+    /** With exactly that mode; errno says why not, EEXIST if something is there. */
     bool makeFolder() const {
         return folder >= 0 && mkdirat(folder, name.c_str(), kFolderMode) == 0;
     }
@@ -48,7 +48,7 @@ struct Place {
 /** The folders of the store that one capture works in, each looked up once. */
 class OpenFolders {
   public:
-    /** The folder `path`, without a "/" at its end; -1 and errno when it cannot be had. */
+    /** The folder `path`, without a "/" at its end; -1 and errno when it cannot be opened. */
     int open(const std::string& path) {
         const auto known = mFolders.find(path);
         if (known != mFolders.end()) return known->second.get();
@@ -113,7 +113,7 @@ bool pruneTag(const char* sceneType, OpenFolders& folders) ZUL_EXCLUDES(ZulServi
     return true;
 }
 
-/** Says which folder it is going to be, or failed to be: `path` becomes `folderName`. */
+/** Logs which folder it is going to be, or failed to be, and puts it into `folderName`. */
 void tellFolder(const std::string& path, int fileNum, char* folderName) {
     snprintf(folderName, ZulService::kPathSize, "%s", path.c_str());
     LOG_DUMP("getZulBasePath:fileNum=%d,folderName=%s", fileNum, folderName);
