@@ -75,7 +75,7 @@ std::vector<std::vector<size_t>> mergeConfig(const std::vector<ConfigEntry>& rec
 const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,
                                    const std::string& sceneType);
 
-/** True when an entry lets events about this package through; a name that cannot be had is empty. */
+/** True when an entry lets events about this package through; an unknown name is empty, and passes. */
 bool admitsPackage(const ConfigEntry& entry, std::string_view package);
 
 /** What an entry does to an event that it lets through. */

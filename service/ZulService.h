@@ -91,7 +91,7 @@ class ZulService : public android::RefBase {
     void startWork() ZUL_EXCLUDES(mServiceLock);
     /**
      * Writes the package name of `pid` with its terminator into `name`, a zeroed buffer of
-     * kNameSize bytes; a longer name is cut. Writes nothing when the name cannot be had.
+     * kNameSize bytes; a longer name is cut. Writes nothing when there is no answer.
      */
     static void getNameByPid(int pid, char* name);
 

@@ -20,8 +20,8 @@ namespace zul {
 namespace {
 
 /**
- * One line at a time in this process. A lock on the file orders other processes only, and goes with the
- * first descriptor of the file that any thread closes.
+ * One line at a time in this process. A lock on the file only orders other processes, and is lost
+ * when any thread closes a descriptor of the file.
  */
 std::mutex gHistoryLock;
 

@@ -24,7 +24,7 @@ namespace zul {
 namespace {
 
 constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
-/** Anything shorter is no archive path at all. */
+/** Anything shorter cannot be an archive's path. */
 constexpr size_t kShortestArchive = 6;
 constexpr mode_t kFolderMode = 0777;
 
@@ -52,7 +52,7 @@ class OpenFolders {
     int open(const std::string& path) {
         const auto known = mFolders.find(path);
         if (known != mFolders.end()) return known->second.get();
-        // What is found behind any last name lies in that folder.
+        // locate() opens the folder of a path's last name, whatever that is.
         Location place = locate(path + "/-");
         if (!place.folder.ok()) return -1;
         return mFolders.emplace(path, std::move(place.folder)).first->second.get();
@@ -93,7 +93,7 @@ void pruneArchives(const char* sceneType, std::vector<std::string>& archives,
                                                 ZulService::mUserMode ? kUserTagLimit : kTagLimit);
     if (count == 0) return;
 
-    // The entry behind the last one is looked at too, and stays.
+    // The entry after the last one is looked at, too, and stays.
     const size_t end = first + count;
     for (size_t i = 0; i < archives.size() && i <= end; i++) {
         LOG_DUMP("current file path is %s", archives[i].c_str());
@@ -123,7 +123,7 @@ void tellFailure(const char* folderName, int error) {
     LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, strerror(error));
 }
 
-/** A failure is logged, and `path` then stands in `folderName`. */
+/** A failure is logged, and puts `path` into `folderName`. */
 bool makeTypeFolder(const std::string& path, OpenFolders& folders, int fileNum, char* folderName) {
     // Nearly always there from earlier captures.
     if (folders.open(path) >= 0) return true;

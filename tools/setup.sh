@@ -16,7 +16,7 @@ check_build_folder() {
     [[ -z $path ]] || die "$path belongs to $(stat -c %U "$path"): remove build/ as that user or as root"
 }
 
-# apt_get ARGUMENT...: as root. A fresh Debian installs packages by itself at its first start: waits for that.
+# apt_get ARGUMENT...: as root. A fresh Debian installs packages when it first starts, so this waits for its lock.
 apt_get() {
     local waited said=''
     for ((waited = 0; waited < 1800; waited += 2)); do

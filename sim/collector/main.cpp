@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 /**
- * zul_dumpstate: stands in for the device's collector.
+ * zul_dumpstate: the stand-in for the device's collector.
  *
  * Takes exactly ten arguments, the first of which is the output folder and not a program's name:
  * folder, mask, process, extra text, tag, event type, event subtype, command, capture time, process
