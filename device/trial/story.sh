@@ -219,7 +219,7 @@ tell_captures() {
         simp "$leak" "$app"
     tell 'One hangs: an event about two processes' "$hang" "$CAPTURED" \
         multi "$hang" "$mask" "$app,$daemon" 'the application waits for the daemon'
-    tell 'An unknown tag is refused' "$ILLEGAL" "$REFUSED" \
+    tell 'A tag that the device does not know is refused' "$ILLEGAL" "$REFUSED" \
         zul "$ILLEGAL" "$mask" "$app" ''
 }
 
@@ -230,13 +230,13 @@ tell_configuration() {
     tell 'It is stored for the next start, and takes effect at once' "$UPDATE" "$CONFIGURED" \
         zul "$UPDATE" 0 0 "$configuration"
     if [[ $NAMES = true ]]; then
-        tell "An event of $other_app_name is filtered out" "$jank" "$FILTERED" \
+        tell "An event about $other_app_name is filtered out" "$jank" "$FILTERED" \
             zul "$jank" "$mask" "$other_app" 'frames were lost'
     else
-        tell "An event of $other_app_name passes, as its name cannot be had" "$jank" "$CAPTURED" \
+        tell "An event about $other_app_name passes, as its name cannot be had" "$jank" "$CAPTURED" \
             zul "$jank" "$mask" "$other_app" 'frames were lost'
     fi
-    tell "The same event of $app_name passes" "$jank" "$CAPTURED" zul "$jank" "$mask" "$app" 'frames were lost'
+    tell "The same event about $app_name passes" "$jank" "$CAPTURED" zul "$jank" "$mask" "$app" 'frames were lost'
     collector_got "$jank" 1 $((mask | added_mask)) mask
     collector_got "$jank" 3 'frames were lost;/data/local.txt#ps -A' text
 }
