@@ -13,7 +13,7 @@ namespace zul {
 namespace {
 
 constexpr char kUnfinished[] = ".new";
-/** How often somebody else may be quicker to take our name. */
+/** How often others may take our name first. */
 constexpr int kTries = 100;
 
 bool writeAll(int fd, const std::string& content) {
@@ -50,7 +50,7 @@ Replacement replaceFile(const std::string& path, const std::string& content, mod
     const std::string fresh = place.name + kUnfinished;
     ScopedFd file(-1);
     for (int i = 0; i < kTries && !file.ok(); i++) {
-        // Of a crash, or somebody else's.
+        // Left by a crash, or somebody else's.
         removeTree(folder, fresh.c_str());
         file = ScopedFd(
                 openat(folder, fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));

@@ -47,8 +47,8 @@ using ScopedFolder = std::unique_ptr<DIR, FolderCloser>;
 
 /**
  * Opens `path` for reading; -1 inside when that fails. The output root is writable for everybody: a FIFO
- * put there under one of our names must not block us, hence O_NONBLOCK, which regular files do not
- * know. `flags` are added to those.
+ * put there under one of our names must not block us, hence O_NONBLOCK, which regular files
+ * ignore. `flags` are added to those.
  */
 inline ScopedFd openToRead(const char* path, int flags = 0) {
     return ScopedFd(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags));
@@ -59,20 +59,20 @@ inline ScopedFd openTraceFile(const char* path) {
     return ScopedFd(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
 }
 
-/** The first `size` bytes of a file, or all that there are. What cannot be read counts as not there. */
+/** The first `size` bytes of a file, or as many as there are or can be read. */
 std::string readAll(int fd, size_t size);
 
-/** How far replaceFile came; the file is as it was in all cases but the first. */
+/** How far replaceFile got; unless it is DONE, the file is as it was. */
 enum class Replacement { DONE, CANNOT_OPEN, CANNOT_WRITE };
 
 /**
- * Replaces the file `path`, or makes it, with exactly this mode, and syncs it. A reader, also one
+ * Replaces the file `path`, or makes it, with exactly this mode, and syncs it. A reader, even one
  * after a crash, sees the old content or the new one, never a part. A link at `path` is replaced and
  * not followed. The content is written to `path` and ".new" first; a crash may leave that.
  */
 Replacement replaceFile(const std::string& path, const std::string& content, mode_t mode);
 
-/** Removes what a replaceFile of `path` left that did not get to its end. */
+/** Removes what an interrupted replaceFile of `path` left. */
 void removeUnfinished(const std::string& path);
 
 }  // namespace zul

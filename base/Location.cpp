@@ -26,7 +26,7 @@ ScopedFd failed(int error) {
     return ScopedFd(-1);
 }
 
-/** In one call; not ok() where there is a link on the way, or the kernel is older than the call. */
+/** In one call; not ok() if there is a link on the way, or if the kernel lacks the call. */
 ScopedFd openWithoutLinks(const std::vector<std::string>& names) {
     std::string path = "/";
     for (const std::string& name : names)
@@ -38,7 +38,7 @@ ScopedFd openWithoutLinks(const std::vector<std::string>& names) {
             static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof(how))));
 }
 
-/** Where a link of the platform's own leads; empty for any other, and for what is no link. */
+/** Where a link leads that only root can have made; empty for any other, and for what is not a link. */
 std::string readOwnLink(int folder, const std::string& name) {
     char target[PATH_MAX];
     if (!isForRootAlone(folder)) return "";
@@ -48,7 +48,7 @@ std::string readOwnLink(int folder, const std::string& name) {
 
 /** Opens the folder that `names` lead to, from "/" on. */
 ScopedFd walk(std::vector<std::string> names, const EnterFolder& enter) {
-    // The next name is the last one here: a link puts others in front of the rest.
+    // Reversed, with the next name at the end, since a link puts more names in front of the rest.
     std::reverse(names.begin(), names.end());
     ScopedFd folder(open("/", kFolder));
     size_t depth = 0;

@@ -19,38 +19,38 @@ namespace zul {
 struct Location {
     /** The folder, for calls relative to it only (O_PATH); not ok() when it could not be had. */
     ScopedFd folder;
-    /** The last name of the path. What stands there was not looked at and may be anything, or nothing. */
+    /** The last name of the path. Whether anything has that name is not known. */
     std::string name;
 };
 
-/** The names in a path, one after the other, without those that mean nothing: "" and ".". */
+/** The names in a path, one after the other, without "" and ".", which mean nothing. */
 std::vector<std::string> namesOf(const std::string& path);
 
 /** True when only root can write in the folder, or exchange what is in it. */
 bool isForRootAlone(int folder);
 
 /**
- * Told of each folder on a path, from "/" on, before anything is looked up in it; `depth` is 0 for "/".
- * False ends the walk, and errno is what it left.
+ * Called for each folder on a path, from "/" on, before anything is looked up in it; `depth` is 0 for "/".
+ * False ends the walk, with the errno that it set.
  */
 using EnterFolder = std::function<bool(int folder, size_t depth)>;
 
 /**
  * Opens the folder of an absolute path. A link on the way is followed only where root alone can write in
  * the folder that holds it, as it is the platform's own then. On failure the folder is not ok() and errno
- * tells why: ENOTDIR for any other link, EINVAL for a path that goes up, ENOENT for one without a name.
+ * says why: ENOTDIR for any other link, EINVAL for a path with "..", ENOENT for one without a name.
  */
 Location locate(const std::string& path);
-/** The same, name by name. */
+/** The same, and calls `enter` on the way. */
 Location locate(const std::string& path, const EnterFolder& enter);
 
 /**
- * True when something stands there, or that cannot be told. A link counts as nothing: it may lead anywhere,
- * also to where a look never returns. `folder` is -1 where it could not be had and errno tells why.
+ * True when something is there, or when that cannot be found out. A link counts as nothing: it may lead
+ * anywhere, even to where a look-up never returns. `folder` is -1 if it could not be opened, and errno says why.
  */
 bool exists(int folder, const char* name);
 
-/** The folder `path` itself, opened in the same way, for listing it; -1 inside when that fails. */
+/** The folder `path` itself, found in the same way, opened for listing; -1 inside when that fails. */
 ScopedFd openFolder(const std::string& path);
 
 }  // namespace zul

@@ -10,7 +10,7 @@ inline constexpr char kLogTag[] = "ZUL_DEBUG";
 
 }  // namespace zul
 
-// Texts are part of what engineers grep for: some end in a blank or a line break, and that stays.
+// Engineers and their scripts search for these texts: some end in a blank or a line break, and that stays.
 #define LOGD(...) __android_log_print(ANDROID_LOG_DEBUG, ::zul::kLogTag, __VA_ARGS__)
 #define LOGI(...) __android_log_print(ANDROID_LOG_INFO, ::zul::kLogTag, __VA_ARGS__)
 #define LOGW(...) __android_log_print(ANDROID_LOG_WARN, ::zul::kLogTag, __VA_ARGS__)

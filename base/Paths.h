@@ -9,7 +9,7 @@ inline constexpr char kStuckLogoRoot[] = "/morvfs/stuck_logo/";
 inline constexpr char kHistoryFile[] = "/data/ZUL/zul_history";
 inline constexpr char kTagFile[] = "/data/ZUL/ZUL_TAG.txt";
 inline constexpr char kConfigFile[] = "/data/ZUL/config";
-/** What a capture folder's path and its archive's path differ by. */
+/** What a capture folder's path needs to become its archive's path. */
 inline constexpr char kArchiveSuffix[] = ".zul";
 
 inline constexpr char kTagLibrary[] = "/system_ext/lib64/libzulid_config.so";

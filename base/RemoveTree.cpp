@@ -11,14 +11,14 @@ namespace zul {
 
 namespace {
 
-/** Folders that are entered at most, so that somebody who adds others as fast cannot hold us up. */
+/** The most folders that are entered, so that somebody who keeps adding some cannot hold us up. */
 constexpr int kFolderLimit = 1 << 20;
 
-/** A folder that was left for one of those in it. */
+/** A folder on the way down. */
 struct Step {
     dev_t device;
     ino_t inode;
-    /** The one that was entered. */
+    /** The folder in it that was entered. */
     std::string inner;
 };
 
@@ -26,7 +26,7 @@ bool isRemoved(int folder, const char* name, int flags) {
     return unlinkat(folder, name, flags) == 0 || errno == ENOENT;
 }
 
-/** Removes all but folders from `folder`; the name of one that stays. False when it cannot be listed. */
+/** Removes all but folders from `folder`; `inner` is the name of one that stays. False when it cannot be listed. */
 bool removeFiles(int folder, std::string& inner) {
     inner.clear();
     return forEachName(openInner(folder, "."), [&inner](int inside, const char* name) {
@@ -40,7 +40,7 @@ bool goBack(ScopedFd& folder, const Step& step) {
     ScopedFd outer = openInner(folder.get(), "..");
     struct stat status = {};
     if (!outer.ok() || fstat(outer.get(), &status) != 0) return false;
-    // Somebody has put the inner one elsewhere.
+    // Somebody has moved the inner one elsewhere.
     if (status.st_dev != step.device || status.st_ino != step.inode) return false;
     folder = std::move(outer);
     return isRemoved(folder.get(), step.inner.c_str(), AT_REMOVEDIR);

@@ -10,14 +10,14 @@
 
 namespace zul {
 
-/** The folder `name` in `folder`, if it is no link; else -1 inside, and errno. */
+/** The folder `name` in `folder`; -1 inside, and errno, if it is a link or cannot be opened. */
 inline ScopedFd openInner(int folder, const char* name) {
     return ScopedFd(openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 /**
- * Calls `each(descriptor, name)` for what is in `folder`, which it takes, until one gives false.
- * False then, and when the folder cannot be listed to its end.
+ * Calls `each(descriptor, name)` for each entry of `folder`, which it takes over, until one returns false.
+ * Returns false then, and when the folder cannot be listed to its end.
  */
 template <class Each>
 bool forEachName(ScopedFd folder, Each each) {
@@ -35,11 +35,11 @@ bool forEachName(ScopedFd folder, Each each) {
 
 /**
  * Removes `name` in `folder` and everything below it, however deep, without following links. False when
- * something is left: what cannot be removed, or what others add all the time.
+ * something is left, which cannot be removed or which others keep adding.
  */
 bool removeTree(int folder, const char* name);
 
-/** The same for all that is in the folder `name`, which stays. */
+/** The same for everything in the folder `name`, which stays. */
 bool emptyTree(int folder, const char* name);
 
 }  // namespace zul

@@ -22,8 +22,8 @@
 namespace zul {
 
 /**
- * A plain, not recursive mutex that needs no constructor to run and is never destroyed, so that it
- * is good before main and while other threads still run at process exit.
+ * A plain, non-recursive mutex without a constructor that has to run, and never destroyed: it can be used
+ * before main, and while other threads still run at process exit.
  */
 class ZUL_CAPABILITY("mutex") ServiceLock {
   public:

@@ -8,7 +8,7 @@
 namespace zul {
 
 /**
- * True when `part` stands anywhere in `text`, byte for byte; an empty part stands in every text.
+ * True when `part` occurs anywhere in `text`, byte for byte; an empty part occurs in every text.
  */
 inline bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The collector that all contenders start. The event's text tells what it does beyond leaving a sign.
+// The collector that all contenders start. The event's text says what it does besides leaving a sign.
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
     // One byte for each run, in the file that all of a contender's collectors share.
     if (argc < 10 || write(STDOUT_FILENO, ".", 1) != 1) return 1;
     const char* order = argv[3];
-    // A shell cannot choose argument 0: it gives the folder behind the others.
+    // A shell cannot choose argument 0: it passes the folder after the others.
     const char* folder = argc > 10 ? argv[10] : argv[0];
     if (strcmp(order, "archive") == 0) {
         char archive[512];

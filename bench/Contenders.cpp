@@ -55,7 +55,7 @@ void put(const std::string& text, char (&field)[N]) {
     field[text.copy(field, N - 1)] = '\0';
 }
 
-/** A process that is asked over a bare socket and tells how long the capture took inside. */
+/** A process that is asked over a bare socket and reports how long the capture took inside. */
 struct ServerKind {
     const char* program;
     bool withVfork;

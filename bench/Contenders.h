@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/** One event, and what the contenders that do not think have to be told about it. */
+/** One event, with what the contenders other than the daemon cannot work out. */
 struct Job {
     std::string tag;
     /** The event's text, which is the collector's order. */

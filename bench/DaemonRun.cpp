@@ -49,7 +49,7 @@ DaemonRun::DaemonRun(sim::CallbackList& all)
 DaemonRun::~DaemonRun() {
     mCallbacks.clear();
     mDaemon.reset();
-    // The layer learns of the end on a thread of its own.
+    // The layer notices the end on another thread.
     while (mAll.size() > 0) {
     }
 }

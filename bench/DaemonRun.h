@@ -11,7 +11,7 @@ namespace bench {
 /** How many callbacks the engine wants, and so the most that can be under way at once. */
 inline constexpr int kCallbacks = 8;
 
-/** A daemon as a process of its own, whose engine is this process. */
+/** A daemon in its own process, whose engine is this process. */
 class DaemonRun {
   public:
     /**

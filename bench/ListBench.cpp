@@ -40,11 +40,11 @@ struct Contender {
 const Contender kContenders[] = {
         {"list/bare", {"/zul/bin/zul_bench_list", kFolder, kHistory}, 0, false},
         {"list/zulctl", {"/system_ext/bin/zulctl", "list", "-n20"}, 22, false},
-        // Whether it has a line cannot be told but by reading all of them.
+        // Whether it has a line is only known after reading all of them.
         {"list/zulctl_unrecorded", {"/system_ext/bin/zulctl", "list", "-n20"}, 22, true},
 };
 
-/** The name of a capture, which comes half a minute behind the one before. */
+/** The name of a capture, which comes half a minute after the one before. */
 std::string nameOf(int number) {
     const time_t when = 1735689600 + 30 * static_cast<time_t>(number);
     tm civil = {};

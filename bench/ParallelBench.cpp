@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Several callers at once, each on a callback of its own, with a collector that takes 50 ms: how much
+// Several callers at once, each with its own callback, with a collector that takes 50 ms: how much
 // of the throughput is left that threads have which do nothing but sleep for as long.
 
 #include <benchmark/benchmark.h>

@@ -62,7 +62,7 @@ bool fillStore(int archives) {
     return true;
 }
 
-/** The number that the contender tells on `fd`; -1 when it ends without, or says nothing for long. */
+/** The number that the contender writes to `fd`; -1 when it ends without one, or takes too long. */
 int readAnswer(int fd, const std::string& answer) {
     std::string text;
     char piece[4096];

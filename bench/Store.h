@@ -10,7 +10,7 @@ namespace bench {
 /** Legal tags that mean nothing, all of one type folder. */
 std::vector<std::string> makeTags(size_t count);
 
-/** The output of one contender, below a root of its own on the file system under test. */
+/** The output of one contender, below its own root on the file system under test. */
 class Store {
   public:
     explicit Store(std::string root) : mRoot(std::move(root)) {}

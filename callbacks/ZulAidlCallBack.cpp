@@ -6,8 +6,9 @@ namespace zul {
 
 using ndk::ScopedAStatus;
 
-// Success says that the event was taken, never what became of it. The request takes copies of the texts: they
-// are the call's and end with it.
+// The whole capture runs on the binder thread of the call, and the engine waits for its end. Nothing is
+// decided here, and success only means that the event was received. The request copies the texts, which
+// end with the call.
 
 ZulAidlCallBack::ZulAidlCallBack(ZulService* service) : mService(service) {}
 ZulAidlCallBack::~ZulAidlCallBack() = default;

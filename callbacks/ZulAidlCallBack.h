@@ -7,7 +7,7 @@
 
 namespace zul {
 
-/** What ZulCallBack is for HIDL, for AIDL. */
+/** The same as ZulCallBack, for AIDL. */
 class ZulAidlCallBack
       : public ::aidl::vendor::morvantic::hardware::zul::zulengine::BnZulClientCallback {
   public:

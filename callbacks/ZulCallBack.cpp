@@ -8,7 +8,7 @@ using android::hardware::hidl_string;
 using android::hardware::Return;
 using android::hardware::Void;
 
-// As over AIDL: always success, and the request's own copies of the texts.
+// As over AIDL: the whole capture on the call's thread, copies of the texts, and always success.
 
 ZulCallBack::ZulCallBack(ZulService* service) : mService(service) {}
 ZulCallBack::~ZulCallBack() = default;

@@ -9,8 +9,9 @@ namespace zul {
 
 /**
  * Turns the engine's HIDL calls into capture requests of one service object, which it owns. A call
- * returns when the capture has ended, and always successfully: what became of it is told by the log
- * alone.
+ * returns when the capture has ended, and always successfully: only the log says what became of it.
+ * Calls may come on several binder threads at once; the service object runs them one by one. The engine
+ * holds the adapter, which goes when the engine releases it or dies.
  */
 class ZulCallBack : public ::vendor::morvantic::hardware::zul::zulengine::V1_0::IZulClientCallback {
   public:

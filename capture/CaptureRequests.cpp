@@ -18,14 +18,11 @@ namespace zul {
 
 namespace {
 
-/** What sets one of the four requests apart from the others. */
+/** What distinguishes the four requests. */
 struct Variation {
-    /** Names the request in the log lines of those that a tag describes. */
+    /** For the log lines of the two requests that a tag describes. */
     const char* name;
-    /**
-     * The tag library gives the mask, the texts and the command; otherwise the engine gave mask and
-     * text.
-     */
+    /** Mask, texts and command come from the tag library; otherwise mask and text from the engine. */
     bool describedByTag;
     bool logsTagFields;
     bool filtersPackage;
@@ -59,14 +56,18 @@ struct Request {
     int64_t flag = 0;
     const int pid = 0;
     const std::string multiPid = {};
-    /** The request's text: paths, commands or whatever the event brings. */
+    /** The event's text: paths, commands, or anything else. */
     std::string extraInfo = {};
     /** Where the kernel's trace instances are, with a "/" at the end. */
     std::string traceRoot = {};
 };
 
-// The steps of a request, in order. Those with a result end the request by false.
+// The steps of a request, in order. A step that returns false ends the request.
 
+/**
+ * Clears what not every request sets, so that nothing of the last one reaches the collector. Scene
+ * type and time of the last folder stay: a run without a folder reports those.
+ */
 void resetCapture(ZulService& service) {
     service.mZulCmd.clear();
     service.mEventType.clear();
@@ -107,7 +108,10 @@ bool describeByTag(Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
     return true;
 }
 
-/** Databases of the chip vendor are collected as copies, which have to be there. */
+/**
+ * The daemon may not read the chip vendor's databases, so the collector gets copies. Waits a second for
+ * them, and so runs without mServiceLock.
+ */
 bool fetchVendorDatabases(Request& request) {
     if (!contains(request.extraInfo, kVendorDatabases)) return true;
     std::string copies = ZulService::copyVndFile(request.extraInfo);
@@ -119,7 +123,10 @@ bool fetchVendorDatabases(Request& request) {
     return true;
 }
 
-/** Older kernels have the trace instances in debugfs, newer ones in a file system of their own. */
+/**
+ * Older kernels have the trace instances in debugfs, newer ones in tracefs. Found out anew for each
+ * event: an instance may appear or vanish while the daemon runs.
+ */
 void chooseTraceRoot(Request& request) {
     request.traceRoot = openTraceFile(kTraceProbe).ok() ? kTraceRoot : kFallbackTraceRoot;
 }
@@ -129,7 +136,11 @@ void logRequest(const Request& request) {
          static_cast<int>(request.sceneType.size()), static_cast<unsigned long long>(request.flag));
 }
 
-/** Tests the tag and, under the same lock, applies a new configuration, which is no capture. */
+/**
+ * Tests the tag, and applies a new configuration, which ends the request. Storing and applying are under
+ * one lock, so that of two updates at once the one that is stored is the one that is in effect. One that
+ * cannot be stored is applied all the same.
+ */
 bool admit(Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
     const ScopedServiceLock lock(ZulService::mServiceLock);
     const auto& legalTags = ZulService::mTagTable;
@@ -143,7 +154,7 @@ bool admit(Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
     return false;
 }
 
-/** A copy: the list may change as soon as the lock is free. */
+/** A copy, since the list may change as soon as the lock is free, and the package query must not hold it. */
 std::optional<ConfigEntry> findRemoteConfig(const std::string& sceneType)
         ZUL_EXCLUDES(ZulService::mServiceLock) {
     const ScopedServiceLock lock(ZulService::mServiceLock);
@@ -167,7 +178,7 @@ bool applyRemoteConfig(Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) 
     return true;
 }
 
-/** The event becomes a mark in a kernel trace, and perhaps a run of the collector without a folder. */
+/** Makes a mark in a kernel trace. A stability scene may also run the collector, without a folder. */
 void runSpecialScene(const Request& request) {
     const char type = request.sceneType.back();
     if (type < kFirstType || type > kLastType) {
@@ -178,7 +189,7 @@ void runSpecialScene(const Request& request) {
             request.traceRoot + kTraceInstances[type - kFirstType] + "/trace_marker";
     {
         const ScopedFd file = openTraceFile(marker.c_str());
-        // The kernel takes what fits its buffer.
+        // One write, so that it is one mark. The kernel takes what fits into its buffer.
         if (file.ok()) (void)!write(file.get(), request.extraInfo.data(), request.extraInfo.size());
     }
 
@@ -195,7 +206,7 @@ void runSpecialScene(const Request& request) {
     service.startWork();
 }
 
-/** Also where no folder could be made: the collector then runs without one. */
+/** The collector runs even if no folder could be made. */
 void runCapture(const Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
     ZulService& service = request.service;
     if (request.variation.severalProcesses) {
@@ -208,10 +219,11 @@ void runCapture(const Request& request) ZUL_EXCLUDES(ZulService::mServiceLock) {
 }
 
 void runRequest(Request request) ZUL_EXCLUDES(ZulService::mServiceLock) {
+    // Held until the collector has ended. Always taken before mServiceLock, never while that is held.
     const std::lock_guard<std::mutex> lock(request.service.mRequestLock);
     resetCapture(request.service);
     if (request.variation.describedByTag && !describeByTag(request)) return;
-    // These come before the test of the tag: a refused event has had its copies made all the same.
+    // Before the test of the tag: even a refused event has its copies made.
     if (!fetchVendorDatabases(request)) return;
     chooseTraceRoot(request);
     if (!request.variation.describedByTag) logRequest(request);

@@ -15,9 +15,10 @@ namespace {
 constexpr char kCollector[] = "/system_ext/bin/zul_dumpstate";
 
 /**
- * The child's part: becomes the collector or ends. Other threads may have held any lock at the
- * fork, so everything that allocates was done before; the logger does not. `line` is its first one:
- * each page that a child touches is copied first, and formatting touches many.
+ * The child's part: becomes the collector or ends. Only this thread exists in the child, and others may
+ * have held the allocator's lock at the fork: whatever allocates was done before. The logger does not.
+ * _exit() runs none of the daemon's exit handlers.
+ * `line` is its first one, ready: each page that a child touches is copied, and formatting touches many.
  */
 [[noreturn]] void becomeCollector(char* const arguments[], const char* line) {
     if (ZulService::mDebugLog) __android_log_write(ANDROID_LOG_DEBUG, kLogTag, line);
@@ -36,6 +37,7 @@ void ZulService::startWork() {
     char pid[16] = {};
     snprintf(pid, sizeof(pid), "%d", mPid);
     char noTime[] = "";
+    // Texts of this object, which the request's lock keeps from changing; the child has its own copy.
     char* const arguments[] = {
             mDumpPath.data(),
             flag,
@@ -60,6 +62,8 @@ void ZulService::startWork() {
     }
     if (child == 0) becomeCollector(arguments, line);
 
+    // For this child alone, as other threads wait for theirs. Without a time limit: a collector that hangs
+    // holds up this callback and no other. A wait that fails leaves 0, which counts as a normal exit.
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }

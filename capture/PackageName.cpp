@@ -19,12 +19,13 @@ using android::String16;
 
 namespace {
 
-/** The activity manager's query for the package name of a process. */
+/** The activity manager's transaction for the package name of a process. */
 constexpr uint32_t kGetNameByPid = 13152;
 
 }  // namespace
 
 void ZulService::getNameByPid(int pid, char* name) {
+    // Both calls may block for seconds while the system starts, so mServiceLock is never held here.
     const android::sp<android::IBinder> activity =
             android::defaultServiceManager()->getService(String16("activity"));
     if (activity == nullptr) return;
@@ -38,6 +39,7 @@ void ZulService::getNameByPid(int pid, char* name) {
         LOGD("remoteConfig activity->transact error:%d,%s", status, strerror(errno));
         return;
     }
+    // The name comes first: unlike in replies of AIDL interfaces, no exception code precedes it.
     snprintf(name, kNameSize, "%s", android::String8(reply.readString16()).c_str());
 }
 

@@ -10,12 +10,15 @@ namespace zul {
 
 namespace {
 
-/** Counts one archive more; what the count was before is the capture's index. */
+/**
+ * Counts one more archive; the count before is the capture's index. In one atomic step, so that captures
+ * at once get different indexes without a lock, which createZulPath takes only for parts of its work.
+ */
 int32_t takeIndex() {
     return ZulService::mCompressFileCount.fetch_add(1, std::memory_order_acq_rel);
 }
 
-/** What both preparations do once the request is in the capture state. */
+/** What both preparations do once the object holds the request. */
 void makeCapture(ZulService& service, const std::string& sceneType, int32_t index)
         ZUL_EXCLUDES(ZulService::mServiceLock) {
     char folder[ZulService::kPathSize] = {};
@@ -24,10 +27,12 @@ void makeCapture(ZulService& service, const std::string& sceneType, int32_t inde
         ZulService::mCompressFileCount.fetch_sub(1, std::memory_order_acq_rel);
         return;
     }
+    // Before the collector runs: a capture that never ends is in the history, too.
     if (!contains(sceneType, "0x003effff")) ZulService::recordZulHistory(sceneType.c_str(), folder);
     service.mSceneType = sceneType;
     service.mDumpPath = folder;
 
+    // Last, so that a failure to prune costs this capture nothing.
     if (ZulService::mUserMode) return;
     const int64_t specialCount = property_get_int32("debug.zul.special.count", 0);
     if (specialCount + index > ZulService::mCompressFileLimit) ZulService::cleanOldFile();
@@ -36,6 +41,7 @@ void makeCapture(ZulService& service, const std::string& sceneType, int32_t inde
 }  // namespace
 
 void ZulService::prepare(std::string sceneType, long flag, int pid, std::string extraInfo) {
+    // Until there is a folder: the collector gets the scene type if none can be made.
     mDumpPath = sceneType;
     mFlag = flag;
     mPid = pid;

@@ -7,6 +7,7 @@
 namespace zul {
 
 int64_t ZulService::getZulFlag(std::string flagNames, const std::string& sceneType) {
+    // The caller gets its own value: mFlagValue may be another event's as soon as the lock is free.
     int64_t value = 0;
     {
         const ScopedServiceLock lock(mServiceLock);

@@ -10,6 +10,7 @@ namespace zul {
 
 namespace {
 
+/** Each item is logged as it is read, before any record is applied. */
 void logItem(size_t /*record*/, const std::string& /*item*/, const ConfigKeyword* keyword,
              const ConfigEntry& entry) {
     if (keyword == nullptr) return;
@@ -32,7 +33,8 @@ void ZulService::parseRemoteConfig(std::string& text) {
 }
 
 void ZulService::writeConfig(std::string path, std::string content) {
-    // It decides what later captures run: nobody else may write into it.
+    // Only for its owner: the configuration decides what later captures run as root. Where the disk is full,
+    // the old file stays, and nothing is logged.
     if (replaceFile(path, content, 0600) == Replacement::CANNOT_OPEN)
         LOGE("writeConfig: open file(%s) fail", path.c_str());
 }

@@ -10,13 +10,15 @@ namespace zul {
 
 namespace {
 
-/** Exported by the tag library under the name "getRowByKey"; the row stays the library's. */
+/** Exported by the tag library under the name "getRowByKey". */
 using GetRowByKey = const RowData* (*)(const std::string& tagId);
 
 }  // namespace
 
 RowData ZulService::getZulInfoByTag(std::string tagId) {
     LOGD("getZulInfoByTag tagId===%s", tagId.c_str());
+    // Opened when first needed and retried at each event, as a missing library costs nothing else. The lock
+    // keeps two first events from opening it twice; it is released before foreign code searches for the tag.
     void* library = nullptr;
     {
         const ScopedServiceLock lock(mServiceLock);
@@ -38,6 +40,7 @@ RowData ZulService::getZulInfoByTag(std::string tagId) {
         LOGD("getZulInfoByTag getRowByKey fail");
         return {};
     }
+    // A copy: the row stays the library's.
     return *row;
 }
 

@@ -9,17 +9,17 @@
 
 namespace zul {
 
-/** How much of a tag names its type folder, and of a user tag in user mode. */
+/** How much of a tag names its type folder; the second is for user tags in user mode. */
 inline constexpr size_t kTypePrefixLength = 6;
 inline constexpr size_t kUserTypePrefixLength = 8;
 
 /** How much of `tag` names its type folder. */
 size_t typePrefixLength(std::string_view tag, bool userMode);
 
-/** The name of one folder and a field of one history line is made of the tag. */
+/** False for a tag that is too short, or cannot be part of a folder's name and of a history line. */
 bool makesName(std::string_view tag, size_t prefixLength);
 
-/** Captures of these tags lie in a root of their own. */
+/** True for the tags whose captures have a separate root. */
 bool isStuckLogo(std::string_view tag);
 
 /** Path of the folder that holds the captures of `tag`; empty when the tag makes no name. */

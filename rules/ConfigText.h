@@ -27,7 +27,7 @@ struct ConfigEntry {
     std::string paths;
 };
 
-/** What decides the field that an item sets. */
+/** A word that decides which field an item sets. */
 struct ConfigKeyword {
     /** Looked for anywhere in the item, its value included. */
     const char* text;
@@ -49,10 +49,10 @@ inline constexpr ConfigKeyword kConfigKeywords[] = {
 /** What follows the last ":" that is not the item's end, or all of the item. */
 std::string configItemValue(const std::string& item);
 
-/** The base that the prefix of the number at the start of `text` tells. */
+/** The base of the number at the start of `text`, by its prefix. */
 int baseOfNumber(const char* text);
 
-/** Sees an item of a record, counted from 0; what decided, null for none; and the record so far. */
+/** Called for each item: the record's number, from 0; the item; what decided, or null; the record so far. */
 using SeeConfigItem = std::function<void(size_t record, const std::string& item,
                                          const ConfigKeyword* keyword, const ConfigEntry& entry)>;
 
@@ -63,9 +63,9 @@ std::vector<ConfigEntry> parseConfig(const std::string& text, const SeeConfigIte
 using LegalTags = std::map<std::string, std::vector<std::string>>;
 
 /**
- * Takes the records of one text: each overwrites all entries whose tag holds its tag, or else is added at the
- * end; then tags become legal and illegal as the entries say, one after the other. For each record the numbers
- * of the entries that it became.
+ * Applies the records of one text: each overwrites all entries whose tag contains its own, or else is added at
+ * the end; then tags become legal and illegal as the entries say, one after the other. Returns, for each record,
+ * the numbers of the entries that it became.
  */
 std::vector<std::vector<size_t>> mergeConfig(const std::vector<ConfigEntry>& records,
                                              std::vector<ConfigEntry>& entries,
@@ -75,7 +75,7 @@ std::vector<std::vector<size_t>> mergeConfig(const std::vector<ConfigEntry>& rec
 const ConfigEntry* findConfigEntry(const std::vector<ConfigEntry>& entries,
                                    const std::string& sceneType);
 
-/** True when an entry lets events about this package through; a name that cannot be had is empty. */
+/** True when an entry lets events about this package through; an unknown name is empty, and passes. */
 bool admitsPackage(const ConfigEntry& entry, std::string_view package);
 
 /** What an entry does to an event that it lets through. */

@@ -8,10 +8,10 @@
 
 namespace zul {
 
-/** Most bytes of a record, its line end not included. */
+/** The most bytes of a record, without its line end. */
 inline constexpr size_t kLongestRecord = 255;
 
-/** What the history tells of one capture. The texts belong to whoever made the record. */
+/** What the history says of one capture. The texts belong to whoever made the record. */
 struct HistoryRecord {
     std::string_view tag;
     /** Local, YYYY-MM-DD HH:MM:SS. */
@@ -29,8 +29,8 @@ struct HistoryRecord {
 std::string formatRecord(const HistoryRecord& record);
 
 /**
- * What stands in `line`. Empty fields before the build do not count; a line of fewer fields leaves
- * the last ones empty. What is behind the third one is the build, whatever it holds.
+ * Parses `line`. Empty fields before the build are skipped, and missing ones at the end stay empty.
+ * Everything after the third field is the build.
  */
 HistoryRecord parseRecord(std::string_view line);
 

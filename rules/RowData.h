@@ -6,9 +6,8 @@
 namespace zul {
 
 /**
- * What the tag library knows of one tag; an empty tagId means nothing at all. The library hands
- * rows over in memory, so these six strings, in this order and without any other member, are a
- * binary interface.
+ * What the tag library knows of one tag; nothing if tagId is empty. The library passes rows in memory, so
+ * these six strings, in this order and without any other member, are a binary interface.
  */
 struct RowData {
     std::string tagId;

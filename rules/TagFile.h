@@ -9,7 +9,7 @@
 
 namespace zul {
 
-/** A start reads no larger file. Far above any real one: a binder call holds no such configuration. */
+/** Larger files are not read at start. No real one comes near: a binder call cannot carry such a configuration. */
 inline constexpr size_t kStartFileLimit = 4 << 20;
 
 /** The tag that a line of the tag file makes legal; nothing when the line has no "|". */

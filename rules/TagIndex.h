@@ -14,9 +14,9 @@
 namespace zul {
 
 /**
- * Finds the configuration entries, by their numbers, whose tag holds a given text. Only a longer tag
- * can hold another one, and nearly all are equally long: so few have to be looked at, however long
- * the list is.
+ * Finds the configuration entries, by their numbers, whose tag contains a given text. Only a longer tag
+ * can contain another one, and nearly all are equally long: so few have to be searched, however long the
+ * list is.
  */
 class TagIndex {
   public:
@@ -25,7 +25,7 @@ class TagIndex {
         known.insert(known.end(), entries.begin(), entries.end());
     }
 
-    /** Gives up all entries whose tag holds `part`. */
+    /** Removes and returns all entries whose tag contains `part`. */
     std::vector<size_t> take(const std::string& part) {
         std::vector<size_t> taken;
         const auto shortest = mEntries.lower_bound(part.size());

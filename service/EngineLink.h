@@ -12,7 +12,7 @@ namespace zul {
 class EngineLink {
   public:
     enum class Answer {
-        /** It gave no thread number. */
+        /** It did not say how many callbacks it wants. */
         NO_NUMBER,
         /** It was gone before all callbacks were registered. */
         GONE,
@@ -29,8 +29,8 @@ class EngineLink {
      */
     virtual Answer registerCallbacks() = 0;
     /**
-     * Has engineDied called, once, when the engine of the last registration is gone; perhaps at once. False
-     * when that is known already, and nothing will be called.
+     * Arranges one call of engineDied for when the engine of the last registration is gone, perhaps at once.
+     * False when it is known to be gone already; nothing will be called then.
      */
     virtual bool linkToDeath() = 0;
 
@@ -55,8 +55,8 @@ EngineLink& aidlEngineLink();
 EngineLink& hidlEngineLink();
 
 /**
- * From any thread: the engine of `link` is gone. A new thread registers again as soon as there is one, and
- * ends; this one does where no thread can be had. Shared state and captures under way are left alone.
+ * From any thread: the engine of `link` is gone. A new thread registers with the next engine, and ends; if no
+ * thread can be created, the calling one does. Shared state and captures in progress are left alone.
  */
 void engineDied(EngineLink& link);
 

@@ -27,7 +27,7 @@ bool findEngine(EngineLink& link) {
 
 void* registerAgain(void* argument) {
     auto& link = *static_cast<EngineLink*>(argument);
-    // Starting a pool gives its thread a name; this one is not the pool's.
+    // Starting a pool renames the thread that does it, and this one is not the pool's.
     const auto takeName = [] { pthread_setname_np(pthread_self(), "zul_engine"); };
     takeName();
     LOGW("engine is gone");
@@ -52,7 +52,7 @@ void EngineLink::takeThreadNumber(int32_t threadNumber) {
 
 void engineDied(EngineLink& link) {
     pthread_t thread;
-    // With no thread to be had it is done on the one that was told, which no call needs now.
+    // Without a new thread, the one with the notice does it: there is no engine whose calls would need it.
     if (pthread_create(&thread, nullptr, registerAgain, &link) == 0) {
         pthread_detach(thread);
     } else {
@@ -67,7 +67,7 @@ int ZulService::zulRegisterCallback() {
         if (!aidlMode) LOGE("service is still nullptr after 10 attempts, return -1");
         return -1;
     }
-    // Over AIDL an engine that fails to answer counts as one that wants nothing.
+    // Over AIDL an engine that does not answer counts as one that wants no callbacks.
     if (link.registerCallbacks() == EngineLink::Answer::NO_NUMBER && !aidlMode) return -1;
     if (!link.linkToDeath()) engineDied(link);
     return 0;

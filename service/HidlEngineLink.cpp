@@ -34,7 +34,7 @@ class HidlEngineLink : public EngineLink {
         return mEngine != nullptr;
     }
 
-    // A failed Return that nobody asks ends the process.
+    // The platform ends the process when a failed Return goes away unchecked.
     Answer registerCallbacks() override {
         const Return<int32_t> threadNumber = mEngine->getThreadNumber();
         if (!threadNumber.isOk()) {

@@ -28,8 +28,8 @@ constexpr int kManyProcessors = 5;
 enum class Owner { ANYBODY, US };
 
 /**
- * The text of a start-up file, as long as it was when it was opened; none when there is no such file. One
- * that is not read for what it is has its warning.
+ * The text of a start-up file, as long as it was when it was opened; empty when there is no such file. One
+ * that is too large, or somebody else's, is logged.
  */
 std::string readStartFile(const char* path, Owner owner) {
     const ScopedFd file = openToRead(path, O_NOFOLLOW);
@@ -90,8 +90,8 @@ void admitStoredTags() ZUL_EXCLUDES(ZulService::mServiceLock) {
 }
 
 /**
- * It decides what the collector is told, and the collector is root's: only what we stored counts. No
- * callback is registered yet, so nobody else can reach the tables.
+ * The configuration decides what the collector does as root: only what we stored counts. No callback is
+ * registered yet, so no other thread can reach the tables.
  */
 void applyStoredConfig() ZUL_NO_THREAD_SAFETY_ANALYSIS {
     removeUnfinished(kConfigFile);

@@ -23,7 +23,7 @@ namespace zul {
  * one engine callback; what all captures share is static. Operations are defined in the folder of
  * their subject.
  *
- * Nothing here throws: a failure is logged where it happens under the tag "ZUL_DEBUG" and told by
+ * Nothing here throws: a failure is logged where it happens, under the tag "ZUL_DEBUG", and shows in
  * the result. Debug lines of the store, the preparation and the registration are written only while
  * mDebugLog is set.
  */
@@ -52,8 +52,8 @@ class ZulService : public android::RefBase {
     static void initBufferSize(const char* instance);
     /**
      * Finds the engine, sizes the binder thread pool to its thread number + 1 and registers one
-     * adapter with a new service object for each. 0, or -1 when the engine could not be had after
-     * 11 attempts, one second apart.
+     * adapter with a new service object for each. 0, or -1 when the engine was not found in 11
+     * attempts, one second apart.
      */
     static int zulRegisterCallback();
 
@@ -91,7 +91,7 @@ class ZulService : public android::RefBase {
     void startWork() ZUL_EXCLUDES(mServiceLock);
     /**
      * Writes the package name of `pid` with its terminator into `name`, a zeroed buffer of
-     * kNameSize bytes; a longer name is cut. Writes nothing when the name cannot be had.
+     * kNameSize bytes; a longer name is cut. Writes nothing when there is no answer.
      */
     static void getNameByPid(int pid, char* name);
 
@@ -109,7 +109,7 @@ class ZulService : public android::RefBase {
     static void parseRemoteConfig(std::string& text) ZUL_REQUIRES(mServiceLock);
     /**
      * Replaces the file `path` by `content`, readable and writable for its owner alone. A reader,
-     * also one after a crash, sees the old content or the new one, never a part. Logs when `path`
+     * even one after a crash, sees the old content or the new one, never a part. Logs when `path`
      * cannot be written.
      */
     static void writeConfig(std::string path, std::string content) ZUL_REQUIRES(mServiceLock);
@@ -146,7 +146,7 @@ class ZulService : public android::RefBase {
     static void handleZulDataFile() ZUL_EXCLUDES(mServiceLock);
     static void handleMorvfsDataFile() ZUL_EXCLUDES(mServiceLock);
     /**
-     * Removes one archive, chosen through the history file by how far the count is over the limit.
+     * Removes one archive, which it finds in the history by how far the count is over the limit.
      */
     static void cleanOldFile();
     /** As deleteOldDir, for global retention. */
@@ -157,14 +157,18 @@ class ZulService : public android::RefBase {
      */
     static std::string copyVndFile(std::string pathList);
     /**
-     * Waits a second for the copies, takes the requests back and tells whether every vendor
-     * database in the list can be opened and there is at least one.
+     * Waits a second for the copies and withdraws the requests. True when every vendor database in the
+     * list can be opened and there is at least one.
      */
     static bool vndFileExist(std::string& pathList);
 
     // State that all objects share.
 
-    /** The only lock of the shared state. Never held while a collector runs, never taken twice. */
+    /**
+     * The only lock of the shared state. Never held while a collector runs or another process is asked,
+     * never taken twice; held while the tag library is opened, while a configuration is stored,
+     * and while a tag is pruned, including what a shell removes then.
+     */
     static ServiceLock mServiceLock;
     /** Archives accounted for; changed by atomic additions only. */
     static std::atomic<int32_t> mCompressFileCount;
@@ -201,7 +205,7 @@ class ZulService : public android::RefBase {
     std::string mExtraInfo;
     std::string mEventType;
     std::string mEventSubType;
-    /** Local time of the latest capture folder; null until there is one. */
+    /** Local time of the latest attempt to make a capture folder; null before the first. */
     std::unique_ptr<char[]> mCaptureTime;
 
     /** Held for a whole request: two requests for one callback would mix up the capture state. */

@@ -26,7 +26,7 @@ std::mutex gStickyLock;
 // NOLINTNEXTLINE(cert-err58-cpp)
 std::map<std::pair<dev_t, ino_t>, int> gSticky;
 
-/** False when it cannot be done; a folder that was sticky before anybody held it is `left` alone. */
+/** False when it cannot be done. With `leaveSticky`, a folder that was sticky already is `left` as it is. */
 bool makeSticky(int folder, bool leaveSticky, bool& left) {
     const std::lock_guard<std::mutex> lock(gStickyLock);
     struct stat status = {};
@@ -71,7 +71,7 @@ bool ExclusiveHold::enter(int folder, size_t depth) {
         mOthersOwn = mOthersOwn || !topLevel;
         return true;
     }
-    // The given one is good for looking up names alone.
+    // The given descriptor is only good for looking up names.
     ScopedFd open = openInner(folder, ".");
     bool left = false;
     if (!open.ok() || !makeSticky(open.get(), topLevel, left)) {
@@ -82,7 +82,7 @@ bool ExclusiveHold::enter(int folder, size_t depth) {
     return true;
 }
 
-/** Sees to it that what stands there is ours, and that nothing is in it. */
+/** Makes sure that what is there is ours, and empty if it is a folder. */
 bool ExclusiveHold::clearName() const {
     const int folder = mPlace.folder.get();
     const char* name = mPlace.name.c_str();

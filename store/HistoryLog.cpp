@@ -20,8 +20,8 @@ namespace zul {
 namespace {
 
 /**
- * One line at a time in this process. A lock on the file orders other processes only, and goes with the
- * first descriptor of the file that any thread closes.
+ * One line at a time in this process. A lock on the file only orders other processes, and is lost
+ * when any thread closes a descriptor of the file.
  */
 std::mutex gHistoryLock;
 
@@ -65,7 +65,7 @@ ScopedFd openHistory() {
     return ScopedFd(-1);
 }
 
-/** A full disk, or the kernel when it ends the writing process, may have let a part of a line through. */
+/** A full disk, or a kill during the write, may have left a part of a line. */
 bool endsInsideLine(int file) {
     struct stat status = {};
     char last = '\n';
@@ -92,7 +92,7 @@ void ZulService::recordZulHistory(const char* sceneType, char* folderName) {
     {
         const RecordLock recordLock(file.get());
         const std::string line = (endsInsideLine(file.get()) ? "\n" : "") + record + "\n";
-        // What a full disk does not take is lost; the next line begins behind it.
+        // What does not fit on a full disk is lost; the next line first ends what did.
         (void)!write(file.get(), line.data(), line.size());
         LOG_DUMP("write content to file!");
     }

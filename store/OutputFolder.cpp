@@ -24,11 +24,11 @@ namespace zul {
 namespace {
 
 constexpr size_t kArchiveSuffixLength = sizeof(kArchiveSuffix) - 1;
-/** Anything shorter is no archive path at all. */
+/** Anything shorter cannot be an archive's path. */
 constexpr size_t kShortestArchive = 6;
 constexpr mode_t kFolderMode = 0777;
 
-/** A name in a folder that an OpenFolders holds; -1 and errno when that cannot be had. */
+/** A name in a folder that an OpenFolders holds; -1 and errno when that cannot be opened. */
 struct Place {
     int folder;
     /** Within the path that was asked for. */
@@ -39,18 +39,18 @@ struct Place {
     bool remove() const {
         return unlinkat(folder, name, 0) == 0 || unlinkat(folder, name, AT_REMOVEDIR) == 0;
     }
-    /** With exactly that mode; errno tells why not, EEXIST where there is something. */
+    /** With exactly that mode; errno says why not, EEXIST if something is there. */
     bool makeFolder() const { return folder >= 0 && mkdirat(folder, name, kFolderMode) == 0; }
 };
 
 /** The folders of the store that one capture works in, each looked up once. */
 class OpenFolders {
   public:
-    /** The folder `path`, without a "/" at its end; -1 and errno when it cannot be had. */
+    /** The folder `path`, without a "/" at its end; -1 and errno when it cannot be opened. */
     int open(std::string_view path) {
         const auto known = mFolders.find(path);
         if (known != mFolders.end()) return known->second.get();
-        // What is found behind any last name lies in that folder.
+        // locate() opens the folder of a path's last name, whatever that is.
         Location place = locate(std::string(path) + "/-");
         if (!place.folder.ok()) return -1;
         return mFolders.emplace(path, std::move(place.folder)).first->second.get();
@@ -91,7 +91,7 @@ void pruneArchives(const char* sceneType, std::vector<std::string>& archives,
                                                 ZulService::mUserMode ? kUserTagLimit : kTagLimit);
     if (count == 0) return;
 
-    // The entry behind the last one is looked at too, and stays.
+    // The entry after the last one is looked at, too, and stays.
     const size_t end = first + count;
     for (size_t i = 0; i < archives.size() && i <= end; i++) {
         LOG_DUMP("current file path is %s", archives[i].c_str());
@@ -111,7 +111,7 @@ bool pruneTag(const char* sceneType, OpenFolders& folders) ZUL_EXCLUDES(ZulServi
     return true;
 }
 
-/** Says which folder it is going to be, or failed to be: `path` becomes `folderName`. */
+/** Logs which folder it is going to be, or failed to be, and puts it into `folderName`. */
 void tellFolder(const std::string& path, int fileNum, char* folderName) {
     snprintf(folderName, ZulService::kPathSize, "%s", path.c_str());
     LOG_DUMP("getZulBasePath:fileNum=%d,folderName=%s", fileNum, folderName);
@@ -121,7 +121,7 @@ void tellFailure(const char* folderName, int error) {
     LOGE("FolderOperation LOG folder create %s failed(%s)", folderName, strerror(error));
 }
 
-/** A failure is logged, and `path` then stands in `folderName`. */
+/** A failure is logged, and puts `path` into `folderName`. */
 bool makeTypeFolder(const std::string& path, OpenFolders& folders, int fileNum, char* folderName) {
     // Nearly always there from earlier captures.
     if (folders.open(path) >= 0) return true;

@@ -27,7 +27,7 @@ constexpr char kSpecialCount[] = "debug.zul.special.count";
 constexpr int32_t kUserLimit = 200;
 constexpr int32_t kLargestLimit = 400;
 /**
- * An archive in the top level of a root is named by its tag, and this much of the name tells it.
+ * The name of an archive in the top level of a root begins with its tag, which is this long.
  */
 constexpr size_t kTagLength = 10;
 /** A history line is read in pieces of this size, and each piece counts as a line. */
@@ -66,7 +66,7 @@ bool readHistoryLine(int64_t number, char (&line)[kLineSize]) {
 
 /**
  * History lines come from a file that anyone can write: only what lies in the store may be removed,
- * and not a root itself. The removal follows no links, so the text of the path tells.
+ * and not a root itself. The removal follows no links, so the text of the path decides.
  */
 bool liesInStore(const std::string& path) {
     const std::vector<std::string> names = namesOf(path);

@@ -47,7 +47,7 @@ Removal refuse(const char* reason, const std::string& path) {
     _exit(127);
 }
 
-/** True when the shell exited by itself. */
+/** True when the shell exited normally. */
 bool runShell(const std::string& command) {
     const pid_t child = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (child < 0) {

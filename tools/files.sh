@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # Sourced by the checks: which files of the project are code. Run them in the project's folder. Paths
-# come one a line and relative to it; what is built and what git keeps for itself is no part of it.
+# come one per line and relative to it, without build results and git's own files.
 
 # $@ are further conditions for find.
 project_files() {

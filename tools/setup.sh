@@ -16,13 +16,13 @@ check_build_folder() {
     [[ -z $path ]] || die "$path belongs to $(stat -c %U "$path"): remove build/ as that user or as root"
 }
 
-# apt_get ARGUMENT...: as root. A fresh Debian installs packages by itself at its first start: waits for that.
+# apt_get ARGUMENT...: as root. A fresh Debian installs packages when it first starts, so this waits for its lock.
 apt_get() {
     local waited said=''
     for ((waited = 0; waited < 1800; waited += 2)); do
         said=$("${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -qq "$@" 2>&1 >/dev/null) && return
         [[ $said = *'Could not get lock'* ]] || break
-        ((waited > 0)) || printf 'Waiting for whoever installs packages at the moment: %s\n' "$(sed -n '1s|^E: ||p' <<<"$said")"
+        ((waited > 0)) || printf 'Waiting for another installation of packages to end: %s\n' "$(sed -n '1s|^E: ||p' <<<"$said")"
         sleep 2
     done
     printf '%s\n' "$said" >&2
@@ -34,12 +34,12 @@ apt_get() {
 install_packages() {
     local package use missing=()
     if ! command -v dpkg-query >/dev/null; then
-        printf '%s: this is no Debian; make sure that it has what tools/packages.txt lists\n' "${0##*/}" >&2
+        printf '%s: this is not Debian; make sure that what tools/packages.txt lists is installed\n' "${0##*/}" >&2
         return 0
     fi
     while read -r package use; do
         [[ $use = demo || " $use " = *" $1 "* ]] || continue
-        # A Node.js that is not Debian's brings its own, and no other can be there.
+        # A Node.js that is not Debian's has its own npm, and conflicts with Debian's.
         [[ $package != npm ]] || ! command -v npm >/dev/null || continue
         [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) = installed ]] \
             || missing+=("$package")

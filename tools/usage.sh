@@ -13,5 +13,5 @@ answer_usage() {
         -*) problem="unknown option $1" ;;
         *) (($# <= most)) || problem="too many arguments: $*" ;;
     esac
-    [[ -z $problem ]] || { printf '%s: %s (--help tells more)\n' "${0##*/}" "$problem" >&2 && exit 2; }
+    [[ -z $problem ]] || { printf '%s: %s (see --help)\n' "${0##*/}" "$problem" >&2 && exit 2; }
 }

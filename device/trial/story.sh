@@ -1,16 +1,16 @@
 # shellcheck shell=bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# The story of a few events and what became of each, told to a daemon that runs: on a desktop by ./demo, on
-# a device by zul_trial. So it is written for bash and for mksh, with no more than a device's tools.
+# The story of a few events and what became of each, played to a running daemon: on a desktop by ./demo, on
+# a device by zul_trial. So it is written for bash and for mksh, and uses only a device's tools.
 #
 # Who sources it has set these:
 #   MODE THREADS      how the daemon reaches the engine (hidl, aidl), and how many callbacks that wants
 #   BUILD_TYPE        what kind of build the device has; only "user" makes a difference
 #   LOG               the file that the daemon's log goes to as it is written
 #   SCRATCH           a folder for passing files
-#   NAMES             true when the activity manager tells the name of a process
-#   OWN_COLLECTOR     true when the collector is not the stand-in, whose archives tell their arguments
+#   NAMES             true when the activity manager knows the names of processes
+#   OWN_COLLECTOR     true when the collector is not the stand-in, whose archives contain its arguments
 # and, before the first chapter, with which the daemon gets the tags of tag_file():
 #   app other_app     two processes, whose names are in app_name and other_app_name
 #   daemon            the daemon's process
@@ -83,7 +83,7 @@ archives() {
     find "$OUTPUT" /morvfs -name "$1_*.zul" -newer "$2" 2>/dev/null | LC_ALL=C sort
 }
 
-# What the kernel shows of the marks, or the plain file that stands in for it.
+# The marks as the kernel shows them, or the plain file that stands in for it.
 marks() {
     if [[ -s $INSTANCE/trace_marker ]]; then cat "$INSTANCE/trace_marker"; else cat "$INSTANCE/trace"; fi
 }
@@ -130,8 +130,8 @@ await_outcome() {
     printf '%s' "$outcome"
 }
 
-# tell TEXT TAG EXPECTED FIRE-ARGUMENT...: has the engine fire, follows the log meanwhile, and notes
-# whether that came of it which was told.
+# tell TEXT TAG EXPECTED FIRE-ARGUMENT...: makes the engine fire, follows the log meanwhile, and notes
+# whether the outcome is the expected one.
 tell() {
     local text=$1 tag=$2 expected=$3 word fired took outcome
     shift 3
@@ -158,7 +158,7 @@ tell() {
     # The last line is that of the one event, or sums them up.
     took=$(sed -n '$s/.* \([0-9.]*\) ms$/\1/p' "$FIRED")
     table+=$(printf '%-3d %-10s %-23s %-23s %7s ms' $number "$tag" "$expected" "$outcome" "$took")$'\n'
-    [[ $outcome = "$expected" ]] || problem "told was '$expected', and it came out '$outcome'"
+    [[ $outcome = "$expected" ]] || problem "expected '$expected', got '$outcome'"
 }
 
 # collector_got TAG NUMBER EXPECTED WHAT: shows an argument that the collector stand-in has packed.
@@ -215,9 +215,9 @@ tell_captures() {
     printf 'The applications are %s, process %d, and %s, process %d.\n' "$app_name" "$app" "$other_app_name" "$other_app"
     tell 'An application crashed: a capture of its process' "$crash" "$CAPTURED" \
         zul "$crash" "$mask" "$app" 'it happened while scrolling'
-    tell 'One leaks memory: an event that is no more than a tag, and the tag library knows the rest' "$leak" "$CAPTURED" \
+    tell 'One leaks memory: the event is only a tag, and the tag library has the rest' "$leak" "$CAPTURED" \
         simp "$leak" "$app"
-    tell 'One does not respond: an event on two processes' "$hang" "$CAPTURED" \
+    tell 'One hangs: an event about two processes' "$hang" "$CAPTURED" \
         multi "$hang" "$mask" "$app,$daemon" 'the application waits for the daemon'
     tell 'A tag that the device does not know is refused' "$ILLEGAL" "$REFUSED" \
         zul "$ILLEGAL" "$mask" "$app" ''
@@ -225,29 +225,29 @@ tell_captures() {
 
 tell_configuration() {
     configuration="tag:$jank,enable:1,pkgname:$app_name,flag:$added_mask,paths:;/data/local.txt,cmds:ps -A"
-    printf '\nA configuration arrives: %s is for %s alone, with a bit, a path and a command more.\n' \
+    printf '\nA configuration arrives: %s only for %s, with one more bit, path and command.\n' \
         "$jank" "$app_name"
-    tell 'It is stored for the next start, and holds at once' "$UPDATE" "$CONFIGURED" \
+    tell 'It is stored for the next start, and takes effect at once' "$UPDATE" "$CONFIGURED" \
         zul "$UPDATE" 0 0 "$configuration"
     if [[ $NAMES = true ]]; then
-        tell "The same event of $other_app_name does not pass" "$jank" "$FILTERED" \
+        tell "An event about $other_app_name is filtered out" "$jank" "$FILTERED" \
             zul "$jank" "$mask" "$other_app" 'frames were lost'
     else
-        tell "The same event of $other_app_name passes: nobody tells its name" "$jank" "$CAPTURED" \
+        tell "An event about $other_app_name passes, as its name cannot be had" "$jank" "$CAPTURED" \
             zul "$jank" "$mask" "$other_app" 'frames were lost'
     fi
-    tell "That of $app_name does" "$jank" "$CAPTURED" zul "$jank" "$mask" "$app" 'frames were lost'
+    tell "The same event about $app_name passes" "$jank" "$CAPTURED" zul "$jank" "$mask" "$app" 'frames were lost'
     collector_got "$jank" 1 $((mask | added_mask)) mask
     collector_got "$jank" 3 'frames were lost;/data/local.txt#ps -A' text
 }
 
 tell_scene() {
     if [[ $BUILD_TYPE = user ]]; then
-        tell 'A user build has no scenes for the kernel trace' "$SCENE" "$REFUSED" \
+        tell 'A user build has no trace scenes' "$SCENE" "$REFUSED" \
             zul "$SCENE" "$mask" "$app" "$MARK"
         return
     fi
-    tell 'A scene of the kernel trace is a mark there, and no capture' "$SCENE" "$MARKED" \
+    tell 'A trace scene leaves a mark in the kernel trace, and makes no capture' "$SCENE" "$MARKED" \
         zul "$SCENE" "$mask" "$app" "$MARK"
     printf '  %s\n' "$(marks | tail -n 1)"
 }
@@ -264,16 +264,16 @@ tell_death() {
     end_engine
     fire wait "$THREADS" >/dev/null || problem "the daemon did not register again"
     show_log
-    tell 'The next event is captured as ever' "$leak" "$CAPTURED" \
+    tell 'The next event is captured as usual' "$leak" "$CAPTURED" \
         zul "$leak" "$mask" "$app" 'after the death of the engine'
 }
 
 tell_parallel() {
     if [[ $OWN_COLLECTOR = false ]]; then
-        printf '\nFrom here the collector takes half a second, to see that two run at once.\n'
+        printf '\nFrom here on the collector takes half a second, to show that two run at once.\n'
         echo 'sleep 0.5' >"$OUTPUT/collector_orders"
     fi
-    [[ $THREADS -gt 1 ]] || printf 'But with one callback, one comes after the other.\n'
+    [[ $THREADS -gt 1 ]] || printf 'With one callback, though, they run one after the other.\n'
     tell 'The camera shows nothing: two events at once' "$camera" "$CAPTURED 2 times" --count 2 --parallel 2 \
         zul "$camera" "$mask" "$app" 'no preview'
     rm -f "$OUTPUT/collector_orders"
@@ -281,9 +281,9 @@ tell_parallel() {
 
 tell_noise() {
     local wanted kept i
-    printf '\nOf one tag the device keeps %d archives: the very first, and the latest.\n' "$limit"
+    printf '\nThe device keeps %d archives of a tag: the very first, and the latest.\n' "$limit"
     log_filter='createZulPath:erase'
-    tell 'The network is gone, as often as there is room' "$network" "$CAPTURED $limit times" \
+    tell 'The network is gone, until the tag is full' "$network" "$CAPTURED $limit times" \
         --count "$limit" zul "$network" "$mask" "$app" 'again'
     next_second
     tell 'Once more: the second archive goes' "$network" "$CAPTURED" zul "$network" "$mask" "$app" 'again'
@@ -296,7 +296,7 @@ tell_noise() {
     for i in $(seq $((limit - 1))); do wanted+='present '; done
     wanted+='missing missing present'
     kept=$(zulctl --no-legend list "$network" -n $((limit + 2)) | sed -E 's/ +/ /g; s/^ //' | cut -d ' ' -f 4 | xargs)
-    [[ $kept = "$wanted" ]] || problem "kept are other archives than told, from the newest on: $kept"
+    [[ $kept = "$wanted" ]] || problem "unexpected archives, from the newest on: $kept"
     printf '  %d captures, %d archives\n' $((limit + 2)) "$(archives "$network" "$BEGIN" | wc -l)"
 }
 
@@ -319,7 +319,7 @@ show_store() {
     example=$(archives "$crash" "$BEGIN" | tail -n 1)
     if [[ -n $example ]]; then
         name=${example##*/}
-        printf '\nInside of %s (an ordinary tar archive):\n' "$name"
+        printf '\nInside %s (an ordinary tar archive):\n' "$name"
         tar -tf "$example" | grep -v '/$' | LC_ALL=C sort | sed 's/^/  /' || problem "the archive cannot be read"
     fi
     printf '\nThe history %s (tag|time|archive|build):\n' "$HISTORY"
@@ -329,20 +329,20 @@ show_store() {
 show_events() {
     local recorded
     headline 'The events'
-    printf '%s%-3s %-10s %-23s %-23s %s%s\n' "$dim" no tag told outcome 'answered in' "$plain"
+    printf '%s%-3s %-10s %-23s %-23s %s%s\n' "$dim" no tag expected outcome 'answered in' "$plain"
     printf '%s' "$table"
     headline 'The store, as zulctl shows it'
     printf '  $ zulctl --log %s list\n' "$LOG"
     zulctl --log "$LOG" list | sed 's/^/  /' || problem "zulctl cannot read the store"
     recorded=$(zulctl --json list | wc -l)
-    [[ $recorded -eq $(wc -l <"$HISTORY") ]] || problem "zulctl lists $recorded captures, and the history has others"
+    [[ $recorded -eq $(wc -l <"$HISTORY") ]] || problem "zulctl lists $recorded captures, and the history has $(wc -l <"$HISTORY")"
 }
 
 # The last line, and the exit status.
 conclude() {
     if ((problems > 0)); then
-        printf '\nCame out other than told: %d, see the lines PROBLEM above.\n' "$problems"
+        printf '\nNot as expected: %d, see the lines with PROBLEM above.\n' "$problems"
         exit 1
     fi
-    printf '\nEverything came out as told.\n'
+    printf '\nEverything came out as expected.\n'
 }

@@ -13,7 +13,7 @@ namespace android {
 
 namespace {
 
-/** What the start brings does not count. */
+/** Without what the start adds. */
 constexpr size_t kFirstThread = 1;
 
 }  // namespace

@@ -29,7 +29,7 @@ struct AIBinder_Weak {
     android::wp<AIBinder> binder;
 };
 
-/** Either a parcel of its own or one that belongs to a call being served. */
+/** Either owns its parcel, or refers to that of a call being served. */
 struct AParcel {
     AParcel() : parcel(&mOwn) {}
     explicit AParcel(android::Parcel* served) : parcel(served) {}

@@ -99,7 +99,8 @@ ReadResult readFrame(int socket, Frame* frame) {
     if (got <= 0) return got == 0 || errno == ECONNRESET ? ReadResult::ENDED : ReadResult::FAILED;
     frame->descriptors = takeDescriptors(message);
     if ((message.msg_flags & MSG_CTRUNC) != 0) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "no descriptor for what a frame brings");
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                            "no free descriptor for what a frame carries");
         return ReadResult::FAILED;
     }
     if (got != sizeof(frame->header) || isMalformed(*frame)) {

@@ -33,13 +33,13 @@ bool sendFrame(int socket, Frame& frame);
 
 enum class ReadResult {
     WHOLE,
-    /** The connection has ended, or what came is no frame or larger than one may be. */
+    /** The connection has ended, or what came is not a frame or too large for one. */
     ENDED,
     /** The system had no room for it. The connection lives. */
     FAILED,
 };
 
-/** Waits for a frame. What is no frame gets an error line. */
+/** Waits for a frame. Anything else gets an error line. */
 ReadResult readFrame(int socket, Frame* frame);
 
 }  // namespace transport

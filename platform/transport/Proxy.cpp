@@ -81,7 +81,7 @@ void Proxy::returnConnection(FileDescriptor connection) {
 android::status_t Proxy::linkToDeath(std::function<void()> onDeath) {
     std::lock_guard lock(mLock);
     if (mTold) return android::DEAD_OBJECT;
-    // As on a device, where only who asks is told: what a failed call has seen does not count.
+    // As on a device, where only those who ask are notified: what a failed call has seen does not count.
     const auto tell = [self = weak_from_this()] {
         if (const std::shared_ptr<Proxy> proxy = self.lock()) proxy->tellDeath();
     };

@@ -16,7 +16,7 @@ namespace transport {
 
 /**
  * An object of another process: this side's end of the channel that the object is served on. A call
- * takes a connection of its own, which the channel carries over; the caller reads its reply itself.
+ * takes a new connection, which the channel carries over; the caller reads its reply itself.
  */
 class Proxy final : public Remote, public std::enable_shared_from_this<Proxy> {
   public:
@@ -43,7 +43,7 @@ class Proxy final : public Remote, public std::enable_shared_from_this<Proxy> {
     FileDescriptor mChannel;  // invalid once its end has been seen
     FileDescriptor mIdle;     // for the next call
     std::vector<std::function<void()>> mLinks;
-    bool mTold = false;  // somebody has been told of the end
+    bool mTold = false;  // somebody was notified of the end
     uint64_t mWatchKey = 0;
 };
 

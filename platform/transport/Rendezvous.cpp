@@ -62,7 +62,7 @@ android::status_t takeAddress(const std::string& domain, const std::string& name
     const std::string path = addressOf(domain, name);
     sockaddr_un address;
     if (name.empty() || name.find('\0') != std::string::npos || !fill(path, &address)) {
-        return fail(name, "no valid name", android::BAD_VALUE);
+        return fail(name, "invalid name", android::BAD_VALUE);
     }
     // Listens before it gets its name: whoever learns of the name finds the service.
     const std::string unnamed =

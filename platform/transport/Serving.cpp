@@ -82,7 +82,7 @@ bool pack(ThreadPool& pool, const Message& message, Frame* frame) {
     }
     for (const std::shared_ptr<Object>& object : message.objects()) {
         if (object->asRemote() != nullptr) {
-            __android_log_print(ANDROID_LOG_ERROR, kLogTag, "a proxy cannot be handed on");
+            __android_log_print(ANDROID_LOG_ERROR, kLogTag, "a proxy cannot be passed on");
             return false;
         }
         FileDescriptor ours;

@@ -25,7 +25,7 @@ constexpr const char* kOrders = "/data/ZUL/collector_orders";
 constexpr const char* kRecord = "/data/ZUL/collector_record";
 constexpr size_t kMaxOrdersBytes = 64 * 1024;
 
-/** The line of this process's status that tells which signals it ignores. */
+/** The line of this process's status with the signals that it ignores. */
 std::string ignoredSignals() {
     std::string status;
     readFile("/proc/self/status", kMaxOrdersBytes, &status);

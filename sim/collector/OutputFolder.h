@@ -16,9 +16,9 @@ class OutputFolder {
     explicit OutputFolder(const std::string& path);
 
     bool isOpen() const { return mFd.isOpen(); }
-    /** False also when that cannot be told. */
+    /** False also when that cannot be found out. */
     bool isEmpty() const;
-    /** Adds a new file; a failure is told on standard error and the capture goes on. */
+    /** Adds a new file; a failure is reported on standard error and the capture goes on. */
     void add(const std::string& name, std::string_view text) const;
 
   private:

@@ -37,7 +37,7 @@ Gathered copyFiles(const std::string& pattern) {
     for (size_t i = 0; any && i < found.gl_pathc; i++) {
         const std::string path = found.gl_pathv[i];
         if (result.text.size() >= kMaxBytes) {
-            result.text += "\n== cut here: too much for one file ==\n";
+            result.text += "\n== cut here: too large for one file ==\n";
             break;
         }
         std::string content;
@@ -48,7 +48,7 @@ Gathered copyFiles(const std::string& pattern) {
         if (!content.empty() && content.back() != '\n') result.text += '\n';
     }
     globfree(&found);
-    if (!any) result.problem = pattern + ": there is no such file";
+    if (!any) result.problem = pattern + ": no such file";
     if (!readable) result.text.clear();
     return result;
 }

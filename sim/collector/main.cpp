@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 /**
- * zul_dumpstate: stands in for the device's collector.
+ * zul_dumpstate: the stand-in for the device's collector.
  *
  * Takes exactly ten arguments, the first of which is the output folder and not a program's name:
  * folder, mask, process, extra text, tag, event type, event subtype, command, capture time, process
@@ -56,7 +56,7 @@ int capture(const sim::Request& request, const std::string& record) {
     const sim::OutputFolder folder(request.folder);
     if (!folder.isOpen()) return complain(request.folder, strerror(errno));
     if (!folder.isEmpty()) {
-        return complain(request.folder, "the folder is not empty and stays as it is");
+        return complain(request.folder, "the folder is not empty and is left as it is");
     }
     folder.add("arguments", record);
     sim::gather(request, folder);

@@ -17,15 +17,17 @@ const char kFireHelp[] =
         "  fire [--count N] [--parallel K] simp SCENE PID\n"
         "  fire [--count N] [--parallel K] simpmulti SCENE PIDS\n"
         "  fire [--count N] [--parallel K] multi SCENE FLAG PIDS EXTRA\n"
-        "      Sends N events (1 to 100000, else 1), K of them at once (1 to 64, else 1). Event i\n"
+        "      Sends N events (1 to 100000, default 1), K of them at once (1 to 64, default 1). "
+        "Event i\n"
         "      goes to callback i modulo the number of callbacks. FLAG is a 64-bit number in\n"
-        "      decimal, octal (0...) or hexadecimal (0x...), also negative.\n"
+        "      decimal, octal (0...) or hexadecimal (0x...); it may be negative.\n"
         "  fire wait N\n"
         "      Waits up to 30 seconds until N callbacks are registered.\n"
         "  fire status\n"
         "      Prints the number of registered callbacks.\n"
         "\n"
-        "Exit status: 0 all answered; 1 an event failed, the wait ran out or there is no engine;\n"
+        "Exit status: 0 all answered; 1 an event failed, the wait timed out or there is no "
+        "engine;\n"
         "2 wrong usage; 3 no callback is registered.\n";
 
 namespace {
@@ -48,7 +50,7 @@ const struct {
 };
 
 std::string notA(const std::string& what, const std::string& word) {
-    return "'" + word + "' is no " + what;
+    return "'" + word + "' is not a " + what;
 }
 
 std::string setField(Field field, const std::string& word, Event* event) {
@@ -103,7 +105,7 @@ std::string parseCommand(const std::vector<std::string>& words, Command* command
     while (next != words.end() && next->starts_with("--")) {
         const bool isCount = *next == "--count";
         if (!isCount && *next != "--parallel") return "unknown option '" + *next + "'";
-        if (std::next(next) == words.end()) return *next + " lacks a value";
+        if (std::next(next) == words.end()) return *next + " needs a value";
         const std::string error = setCount(next[1], 1, isCount ? kMaxEvents : kMaxParallel,
                                            isCount ? &command->count : &command->parallel);
         if (!error.empty()) return error;
@@ -111,13 +113,13 @@ std::string parseCommand(const std::vector<std::string>& words, Command* command
     }
 
     const std::vector<std::string> rest(next, words.end());
-    if (rest.empty()) return "no command is given";
+    if (rest.empty()) return "no command given";
     const bool isWait = rest[0] == "wait";
     if (!isWait && rest[0] != "status") return parseEvent(rest, command);
     command->what = isWait ? Command::WAIT : Command::STATUS;
     if (next != words.begin() || rest.size() != (isWait ? 2 : 1)) {
-        return isWait ? "wait takes one argument and no option"
-                      : "status takes no argument and no option";
+        return isWait ? "wait takes one argument and no options"
+                      : "status takes no arguments or options";
     }
     return isWait ? setCount(rest[1], 0, kMaxEvents, &command->callbacks) : "";
 }

@@ -13,7 +13,7 @@ namespace sim {
 /** What `fire --help` prints. */
 extern const char kFireHelp[];
 
-/** How `fire` ends, but for 1: an event failed, a wait ran out or there is no engine. */
+/** How `fire` ends, besides 1: an event failed, a wait timed out or there is no engine. */
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitNoCallback = 3;
 

@@ -5,7 +5,7 @@
 
 namespace sim {
 
-/** Makes the call that an event stands for. The two binders' callbacks differ in their types alone. */
+/** Makes the call for an event. The two binders' callbacks differ only in their types. */
 template <class Callback>
 auto callWith(Callback& callback, const Event& event) {
     switch (event.kind) {

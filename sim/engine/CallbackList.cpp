@@ -18,7 +18,7 @@ uint64_t CallbackList::add(std::shared_ptr<EventSink> sink) {
 }
 
 void CallbackList::remove(uint64_t key) {
-    // Ends after the lock is released: an end tells the other process.
+    // Destroyed after the lock is released, since that notifies the other process.
     decltype(mSinks)::node_type removed;
     std::lock_guard lock(mLock);
     removed = mSinks.extract(key);

@@ -38,7 +38,7 @@ std::string exitLine(int status, const std::string& why = "") {
 }
 
 /**
- * Sends the events, so many in flight at once, and tells each when it is answered or failed. Event i
+ * Sends the events, so many in flight at once, and reports each when it is answered or has failed. Event i
  * goes to callback i modulo their number. Once nobody listens no further event starts.
  */
 std::string fire(const Control& client, const Command& command, const CallbackList::Sinks& sinks) {
@@ -88,7 +88,7 @@ std::string answer(const Control& client, const Command& command, CallbackList& 
     const size_t registered = callbacks.waitFor(wanted, kWaitLimit);
     const std::string line = "callbacks " + std::to_string(registered) + '\n';
     if (registered >= wanted) return line + exitLine(0);
-    return line + exitLine(1, "waited in vain for " + std::to_string(wanted) + " callbacks");
+    return line + exitLine(1, "timed out waiting for " + std::to_string(wanted) + " callbacks");
 }
 
 void serveClient(Control client, CallbackList& callbacks) {
@@ -104,7 +104,7 @@ void serveClient(Control client, CallbackList& callbacks) {
 
 std::string openControl(UniqueFd* listener) {
     *listener = UniqueFd(android_get_control_socket(kControlName));
-    if (!listener->isOpen()) return std::string("init has passed no socket ") + kControlName;
+    if (!listener->isOpen()) return std::string("init passed no socket ") + kControlName;
     if (fcntl(listener->get(), F_SETFD, FD_CLOEXEC) != 0 || listen(listener->get(), 16) != 0) {
         return std::string("cannot listen on ") + kControlSocket + ": " + strerror(errno);
     }

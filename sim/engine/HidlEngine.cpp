@@ -74,7 +74,7 @@ class HidlEngine final : public IZul {
 
 std::string publishHidl(EngineCore& core) {
     android::hardware::configureRpcThreadpool(kPoolThreads, false);
-    // The service manager holds no reference of its own, so the engine's object must stay.
+    // The service manager holds no reference, so the engine's object must stay.
     static const sp<IZul> engine = new HidlEngine(core);
     const android::status_t error = engine->registerAsService("default");
     return describePublishing(std::string(IZul::descriptor) + "/default", error,

@@ -62,14 +62,14 @@ int main(int argc, char** argv) {
     Options options;
     for (int i = 1; i < argc; i += 2) {
         if (i + 1 == argc) {
-            return refuseUsage(std::string(argv[i]) + " lacks a value");
+            return refuseUsage(std::string(argv[i]) + " needs a value");
         }
         if (!setOption(argv[i], argv[i + 1], &options)) {
-            return refuseUsage(std::string("cannot take ") + argv[i] + " " + argv[i + 1]);
+            return refuseUsage(std::string("invalid: ") + argv[i] + " " + argv[i + 1]);
         }
     }
     if (options.publish == nullptr || !options.threadNumber) {
-        return refuseUsage("--mode and --threads are needed");
+        return refuseUsage("--mode and --threads are required");
     }
 
     static sim::EngineCore core(*options.threadNumber, options.dieIn);

@@ -20,7 +20,7 @@ void* realFunction(Call call);
 /** The page; null until there is one. */
 FaultPage* page();
 
-/** The calling thread's own calls are no fault points from now on. */
+/** From now on the calling thread's own calls are not fault points. */
 void exemptThisThread();
 
 /** Body of the thread that looks at the daemon's tables. */

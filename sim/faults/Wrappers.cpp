@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The functions that stand before those of the C library. Each has a name of its own here and the C
+// The functions that are called instead of the C library's. Each has its own name here and the C
 // library's name for the linker, so that it need not agree with a header's declaration.
 #include <errno.h>
 #include <pthread.h>

@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
         fputs(sim::kFireHelp, stdout);
         return 0;
     }
-    // The engine reads them again; what is wrong is told also where none serves.
+    // The engine parses them again; errors are reported even where no engine runs.
     sim::Command command;
     if (const std::string error = sim::parseCommand(words, &command); !error.empty())
         return fail(sim::kExitUsage, sim::printable(error) + "; see fire --help");
@@ -37,7 +37,8 @@ int main(int argc, char** argv) {
     if (!engine.isOpen()) {
         return fail(1, std::string("no engine at ") + sim::kControlSocket + ": " + strerror(errno));
     }
-    if (!engine.send(sim::joinWords(words))) return fail(1, "the engine does not take the request");
+    if (!engine.send(sim::joinWords(words)))
+        return fail(1, "the engine does not accept the request");
     size_t events = 0;
     for (std::string line; engine.receive(&line); events++) {
         if (!line.starts_with(sim::kExit)) {

@@ -5,7 +5,7 @@
  * as init's option `socket` gives it to a service.
  *
  * Unlike init, which knows that its service is gone, it leaves a socket that somebody serves alone.
- * Exit status 2 when there is no socket to be had or no command to run, after a line that says why.
+ * Exit status 2 when the socket cannot be made or the command cannot run, after a line that says why.
  */
 #include <cutils/sockets.h>
 #include <errno.h>

@@ -28,7 +28,7 @@ RowData parseRow(const std::string& line) {
     return row.eventSubType.find('\t') == std::string::npos ? row : RowData{};
 }
 
-/** Reads the table, whose first line is a heading. What is no row is told, and left out. */
+/** Reads the table, whose first line is a heading. Lines that are not rows are logged and skipped. */
 std::map<std::string, RowData> load() {
     std::map<std::string, RowData> rows;
     std::string text;
@@ -42,7 +42,7 @@ std::map<std::string, RowData> load() {
     while (std::getline(lines, line)) {
         const RowData row = parseRow(line);
         if (row.tagId.empty() || !rows.emplace(row.tagId, row).second)
-            __android_log_print(ANDROID_LOG_WARN, kLogTag, "no row of a tag: %s", line.c_str());
+            __android_log_print(ANDROID_LOG_WARN, kLogTag, "not a row: %s", line.c_str());
     }
     return rows;
 }

@@ -37,7 +37,7 @@ class IBinder : public virtual RefBase {
     /** The object itself when it lives in this process, else null. */
     virtual BBinder* localBinder() { return nullptr; }
     virtual BpBinder* remoteBinder() { return nullptr; }
-    /** What `libbinder_ndk` made of an object of its own; null for any other. */
+    /** What `libbinder_ndk` made of its own objects; null for any other. */
     virtual void* ndkBinder() { return nullptr; }
 };
 

@@ -24,7 +24,7 @@ class IServiceManager : public virtual RefBase {
     virtual status_t addService(const String16& name, const sp<IBinder>& service) = 0;
 };
 
-/** Never null; knows every service of the machine without asking a process of its own. */
+/** Never null; knows every service of the machine without asking another process. */
 sp<IServiceManager> defaultServiceManager();
 
 }  // namespace android

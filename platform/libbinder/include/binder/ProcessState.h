@@ -22,7 +22,7 @@ class ProcessState : public virtual RefBase {
      */
     void startThreadPool();
 
-    /** The maximum, as the warnings of a wait for a service tell it. */
+    /** The maximum, as warnings about waiting for a service state it. */
     size_t getThreadPoolMaxTotalThreadCount() const;
 
     /**

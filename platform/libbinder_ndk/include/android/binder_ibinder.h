@@ -65,7 +65,7 @@ void AIBinder_DeathRecipient_setOnUnlinked(AIBinder_DeathRecipient* recipient,
 void AIBinder_DeathRecipient_delete(AIBinder_DeathRecipient* recipient);
 
 /**
- * Has the recipient told when the object's process is gone, as long as somebody holds the object:
+ * Notifies the recipient when the object's process is gone, as long as somebody holds the object:
  * its last strong reference unlinks in silence. The pool must have threads.
  *
  * @return `STATUS_DEAD_OBJECT` when such a notice has been given already; a call that failed is not

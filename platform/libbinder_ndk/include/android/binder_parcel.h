@@ -12,7 +12,7 @@ struct AParcel;
 /** Does nothing for null. */
 void AParcel_delete(AParcel* parcel);
 
-/** `binder` may be null; the parcel takes a reference of its own. */
+/** `binder` may be null; the parcel takes another reference. */
 binder_status_t AParcel_writeStrongBinder(AParcel* parcel, AIBinder* binder);
 /** Gives a reference to the caller, or null when that was written. */
 binder_status_t AParcel_readStrongBinder(const AParcel* parcel, AIBinder** binder);

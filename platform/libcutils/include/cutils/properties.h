@@ -20,7 +20,7 @@ extern "C" {
 
 /**
  * Copies the value of `key` into `value`, which has room for `PROPERTY_VALUE_MAX` bytes. A property
- * that is unset or empty gives `default_value` (null stands for ""), cut where it is longer. A longer
+ * that is unset or empty gives `default_value` (null means ""), cut if it is too long. A longer
  * value of an "ro." property gives "Must use __system_property_read_callback() to read".
  *
  * @return the length of the text in `value`.
@@ -37,7 +37,7 @@ int8_t property_get_bool(const char* key, int8_t default_value);
 int32_t property_get_int32(const char* key, int32_t default_value);
 
 /**
- * Sets a property; a null `value` stands for "". Readers see the old value or the new one, never a
+ * Sets a property; a null `value` means "". Readers see the old value or the new one, never a
  * part.
  *
  * @return 0, or -1 with `errno`: `EINVAL` for a bad name or a value that is too long, `EEXIST` for

@@ -13,7 +13,7 @@ struct IBase;
 
 namespace android::hardware {
 
-/** Is told of the death of processes; see `IBase::linkToDeath()`. */
+/** Notified of the death of processes; see `IBase::linkToDeath()`. */
 struct hidl_death_recipient : public virtual RefBase {
     /**
      * The process of `who`, which may be gone already, has ended. `cookie` is what was linked with.

@@ -10,7 +10,7 @@ namespace android::hardware {
 /**
  * Sets how many threads serve HIDL calls. With `callerWillJoin` the thread that then calls
  * `joinRpcThreadpool()` is one of them. May be called again; threads that run already stay. The
- * pool starts when this process first hands out an object of its own, or when a thread joins.
+ * pool starts when this process first hands out one of its objects, or when a thread joins.
  *
  * Ends the process when there is to be no thread and the caller would join.
  */

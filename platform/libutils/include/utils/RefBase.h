@@ -42,7 +42,7 @@ class RefBase {
     Counts* const mCounts;
 };
 
-/** Weak reference to a `RefBase` object: does not keep it alive, and tells whether it is. */
+/** Weak reference to a `RefBase` object: does not keep it alive, and knows whether it is. */
 template <typename T>
 class wp {
   public:

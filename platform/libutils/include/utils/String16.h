@@ -11,7 +11,7 @@ namespace android {
 class String16 {
   public:
     String16() = default;
-    /** Converts from UTF-8; bytes that are no UTF-8 become U+FFFD, one by one. */
+    /** Converts from UTF-8; each byte that is not UTF-8 becomes U+FFFD. */
     explicit String16(const char* text);
     String16(const char* text, size_t bytes);
     explicit String16(const char16_t* text) : mText(text) {}

@@ -18,7 +18,7 @@ inline constexpr size_t kMaxMessageObjects = 16;
 
 /**
  * Content of a request or a reply: values one after the other, each filled up to four bytes, and
- * the objects among them. Written at the end, read through a cursor of its own that starts at the
+ * the objects among them. Written at the end, read through a separate cursor that starts at the
  * front. A read past the end fails with `NOT_ENOUGH_DATA` and leaves the cursor where it is.
  * Not locked.
  */
@@ -38,10 +38,10 @@ class Message {
     android::status_t read(void* data, size_t size) const;
     /** The next `size` bytes where they lie, valid as long as the message is; null past the end. */
     const void* readInPlace(size_t size) const;
-    /** `BAD_TYPE` when what stands there names no object of this message. */
+    /** `BAD_TYPE` when what is there names no object of this message. */
     android::status_t readObject(std::shared_ptr<Object>* object) const;
 
-    /** Reads begin anew. */
+    /** Reads start over. */
     void rewind() const { mPosition = 0; }
 
     const uint8_t* data() const { return mBytes.data(); }

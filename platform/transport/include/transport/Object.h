@@ -40,7 +40,7 @@ class Remote : public Object {
 
     /**
      * Has `onDeath` called once when the process is gone, by a thread of the domain's pool and with no
-     * lock held; at once when it is gone already. `DEAD_OBJECT` when others have been told of that.
+     * lock held; at once when it is gone already. `DEAD_OBJECT` when others were notified of that.
      */
     virtual android::status_t linkToDeath(std::function<void()> onDeath) = 0;
 

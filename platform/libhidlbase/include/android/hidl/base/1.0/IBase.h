@@ -27,7 +27,7 @@ namespace android::hidl::base::V1_0 {
  */
 struct IBase : virtual public ::android::RefBase {
     /**
-     * Has `recipient` told once that the process of this object is gone, and starts the pool for
+     * Notifies `recipient` once when the process of this object is gone, and starts the pool for
      * that. The proxy holds the recipient weakly; its own end unlinks in silence. False when such a
      * notice has been given already. An object of this process accepts and never calls.
      */

@@ -7,7 +7,7 @@
 
 namespace android::hidl::manager::V1_0 {
 
-/** Is told of services that come; see the static `registerForNotifications()` of an interface. */
+/** Notified of new services; see the static `registerForNotifications()` of an interface. */
 struct IServiceNotification : public ::android::hidl::base::V1_0::IBase {
     static const char* descriptor;
 
