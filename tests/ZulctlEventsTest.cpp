@@ -40,15 +40,11 @@ std::string makeLog(const std::vector<std::string>& lines) {
 std::vector<Event> eventsOf(const std::string& log, bool keepLines = false) {
     const TextFile file(log);
     LogFile lines(file.fd(), kNewest);
-    Events events(keepLines);
     std::vector<Event> all;
-    LogLine line;
-    while (lines.next(line)) {
-        for (Event& event : events.add(line))
-            all.push_back(std::move(event));
-    }
-    for (Event& event : events.finish())
-        all.push_back(std::move(event));
+    Events events([&](Event& event) { all.push_back(std::move(event)); }, keepLines);
+    for (LogLine line; lines.next(line);)
+        events.add(line);
+    events.finish();
     return all;
 }
 
@@ -348,20 +344,11 @@ TEST(EventsTest, MemoryIsBoundedByWhatIsUnderWay) {
     const size_t threads = 2 * Events::kMostOpen;
     for (size_t i = 1; i <= threads; i++)
         log.push_back(begin("tag", "5/" + std::to_string(i))[0]);
-    const TextFile file(makeLog(log));
-    LogFile lines(file.fd(), kNewest);
-    Events events;
-    LogLine line;
-    size_t given = 0;
-    while (lines.next(line))
-        given += events.add(line).size();
-    EXPECT_GE(given, threads - Events::kMostOpen);
-    const std::vector<Event> rest = events.finish();
-    EXPECT_EQ(given + rest.size(), threads);
-    // Those that spoke last are still there.
-    EXPECT_TRUE(std::all_of(rest.begin(), rest.end(), [](const Event& event) {
-        return event.thread > static_cast<int32_t>(Events::kMostOpen);
-    }));
+    const std::vector<Event> events = eventsOf(makeLog(log));
+    EXPECT_THAT(events, SizeIs(threads));
+    // Those longest silent were given up one by one, the others at the log's end.
+    for (size_t i = 0; i < events.size(); i++)
+        ASSERT_EQ(events[i].thread, static_cast<int32_t>(i + 1));
 }
 
 Result callEvents(const std::string& log, std::vector<std::string> arguments) {

@@ -32,7 +32,7 @@ TEST(LogPatternsTest, AreThoseOfTheReference) {
     for (const LogPattern& pattern : logPatterns()) {
         std::string format(pattern.format);
         if (format.ends_with('\n')) format.replace(format.size() - 1, 1, "\\n");
-        known.push_back(row(pattern.priority, format, pattern.dump));
+        known.push_back(row(pattern.priority, format, pattern.isDump()));
     }
     EXPECT_GT(documented.size(), 50u);
     EXPECT_EQ(known, documented);
