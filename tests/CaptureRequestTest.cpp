@@ -212,7 +212,7 @@ TEST_P(EveryRequestTest, UpdatesTheConfigurationInPlaceOfACapture) {
     EXPECT_EQ(ZulService::mTagTable.count("NEW"), 1u);
     const std::vector<std::string> lines = mLog.take();
     EXPECT_THAT(std::vector(lines.end() - 2, lines.end()),
-                ElementsAre("D remoteConfig.tag = NEW \n", "D remoteConfig.enable = 1 \n"));
+                ElementsAre("D remoteConfig.tag = NEW ", "D remoteConfig.enable = 1 "));
     expectNoCapture();
 }
 

@@ -118,7 +118,7 @@ TEST_F(CollectorTest, RequestEndsWhereNoChildCanBeStarted) {
     FakeSystem::onFork = [] { return false; };
     mService->startZul(kTag, 0, 0, "");
     const std::string folder = mService->mDumpPath;
-    EXPECT_THAT(mLog.takeAboveDebug(), ElementsAre("E *** fork fail\n"));
+    EXPECT_THAT(mLog.takeAboveDebug(), ElementsAre("E *** fork fail"));
     // The same folder again, which cannot be emptied now.
     ZulService::mCompressFileCount = 0;
     mService->startZul(kTag, 0, 0, "");
@@ -126,8 +126,8 @@ TEST_F(CollectorTest, RequestEndsWhereNoChildCanBeStarted) {
     ZulService::deleteOldDir(leftover);
     ZulService::removeFilePath(leftover.data());
     EXPECT_THAT(mLog.takeAboveDebug(),
-                ElementsAre("E *** vfork fail\n", "E createZulPath failure...", "E *** fork fail\n",
-                            "E *** vfork fail\n", "E *** vfork fail\n"));
+                ElementsAre("E *** vfork fail", "E createZulPath failure...", "E *** fork fail",
+                            "E *** vfork fail", "E *** vfork fail"));
     EXPECT_TRUE(exists(folder));
 }
 

@@ -169,7 +169,7 @@ TEST_F(OutputFolderTest, LeftoverThatStaysFailsWithoutALine) {
     const FakeProgram none("/system/bin/sh");
     EXPECT_EQ(create("0xffff0101"), "");
     EXPECT_THAT(mLog.takeAboveDebug(),
-                ElementsAre("E execl on command ' rm -rf " + folder + ";' failed\n"));
+                ElementsAre("E execl on command ' rm -rf " + folder + ";' failed"));
 }
 
 TEST_F(OutputFolderTest, VanishedArchivesAreDroppedBeforeTheLimitApplies) {

@@ -132,10 +132,9 @@ TEST_F(RemoteConfigTest, MergesAsAWalkOverAllEntriesWould) {
 TEST_F(RemoteConfigTest, TellsEachFieldAtDebugPriority) {
     ZulService::mDebugLog = false;
     parse("tag:T,enable:1,pkgname:p,flag:-1,cmds:c,paths:/p,other");
-    EXPECT_THAT(mLog.take(),
-                ElementsAre("D remoteConfig.tag = T \n", "D remoteConfig.enable = 1 \n",
-                            "D remoteConfig.pkgname = p \n", "D remoteConfig.flag = -1 \n",
-                            "D remoteConfig.cmds = c \n", "D remoteConfig.paths = /p \n"));
+    EXPECT_THAT(mLog.take(), ElementsAre("D remoteConfig.tag = T ", "D remoteConfig.enable = 1 ",
+                                         "D remoteConfig.pkgname = p ", "D remoteConfig.flag = -1 ",
+                                         "D remoteConfig.cmds = c ", "D remoteConfig.paths = /p "));
 }
 
 TEST_F(RemoteConfigTest, EmptyTagStandsInEveryTag) {

@@ -19,7 +19,7 @@ namespace {
 
 /**
  * A log of lines "PROCESS/THREAD PRIORITY MESSAGE", 10 ms apart, which begins at 05:06:07 and has
- * its headers as the desktop's layer writes them. What tells no process is said by 5/6.
+ * its headers as the desktop's layer writes them, one for each row of a message. What tells no process is said by 5/6.
  */
 std::string makeLog(const std::vector<std::string>& lines) {
     std::string text;
@@ -30,8 +30,12 @@ std::string makeLog(const std::vector<std::string>& lines) {
         const size_t blank = line.find(' ');
         char clock[32];
         snprintf(clock, sizeof(clock), "03-04 05:06:%02d.%03d ", 7 + time / 1000, time % 1000);
-        text += clock + line.substr(0, slash) + " " + line.substr(slash + 1, blank - slash - 1) +
-                line.substr(blank, 3) + "ZUL_DEBUG: " + line.substr(blank + 3) + "\n";
+        std::string header = clock + line.substr(0, slash) + line.substr(slash, blank + 3 - slash);
+        header.replace(header.find('/'), 1, " ");
+        header += "ZUL_DEBUG: ";
+        std::istringstream rows(line.substr(blank + 3));
+        for (std::string row; std::getline(rows, row);)
+            text += header + row + "\n";
         time += 10;
     }
     return text;
@@ -428,6 +432,8 @@ TEST(EventsCommandTest, TellsOfDaemonAndEngineBetween) {
 }
 
 TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
+    EXPECT_THAT(callEvents(makeLog({"D dnam=a\nb\nzuldump child normal exit..."}), {}).err,
+                StartsWith("zulctl: lines in the log that continue a text: 1; what looks"));
     const Result torn = callEvents(makeLog(kStory) + "03-0 x ZUL_DEBUG: y\n", {"--no-legend"});
     EXPECT_EQ(torn.status, 3);
     EXPECT_EQ(torn.err, "zulctl: torn lines in the log: 1\n");

@@ -33,18 +33,12 @@ std::vector<std::string> LogCapture::take() {
     mRead += count;
 
     std::vector<std::string> lines;
-    bool ours = false;
     size_t start = 0;
     while (start < text.size()) {
         const size_t end = std::min(text.find('\n', start), text.size());
-        const std::string line = text.substr(start, end - start);
+        const auto line = parseLogLine(text.substr(start, end - start));
+        if (line && line->isOfDaemon()) lines.push_back(line->priority + (" " + line->text));
         start = end + 1;
-        if (const auto parsed = parseLogLine(line)) {
-            ours = parsed->isOfDaemon();
-            if (ours) lines.push_back(parsed->priority + (" " + parsed->text));
-        } else if (ours) {
-            lines.back() += "\n" + line;
-        }
     }
     return lines;
 }

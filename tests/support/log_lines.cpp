@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Prints the daemon's lines of the log on standard input, each as "PID TID PRIORITY TEXT". Of a message
-// with line breaks it is the first line.
+// Prints the daemon's lines of the log on standard input, each as "PID TID PRIORITY TEXT".
 
 #include <iostream>
 

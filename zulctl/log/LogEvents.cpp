@@ -39,6 +39,10 @@ void readLog(Session& session, const std::string& name, int fd, const LogTaker& 
     }
     events.finish();
 
+    if (log.continued() != 0) {
+        session.remark("lines in the log that continue a text: " + std::to_string(log.continued()) +
+                       "; what looks like the daemon's own in such a text counts as that");
+    }
     if (log.error() != 0) session.problem(name + ": " + strerror(log.error()));
     if (const std::string format = log.otherFormat(); !format.empty()) {
         session.problem(name + ": looks like " + format +

@@ -200,6 +200,7 @@ bool LogFile::readLine(LogLine& line) {
         if (line.pattern != nullptr) mPending.clear();
     } else if (!goesOn && !continues) {
         mPending = line.message;
+        if (header == mHeader) mContinued++;
     }
 
     if (line.role() == LineRole::FOLDER) learnYear(header, line.fields[1]);

@@ -63,6 +63,8 @@ class LogFile {
     int error() const { return mLines.error(); }
     /** Lines that name the daemon's tag and cannot be read, or were cut. */
     uint64_t unreadable() const { return mUnreadable; }
+    /** Lines that continue a text with a line break, whose other lines may look like the daemon's own. */
+    uint64_t continued() const { return mContinued; }
     /** What a text looks like that is no log with times, priorities, tags and processes; else empty. */
     std::string otherFormat() const;
 
@@ -75,6 +77,7 @@ class LogFile {
     LineReader mLines;
     const LogTime mNewest;
     uint64_t mUnreadable = 0;
+    uint64_t mContinued = 0;
     /** Of the last line, when that was ours. */
     LogHeader mHeader;
     /** The beginning of a message that was not recognised so far. */
