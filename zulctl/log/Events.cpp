@@ -83,32 +83,16 @@ void describe(const LogLine& line, Event& event) {
             if (letter == pattern.fields[i] && counts) event.*text = fields[i];
         }
     }
-    switch (pattern.role) {
-        case Role::PREPARE:
-            event.preparationStart = line.time;
-            break;
-        case Role::FOLDER:
-            event.archive = event.folder + zul::kArchiveSuffix;
-            break;
-        case Role::WITHOUT_FOLDER:
-            event.folder.clear();
-            event.archive.clear();
-            break;
-        case Role::RECORD:
-            event.historyStart = line.time;
-            event.archive = zul::parseRecord(fields[0]).archive;
-            break;
-        case Role::COLLECTOR:
-            event.collectorStart = line.time;
-            break;
-        case Role::CONFIG_ITEM:
-            // Which tags were pushed is all that fits a line.
-            if (fields[0] == "tag" && event.detail.size() < kMostDetail) {
-                event.detail.append(event.detail.empty() ? "" : ", ").append(fields[1]);
-            }
-            break;
-        default:
-            break;
+    const Role role = pattern.role;
+    if (role == Role::PREPARE) event.preparationStart = line.time;
+    if (role == Role::RECORD) event.historyStart = line.time;
+    if (role == Role::COLLECTOR) event.collectorStart = line.time;
+    if (role == Role::FOLDER) event.archive = event.folder + zul::kArchiveSuffix;
+    if (role == Role::RECORD) event.archive = zul::parseRecord(fields[0]).archive;
+    if (role == Role::WITHOUT_FOLDER) event.folder = event.archive = "";
+    // Which tags were pushed is all that fits a line.
+    if (role == Role::CONFIG_ITEM && fields[0] == "tag" && event.detail.size() < kMostDetail) {
+        event.detail.append(event.detail.empty() ? "" : ", ").append(fields[1]);
     }
 }
 
@@ -127,19 +111,14 @@ bool isDropped(Outcome outcome) {
 }
 
 void Events::add(const LogLine& line) {
-    switch (line.role()) {
-        case Role::DAEMON_START:
-            return startDaemon(line);
-        case Role::CHILD:
-        case Role::NOT_EXECUTED:
-            return addOfCollector(line);
-        default:
-            if (line.pattern != nullptr && line.pattern->isDump()) {
-                if (mDumping.size() >= kMostOpen) mDumping.clear();
-                mDumping.insert(line.process);
-            }
-            line.role() == Role::ERASED ? addOfArchive(line) : addOfDaemon(line);
+    const Role role = line.role();
+    if (role == Role::DAEMON_START) return startDaemon(line);
+    if (role == Role::CHILD || role == Role::NOT_EXECUTED) return addOfCollector(line);
+    if (line.pattern != nullptr && line.pattern->isDump()) {
+        if (mDumping.size() >= kMostOpen) mDumping.clear();
+        mDumping.insert(line.process);
     }
+    role == Role::ERASED ? addOfArchive(line) : addOfDaemon(line);
 }
 
 void Events::finish() {
@@ -181,9 +160,8 @@ void Events::addOfArchive(const LogLine& line) {
 }
 
 Events::Open* Events::findWaiting(const LogLine& line) {
-    Open* first = nullptr;
+    std::vector<Open*> waiting;
     Open* fitting = nullptr;
-    size_t count = 0;
     for (auto& [thread, open] : mOpen) {
         const Event& event = open.event;
         if (event.collector == line.process) return &open;
@@ -191,15 +169,12 @@ Events::Open* Events::findWaiting(const LogLine& line) {
         const bool waits = event.collectorStart != Event::kNoTime ||
                            (open.described && mDumping.count(event.daemon) == 0);
         if (!waits || event.collector != 0) continue;
-        count++;
-        first = &open;
-        if (line.role() != Role::CHILD || !fits(line, event)) continue;
-        if (fitting == nullptr || event.collectorStart < fitting->event.collectorStart) {
-            fitting = &open;
-        }
+        waiting.push_back(&open);
+        const bool isEarlier =
+                fitting == nullptr || event.collectorStart < fitting->event.collectorStart;
+        if (line.role() == Role::CHILD && fits(line, event) && isEarlier) fitting = &open;
     }
-    if (fitting != nullptr) return fitting;
-    return count == 1 ? first : nullptr;
+    return fitting == nullptr && waiting.size() == 1 ? waiting[0] : fitting;
 }
 
 bool Events::beginsAnother(const LogLine& line, const Open* open) {

@@ -104,19 +104,16 @@ const LogStory::Capture* LogStory::find(std::string_view archive) const {
 LogStory readStory(Session& session, const Device& device) {
     LogStory story;
     if (!device.log) return story;
-    readEvents(session, device,
-               {.event =
-                        [&story](const Event& event) {
-                            if (event.archive.empty()) return;
-                            story.captures[event.archive] = {event.outcome, tookOf(event),
-                                                             event.daemon};
-                        },
-                .line =
-                        [&story](const LogLine& line) {
-                            if (line.role() != LineRole::DAEMON_START) return;
-                            story.daemonStart = line.time / kMillisecondsPerSecond;
-                            story.daemon = line.process;
-                        }});
+    const auto takeEvent = [&](const Event& event) {
+        if (event.archive.empty()) return;
+        story.captures[event.archive] = {event.outcome, tookOf(event), event.daemon};
+    };
+    const auto takeLine = [&](const LogLine& line) {
+        if (line.role() != LineRole::DAEMON_START) return;
+        story.daemonStart = line.time / kMillisecondsPerSecond;
+        story.daemon = line.process;
+    };
+    readEvents(session, device, {.event = takeEvent, .line = takeLine});
     return story;
 }
 
