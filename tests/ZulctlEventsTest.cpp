@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 
 #include "base/Text.h"
 #include "tests/support/LogText.h"
@@ -51,7 +50,6 @@ const std::map<std::string, std::string> kWords = {
         {"started",
          "begin > prepare > D getZulBasePath:fileNum=0,folderName=/data/ZUL/0xffff/"
          "0xffff01_2025_03_04_05_06_07_0 > collect"},
-        {"erase", "8/9 D createZulPath:erase /data/ZUL/0xffff/$T.zul"},
 };
 
 std::string replaceAll(std::string text, const std::string& what, const std::string& by) {
@@ -321,9 +319,7 @@ Result callEvents(const std::string& log, std::vector<std::string> arguments) {
 }
 
 const std::string kStory =
-        "capture > begin a\x1b[2J > refused a\x1b[2J > begin b\xff 5/7 > 5/7 D remoteConfig "
-        "packageName is not "
-        "com.x ,return";
+        "capture > begin a\x1b[2J > refused a\x1b[2J > begin b\xff 5/7 > otherPackage - 5/7";
 
 TEST(EventsCommandTest, ShowsOneALineAndATotal) {
     const Result result = callEvents(makeLog(kStory), {});
@@ -393,75 +389,64 @@ TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
 TEST_F(ZulctlTest, WhatLiesOnDiskDecides) {
     struct Case {
         const char* story;
-        bool archive;
-        bool folder;
-        int lines;
+        /** An archive, a folder, and lines of the history. */
+        std::string disk;
         const char* outcomes;
-    };
-    const std::string failed = "failed collector made no archive";
-    const std::string gone = "captured gone since: pruned, or removed";
-    const Case cases[] = {
-            {"started > end", true, false, 1, "captured"},
-            {"started > end", false, false, 1, gone.c_str()},
-            {"started > end", false, true, 1, failed.c_str()},
-            {"started > end", true, true, 1, failed.c_str()},
-            {"started > end > started > end", true, true, 2,
-             "captured; failed collector made no archive"},
-            {"started > end > started > end", false, true, 2,
-             "failed collector made no archive; failed collector made no archive"},
-            {"started > end", true, false, 0, "captured"},
-            {"started > started > end", true, false, 1, "captured; captured"},
-            {"started > begin x > refused x", false, true, 1,
-             "killed collector did not end by itself; refused no legal tag"},
-            {"started > restart", true, false, 1, "captured"},
-            {"started > restart", false, true, 1, "interrupted daemon started anew"},
-            {"started > restart > erase 0xffff01_2025_03_04_05_06_07_0", false, false, 1,
-             gone.c_str()},
-            {"started > restart > erase x", false, true, 1, "interrupted daemon started anew"},
-            {"started", false, true, 1, "under-way"},
-            {"started > notExecuted > end", false, true, 1,
-             "no-collector collector cannot be executed: No such file or directory"},
-            {"begin > prepare > work > begin 0xffffffff", false, false, 0,
-             "unknown lines are missing; updated"},
     };
     const std::string name = "0xffff01_2025_03_04_05_06_07_0";
     const std::string path = "/data/ZUL/0xffff/" + name;
+    const std::string erase = "started > restart > 8/9 D createZulPath:erase " + path + ".zul";
+    const Case cases[] = {
+            {"started > end", "archive line", "captured"},
+            {"started > end", "line", "captured gone since: pruned, or removed"},
+            {"started > end", "folder line", "failed collector made no archive"},
+            {"started > end", "archive folder line", "failed collector made no archive"},
+            {"started > end > started > end", "archive folder line line",
+             "captured; failed collector made no archive"},
+            {"started > end > started > end", "folder line line",
+             "failed collector made no archive; failed collector made no archive"},
+            {"started > end", "archive", "captured"},
+            {"started > started > end", "archive line", "captured; captured"},
+            {"started > begin", "folder line", "killed collector did not end by itself; under-way"},
+            {"started > restart", "archive line", "captured"},
+            {"started > restart", "folder line", "interrupted daemon started anew"},
+            {erase.c_str(), "line", "captured gone since: pruned, or removed"},
+            {"started > restart > 8/9 D createZulPath:erase /x.zul", "folder line",
+             "interrupted daemon started anew"},
+            {"started", "folder line", "under-way"},
+            {"started > notExecuted > end", "folder line",
+             "no-collector collector cannot be executed: No such file or directory"},
+            {"begin > prepare > work > begin", "", "unknown lines are missing; under-way"},
+    };
     for (const Case& c : cases) {
         std::filesystem::remove_all(at("/data"));
-        if (c.archive) write(path + ".zul");
-        if (c.folder) makeFolder(path);
         std::string history;
-        for (int i = 0; i < c.lines; i++)
-            history += "0xffff01|2025-03-04 05:06:07|" + path + ".zul|B\n";
+        for (const std::string& what : zul::split(c.disk, " ")) {
+            if (what == "archive") write(path + ".zul");
+            if (what == "folder") makeFolder(path);
+            if (what == "line") history += "0xffff01|2025-03-04 05:06:07|" + path + ".zul|B\n";
+        }
         write("/data/ZUL/zul_history", history);
         write("/log", makeLog(c.story));
         std::string outcomes;
-        std::istringstream out(onCopy({"--log=" + at("/log"), "--no-legend", "events"}).out);
-        for (std::string line; std::getline(out, line);) {
+        for (const std::string& line :
+             zul::split(onCopy({"--log=" + at("/log"), "--no-legend", "events"}).out, "\n")) {
             const std::string reason = line.substr(std::min(line.size(), size_t{66}));
             outcomes += (outcomes.empty() ? "" : "; ") + line.substr(31, line.find(' ', 31) - 31) +
                         (reason.empty() || reason.starts_with(name) ? "" : " " + reason);
         }
-        EXPECT_EQ(outcomes, c.outcomes) << c.story << c.archive << c.folder << c.lines;
+        EXPECT_EQ(outcomes, c.outcomes) << c.story << c.disk;
     }
 }
 
 TEST_F(ZulctlTest, EventsOfSeveralDevicesAndTimes) {
     write("/one/ZUL/zul_history");
     write("/two/ZUL/zul_history");
-    write("/log", makeLog("begin a > refused a > begin b > D remoteConfig packageName is not com.x "
-                          ",return"));
+    write("/log", makeLog("begin a > refused a > begin b > otherPackage"));
     const auto events = [&](std::vector<std::string> options) {
         options.insert(options.begin(),
                        {"--root=" + at("/one"), "--log=" + at("/log"), "events", "--no-legend"});
         return call(options).out;
-    };
-    const auto tags = [](const std::string& out) {
-        std::string tags;
-        std::istringstream lines(out);
-        for (std::string line; std::getline(lines, line);)
-            tags += line.substr(line.find("refused") + 14, 1);
-        return tags;
     };
     const std::pair<std::vector<std::string>, const char*> cases[] = {
             {{}, "ab"},
@@ -476,8 +461,12 @@ TEST_F(ZulctlTest, EventsOfSeveralDevicesAndTimes) {
             {{"-S1970-01-01"}, "ab"},
             {{"-U1970-01-01"}, ""},
     };
-    for (const auto& [options, expected] : cases)
-        EXPECT_EQ(tags(events(options)), expected) << (options.empty() ? "" : options.back());
+    for (const auto& [options, expected] : cases) {
+        std::string tags;
+        for (const std::string& line : zul::split(events(options), "\n"))
+            tags += line.substr(line.find("refused") + 14, 1);
+        EXPECT_EQ(tags, expected) << (options.empty() ? "" : options.back());
+    }
     EXPECT_THAT(events({"--root=" + at("/two"), "--log=" + at("/log"), "-n1"}),
                 AllOf(StartsWith("one "), HasSubstr("\ntwo ")));
     EXPECT_EQ(call({"--root=" + at("/one"), "events"}).status, 2);
