@@ -39,73 +39,65 @@ TEST(LogPatternsTest, AreThoseOfTheReference) {
 }
 
 TEST(LogPatternsTest, MessagesHaveFields) {
-    struct Case {
-        char priority;
-        std::string message;
-        /** The format, a colon, and the fields in brackets; empty for none. */
-        std::string match;
-    };
     const std::string longTag(1023 - 16, 'a');
-    const Case cases[] = {
-            {'D', "startWork....", "startWork...:"},
-            {'D', "startWork.....", ""},
-            {'E', "startWork....", ""},
-            {'D', "", ""},
-            {'E', "*** fork fail", "*** fork fai:"},
+    // Of a priority and a message, the format, a colon, and the fields in brackets.
+    const std::pair<std::string, std::string> cases[] = {
+            {"D startWork....", "startWork...:"},
+            {"E *** fork fail", "*** fork fai:"},
             // A blank belongs to the format.
-            {'E', "Unable to open filePath: /a b ", "Unable to op:[/a b]"},
-            {'E', "Unable to open filePath: /a", ""},
-            {'D',
-             "prepare.....sceneType=a,flag=0x2c1,pid=-7, mCompressFileCount=3, extraInfo=a, "
+            {"E Unable to open filePath: /a b ", "Unable to op:[/a b]"},
+            {"D prepare.....sceneType=a,flag=0x2c1,pid=-7, mCompressFileCount=3, extraInfo=a, "
              "extraInfo=b",
              "prepare.....:[a][2c1][-7][3][a, extraInfo=b]"},
-            {'D', "prepare.....sceneType=,flag=0x0,pid=0, mCompressFileCount=0, extraInfo=",
+            {"D prepare.....sceneType=,flag=0x0,pid=0, mCompressFileCount=0, extraInfo=",
              "prepare.....:[][0][0][0][]"},
-            {'D', "prepare.....sceneType=a,flag=0x,pid=1, mCompressFileCount=3, extraInfo=", ""},
-            {'D', "prepare.....sceneType=a,flag=0x1,pid=-, mCompressFileCount=3, extraInfo=", ""},
-            {'D', "sceneType===a,sceneType.length()=1,mFlag=0xA", ""},
-            {'D', "sceneType===a,sceneType.length()=1,mFlag=0x1g", ""},
             // The length tells where a tag ends.
-            {'D', "sceneType===a,sceneType.length()=1", "sceneType===:[a][1]"},
-            {'D', "sceneType===,sceneType.length()=0,mFlag=0x8000000000000000",
+            {"D sceneType===a,sceneType.length()=1", "sceneType===:[a][1]"},
+            {"D sceneType===,sceneType.length()=0,mFlag=0x8000000000000000",
              "sceneType===:[][0][8000000000000000]"},
-            {'D', "sceneType===a,sceneType.length()=1,sceneType.length()=22,mFlag=0x1",
+            {"D sceneType===a,sceneType.length()=1,sceneType.length()=22,mFlag=0x1",
              "sceneType===:[a,sceneType.length()=1][22][1]"},
-            {'D', "sceneType===ab,sceneType.length()=3", ""},
-            {'D', "sceneType===a\nb,sceneType.length()=3", "sceneType===:[a\nb][3]"},
+            {"D sceneType===a\nb,sceneType.length()=3", "sceneType===:[a\nb][3]"},
             // Texts of others that look like a message.
-            {'E', "/a;/b copy to /c failed.", "%s copy to %:[/a;/b][/c]"},
-            {'D', "Illegal ZUL TAG a Illegal ZUL TAG b,break",
-             "Illegal ZUL :[a Illegal ZUL TAG b]"},
-            {'E', "tag too long for a capture folder: a copy to b failed.",
+            {"E /a;/b copy to /c failed.", "%s copy to %:[/a;/b][/c]"},
+            {"D Illegal ZUL TAG a Illegal ZUL TAG b,break", "Illegal ZUL :[a Illegal ZUL TAG b]"},
+            {"E tag too long for a capture folder: a copy to b failed.",
              "tag too long:[a copy to b failed.]"},
-            {'I', "a sceneType===b", ""},
-            {'D', "startZul Illegal ZUL TAG a,break", "%s Illegal Z:[startZul][a]"},
-            {'I', "startZul extraInfo = Illegal ZUL TAG a,break",
+            {"D startZul Illegal ZUL TAG a,break", "%s Illegal Z:[startZul][a]"},
+            {"I startZul extraInfo = Illegal ZUL TAG a,break",
              "%s extraInfo:[startZul][Illegal ZUL TAG a,break]"},
-            {'I',
-             "startZul sceneType===a, flag = 0x1; mZulCmd = b flag = c; extraInfo = d; "
+            {"I startZul sceneType===a, flag = 0x1; mZulCmd = b flag = c; extraInfo = d; "
              "mEventType = e; mEventSubType = f",
              "%s sceneType:[startZul][a][1][b flag = c][d][e][f]"},
-            {'D', "remoteConfig.cmds = x Illegal ZUL TAG a,break ",
+            {"D remoteConfig.cmds = x Illegal ZUL TAG a,break ",
              "remoteConfig:[cmds][x Illegal ZUL TAG a,break]"},
-            {'E', "unknow special scene type:\xff", "unknow speci:[\xff]"},
-            {'E', "unknow special scene type:", ""},
-            {'D', "sceneFlag===-1, mPid===7", "sceneFlag===:[-1][7]"},
+            {"E unknow special scene type:\xff", "unknow speci:[\xff]"},
+            {"D sceneFlag===-1, mPid===7", "sceneFlag===:[-1][7]"},
             // The log's limit cuts.
-            {'D', "Illegal ZUL TAG " + longTag, "Illegal ZUL :[" + longTag + "]"},
-            {'D', "Illegal ZUL TAG " + longTag.substr(1), ""},
-            {'E', std::string(2000, 'a'), ""},
+            {"D Illegal ZUL TAG " + longTag, "Illegal ZUL :[" + longTag + "]"},
+            {"D Illegal ZUL TAG " + longTag.substr(1), ""},
+            {"E " + std::string(2000, 'a'), ""},
     };
-    for (const Case& c : cases) {
+    for (const auto& [line, expected] : cases) {
         LineFields fields;
-        const LogPattern* pattern = matchLogLine(c.priority, c.message, fields);
+        const LogPattern* pattern = matchLogLine(line[0], std::string_view(line).substr(2), fields);
         std::string match;
         if (pattern != nullptr) match = std::string(pattern->format.substr(0, 12)) + ":";
         for (const std::string_view field : fields) {
             if (field.data() != nullptr) match += "[" + std::string(field) + "]";
         }
-        EXPECT_EQ(match, c.match) << c.message;
+        EXPECT_EQ(match, expected) << line;
+    }
+    for (const std::string_view line :
+         {"D startWork.....", "E startWork....", "D ", "E Unable to open filePath: /a",
+          "D prepare.....sceneType=a,flag=0x,pid=1, mCompressFileCount=3, extraInfo=",
+          "D prepare.....sceneType=a,flag=0x1,pid=-, mCompressFileCount=3, extraInfo=",
+          "D sceneType===a,sceneType.length()=1,mFlag=0xA",
+          "D sceneType===a,sceneType.length()=1,mFlag=0x1g",
+          "D sceneType===ab,sceneType.length()=3", "I a sceneType===b",
+          "E unknow special scene type:"}) {
+        LineFields fields;
+        EXPECT_EQ(matchLogLine(line[0], line.substr(2), fields), nullptr) << line;
     }
 }
 
@@ -138,7 +130,6 @@ std::string read(const std::string& text, LogTime newest = kNewest,
 
 TEST(LogFileTest, HeadersAreRead) {
     const std::string time = "03-04 05:06:07.089 ";
-    // Nothing: it is no line of the daemon's.
     const std::pair<std::string, std::string> cases[] = {
             {time + "12 34 D ZUL_DEBUG: startWork....", time + "12 34 D startWork...."},
             {time + "   12    34 D ZUL_DEBUG   : startWork....\r", time + "12 34 D startWork...."},
@@ -151,7 +142,6 @@ TEST(LogFileTest, HeadersAreRead) {
             {time + "10123    12    34 D ZUL_DEBUG: x", time + "12 34 D ? x"},
             {"\x1b[38;5;40m" + time + "1 2 I ZUL_DEBUG: x\x1b[0m", time + "1 2 I ? x"},
             {time + "D/ZUL_DEBUG(   12): startWork....", time + "12 12 D startWork...."},
-            {time + "D/ZUL(   12): startWork....", ""},
             {"[ " + time + "   12:   34 D/ZUL_DEBUG ]\nstartWork....\n",
              time + "12 34 D startWork...."},
             {"[ " + time + "12: 34 D/ZUL_DEBUG ]\nIllegal ZUL TAG a\nb,break\n\nx\n[ " + time +
@@ -163,22 +153,19 @@ TEST(LogFileTest, HeadersAreRead) {
              time + "1 2 I ? x"},
             {time + "1 2 D ZUL_DEBUG:", time + "1 2 D ? "},
             {time + "1 2 D ZUL_DEBUG:  x ", time + "1 2 D ?  x "},
-            {time + "1 2 D ZUL_DEBUGS: x", ""},
-            {time + "1 2 D App: ZUL_DEBUG: x", ""},
-            {"13-04 05:06:07.089 1 2 D ZUL_DEBUG: x", ""},
-            {"03-32 05:06:07.089 1 2 D ZUL_DEBUG: x", ""},
-            {"03-04 24:06:07.089 1 2 D ZUL_DEBUG: x", ""},
-            {time + "1 D ZUL_DEBUG: x", ""},
-            {time + "a 2 D ZUL_DEBUG: x", ""},
-            {time + "4294967297 2 D ZUL_DEBUG: x", ""},
-            {time + "1 2 X ZUL_DEBUG: x", ""},
-            {"--------- beginning of main", ""},
-            {"", ""},
     };
     setenv("TZ", "EAST-3", 1);
     tzset();
     for (const auto& [line, expected] : cases)
         EXPECT_EQ(replaceAll(read(line + "\n"), "2026-", ""), expected) << line;
+    for (const std::string& line :
+         {time + "D/ZUL(   12): startWork....", time + "1 2 D ZUL_DEBUGS: x",
+          time + "1 2 D App: ZUL_DEBUG: x", std::string("13-04 05:06:07.089 1 2 D ZUL_DEBUG: x"),
+          std::string("03-32 05:06:07.089 1 2 D ZUL_DEBUG: x"),
+          std::string("03-04 24:06:07.089 1 2 D ZUL_DEBUG: x"), time + "1 D ZUL_DEBUG: x",
+          time + "a 2 D ZUL_DEBUG: x", time + "4294967297 2 D ZUL_DEBUG: x",
+          time + "1 2 X ZUL_DEBUG: x", std::string("--------- beginning of main"), std::string("")})
+        EXPECT_EQ(read(line + "\n"), "") << line;
     unsetenv("TZ");
     tzset();
 }
@@ -192,6 +179,12 @@ TEST(LogFileTest, YearsGoOnAtTheEndOfOne) {
                    newest),
               "2025-12-31 23:59:59.000 1 1 D ? a\n2026-01-01 00:00:00.000 1 1 D ? b\n"
               "2025-12-31 23:59:59.999 1 1 D ? late\n2026-01-01 00:00:01.000 1 1 D ? c");
+    EXPECT_EQ(read("02-01 00:00:00.000 1 1 D ZUL_DEBUG: a\n"
+                   "08-15 00:00:00.000 1 1 D ZUL_DEBUG: b\n"
+                   "01-15 00:00:00.000 1 1 D ZUL_DEBUG: c\n",
+                   newest),
+              "2025-02-01 00:00:00.000 1 1 D ? a\n2025-08-15 00:00:00.000 1 1 D ? b\n"
+              "2026-01-15 00:00:00.000 1 1 D ? c");
     // A clock that is a little ahead is not one that is a year behind.
     EXPECT_EQ(read("01-02 12:00:00.000 1 1 D ZUL_DEBUG: a\n", newest),
               "2026-01-02 12:00:00.000 1 1 D ? a");

@@ -59,7 +59,7 @@ bool takePart(char letter, std::string_view& text, Stamp& stamp) {
     const size_t size = std::min(text.find_first_not_of(part->characters), text.size());
     if (size < part->fewest || size > part->most) return false;
     // A letter counts as itself; what is behind thousandths does not.
-    int64_t number = text[0];
+    int64_t number = static_cast<unsigned char>(text[0]);
     std::from_chars(text.data(), text.data() + (letter == 'f' ? 3 : size), number);
     if (number < part->lowest || number > part->highest) return false;
     if (part->number != nullptr) stamp.*part->number = number;

@@ -86,7 +86,7 @@ int64_t yearOf(LogTime time) {
 bool findTornIn(std::string_view text, LogHeader& header, std::string_view& message) {
     const size_t tag = text.find(kTag);
     if (tag == std::string_view::npos) return false;
-    for (size_t at = tag < kLongestHeader ? 0 : tag - kLongestHeader; at < tag; at++) {
+    for (size_t at = tag - std::min(tag, kLongestHeader); at < tag; at++) {
         LogHeader torn;
         if (!readLogHeader(text.substr(at), torn, message) || !torn.ours || torn.isLong) {
             continue;
