@@ -109,23 +109,20 @@ std::string replaceAll(std::string text, const std::string& what, const std::str
 
 /**
  * What LogFile makes of a text: time, process, thread, priority, message, and "?" for unknown ones,
- * with a line break between two lines.
+ * with a line break between two lines; behind them, how many are torn.
  */
-std::string read(const std::string& text, LogTime newest = kNewest,
-                 uint64_t* unreadable = nullptr) {
+std::string read(const std::string& text, LogTime newest = kNewest) {
     std::string lines;
     const TextFile file(text);
     LogFile log(file.fd(), newest);
-    LogLine line;
-    while (log.next(line)) {
+    for (LogLine line; log.next(line);) {
         lines += (lines.empty() ? "" : "\n") + formatLogTime(line.time) + " " +
                  std::to_string(line.process) + " " + std::to_string(line.thread) + " " +
                  line.priority + " " + (line.pattern == nullptr ? "? " : "") +
                  std::string(line.message);
     }
     EXPECT_EQ(log.error(), 0);
-    if (unreadable != nullptr) *unreadable = log.unreadable();
-    return lines;
+    return log.unreadable() == 0 ? lines : lines + "\ntorn: " + std::to_string(log.unreadable());
 }
 
 TEST(LogFileTest, HeadersAreRead) {
@@ -150,7 +147,7 @@ TEST(LogFileTest, HeadersAreRead) {
             {"[ " + time + "12: 34 D/ZUL_DEBUG ]\nx\nstartWork....\n",
              time + "12 34 D ? x\n" + time + "12 34 D ? startWork...."},
             {time + "1 2 I ZUL_DEBUG: x\n[ " + time + "12: 34 D/ZUL_DEBUG ]\ny",
-             time + "1 2 I ? x"},
+             time + "1 2 I ? x\ntorn: 1"},
             {time + "1 2 D ZUL_DEBUG:", time + "1 2 D ? "},
             {time + "1 2 D ZUL_DEBUG:  x ", time + "1 2 D ?  x "},
     };
@@ -158,14 +155,14 @@ TEST(LogFileTest, HeadersAreRead) {
     tzset();
     for (const auto& [line, expected] : cases)
         EXPECT_EQ(replaceAll(read(line + "\n"), "2026-", ""), expected) << line;
-    for (const std::string& line :
-         {time + "D/ZUL(   12): startWork....", time + "1 2 D ZUL_DEBUGS: x",
-          time + "1 2 D App: ZUL_DEBUG: x", std::string("13-04 05:06:07.089 1 2 D ZUL_DEBUG: x"),
-          std::string("03-32 05:06:07.089 1 2 D ZUL_DEBUG: x"),
-          std::string("03-04 24:06:07.089 1 2 D ZUL_DEBUG: x"), time + "1 D ZUL_DEBUG: x",
-          time + "a 2 D ZUL_DEBUG: x", time + "4294967297 2 D ZUL_DEBUG: x",
-          time + "1 2 X ZUL_DEBUG: x", std::string("--------- beginning of main"), std::string("")})
+    for (const std::string& line : {time + "D/ZUL(   12): x", time + "1 2 D ZUL_DEBUGS: x",
+                                    time + "1 2 D App: ZUL_DEBUG: x", std::string("--------- x")})
         EXPECT_EQ(read(line + "\n"), "") << line;
+    for (const std::string& header :
+         {std::string("13-04 05:06:07.089 1 2 D"), std::string("03-32 05:06:07.089 1 2 D"),
+          std::string("03-04 24:06:07.089 1 2 D"), time + "1 D", time + "a 2 D",
+          time + "4294967297 2 D", time + "1 2 X"})
+        EXPECT_EQ(read(header + " ZUL_DEBUG: x\n"), "\ntorn: 1") << header;
     unsetenv("TZ");
     tzset();
 }
@@ -201,7 +198,7 @@ TEST(LogFileTest, TheYearIsThatOfTheCaptures) {
              "2019 2019 2020 "},
             {{{"12-31", "nonsense"}, {"12-31", ""}}, "2026 2026 "},
             // Too far ahead to be seen before, it counts from there on.
-            {{{"12-31", std::string(100000, 'x')}, {"12-31", name}}, "2026 2019 "},
+            {{{"12-31", std::string(100000, 'x')}, {"12-31", name}}, "2026 2019 torn "},
     };
     for (const auto& [lines, expected] : cases) {
         std::string text;
@@ -242,18 +239,12 @@ TEST(LogFileTest, OtherFormatsAreAProblem) {
     }
 }
 
-const std::string kHeader = "03-04 05:06:07.089 1 2 D ZUL_DEBUG: ";
-const std::string kRead = "2026-03-04 05:06:07.089 1 2 D ";
-
 TEST(LogFileTest, BrokenLinesLoseNothingElse) {
+    const std::string header = "03-04 05:06:07.089 1 2 D ZUL_DEBUG: ";
+    const std::string shown = "2026-03-04 05:06:07.089 1 2 D ";
     const std::string large(8000, 'b');
-    /** In both texts "@" stands for the header of a line. */
-    struct Case {
-        std::string text;
-        std::string read;
-        uint64_t unreadable = 0;
-    };
-    const Case cases[] = {
+    // In both texts "@" stands for the header of a line.
+    const std::pair<std::string, std::string> cases[] = {
             {"@startWork....", "@startWork...."},
             // A message over several lines, with a header each or without.
             {"@Illegal ZUL TAG a\n\nb,break\n", "@? Illegal ZUL TAG a\n@? \n@b,break"},
@@ -275,24 +266,21 @@ TEST(LogFileTest, BrokenLinesLoseNothingElse) {
             {"@startWork....\nIllegal ZUL TAG a\nb,break\n",
              "@startWork....\n@? Illegal ZUL TAG a\n@? b,break"},
             // Torn by another line.
-            {"@startW@startWork....\n", "@startWork....", 1},
-            {"03-04 05:0@startWork....\n", "@startWork....", 1},
-            {"@st@st@startWork....\n", "@? st@startWork....", 1},
-            {"4 05:06 1 2 D ZUL_DEBUG: startWork....\n", "", 1},
+            {"@startW@startWork....\n", "@startWork....\ntorn: 1"},
+            {"03-04 05:0@startWork....\n", "@startWork....\ntorn: 1"},
+            {"@st@st@startWork....\n", "@? st@startWork....\ntorn: 1"},
+            {"4 05:06 1 2 D ZUL_DEBUG: startWork....\n", "\ntorn: 1"},
             {"@dnam=@startWork....\n", "@dnam=@startWork...."},
             {std::string("@dnam=\xff\0\x1b[31m\n", 14), std::string("@dnam=\xff\0\x1b[31m", 13)},
             // Longer than any line.
             {"@dnam=" + std::string(300000, 'a') + "\n@startWork....\n",
-             "@dnam=" + std::string(LineReader::kLongestLine - kHeader.size() - 5, 'a') +
-                     "\n@startWork....",
-             1},
+             "@dnam=" + std::string(LineReader::kLongestLine - header.size() - 5, 'a') +
+                     "\n@startWork....\ntorn: 1"},
             {std::string(100000, 'a'), ""},
     };
-    for (const Case& c : cases) {
-        uint64_t unreadable = 0;
-        const std::string lines = read(replaceAll(c.text, "@", kHeader), kNewest, &unreadable);
-        EXPECT_EQ(replaceAll(replaceAll(lines, kRead, "@"), kHeader, "@"), c.read);
-        EXPECT_EQ(unreadable, c.unreadable) << c.text;
+    for (const auto& [text, expected] : cases) {
+        const std::string lines = replaceAll(read(replaceAll(text, "@", header)), shown, "@");
+        EXPECT_EQ(replaceAll(lines, header, "@"), expected);
     }
 }
 
