@@ -177,11 +177,11 @@ TEST(LogFileTest, YearsGoOnAtTheEndOfOne) {
               "2025-12-31 23:59:59.000 1 1 D ? a\n2026-01-01 00:00:00.000 1 1 D ? b\n"
               "2025-12-31 23:59:59.999 1 1 D ? late\n2026-01-01 00:00:01.000 1 1 D ? c");
     EXPECT_EQ(read("02-01 00:00:00.000 1 1 D ZUL_DEBUG: a\n"
-                   "08-15 00:00:00.000 1 1 D ZUL_DEBUG: b\n"
-                   "01-15 00:00:00.000 1 1 D ZUL_DEBUG: c\n",
+                   "07-15 00:00:00.000 1 1 D ZUL_DEBUG: b\n"
+                   "01-10 00:00:00.000 1 1 D ZUL_DEBUG: c\n",
                    newest),
-              "2025-02-01 00:00:00.000 1 1 D ? a\n2025-08-15 00:00:00.000 1 1 D ? b\n"
-              "2026-01-15 00:00:00.000 1 1 D ? c");
+              "2025-02-01 00:00:00.000 1 1 D ? a\n2025-07-15 00:00:00.000 1 1 D ? b\n"
+              "2026-01-10 00:00:00.000 1 1 D ? c");
     // A clock that is a little ahead is not one that is a year behind.
     EXPECT_EQ(read("01-02 12:00:00.000 1 1 D ZUL_DEBUG: a\n", newest),
               "2026-01-02 12:00:00.000 1 1 D ? a");

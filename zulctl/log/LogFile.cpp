@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "base/Text.h"
@@ -24,8 +25,6 @@ constexpr std::string_view kMarker = "--------- ";
 constexpr std::string_view kColorEnd = "\x1b[0m";
 constexpr int64_t kSecond = 1000;
 constexpr int64_t kDay = 24 * 60 * 60 * kSecond;
-/** Lines of several processes are a little out of order; a year's end is further away than that. */
-constexpr int64_t kOverYearEnd = 200 * kDay;
 /** The longest header is shorter. */
 constexpr size_t kLongestHeader = 96;
 
@@ -79,7 +78,9 @@ LogTime timeInYear(LogHeader header, int64_t year) {
 }
 
 int64_t yearOf(LogTime time) {
-    return atoi(formatLogSecond(time).c_str());
+    using namespace std::chrono;
+    const sys_days day = floor<days>(sys_time<milliseconds>(milliseconds(time)));
+    return static_cast<int>(year_month_day(day).year());
 }
 
 /** Finds a whole line of the daemon's behind one that broke off, without a line end between. */
@@ -107,34 +108,29 @@ int64_t millisecondsOf(LogTime time) {
 LogTime LogFile::timeOf(const LogHeader& header) {
     if (header.month == 0) return wallTime(header.second) * kSecond + header.thousandth;
     if (header.year != 0) return timeInYear(header, header.year);
-    if (mYear == 0) {
-        mYear = yearOf(mNewest);
-        if (timeInYear(header, mYear) > mNewest + kDay) mYear--;
-        mLatest = timeInYear(header, mYear);
+    if (!mNear) {
+        const LogTime latest = timeInYear(header, yearOf(mNewest));
+        const bool isAhead = latest > mNewest + kDay;
+        mNear = isAhead ? timeInYear(header, yearOf(mNewest) - 1) : latest;
         // The file's time may be that of copying: what is ahead knows better.
         const std::string_view ahead = mLines.ahead();
-        const size_t name = ahead.find(kFolderStart);
-        if (name != std::string_view::npos) learnYear(header, ahead.substr(name));
+        learnTime(ahead.substr(std::min(ahead.find(kFolderStart), ahead.size())));
     }
-    LogTime time = timeInYear(header, mYear);
-    if (time < mLatest - kOverYearEnd) time = timeInYear(header, ++mYear);
-    if (time > mLatest + kOverYearEnd) time = timeInYear(header, mYear - 1);
-    mLatest = std::max(mLatest, time);
+    // Lines of several processes are a little out of order, and a year may end between them.
+    const int64_t year = yearOf(*mNear);
+    const auto apart = [&](int64_t each) { return std::abs(timeInYear(header, each) - *mNear); };
+    const LogTime time =
+            timeInYear(header, std::min({year, year - 1, year + 1},
+                                        [&](int64_t a, int64_t b) { return apart(a) < apart(b); }));
+    mNear = std::max(*mNear, time);
     return time;
 }
 
-/** Finds the year of a line near to where a capture's folder is named, which has one. */
-void LogFile::learnYear(const LogHeader& header, std::string_view text) {
+void LogFile::learnTime(std::string_view text) {
     text = text.substr(0, text.find_first_of(" \r\n"));
     const auto parts = parseArchiveName(text.substr(text.rfind('/') + 1));
     const auto time = parts ? parseNameTime(parts->time) : std::nullopt;
-    if (!time || header.month == 0 || header.year != 0) return;
-    const LogTime named = *time * kSecond;
-    const auto apart = [&](int64_t year) { return std::abs(timeInYear(header, year) - named); };
-    const int64_t year = yearOf(named);
-    mYear = std::min({year, year - 1, year + 1},
-                     [&](int64_t a, int64_t b) { return apart(a) < apart(b); });
-    mLatest = timeInYear(header, mYear);
+    if (time) mNear = *time * kSecond;
 }
 
 bool LogFile::next(LogLine& line) {
@@ -203,7 +199,7 @@ bool LogFile::readLine(LogLine& line) {
         if (header == mHeader) mContinued++;
     }
 
-    if (line.role() == LineRole::FOLDER) learnYear(header, line.fields[1]);
+    if (line.role() == LineRole::FOLDER) learnTime(line.fields[1]);
     line.time = timeOf(header);
     line.process = static_cast<int32_t>(header.process);
     line.thread = static_cast<int32_t>(header.thread);

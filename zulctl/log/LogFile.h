@@ -72,7 +72,8 @@ class LogFile {
     /** False for what is not the daemon's. */
     bool readLine(LogLine& line);
     LogTime timeOf(const LogHeader& header);
-    void learnYear(const LogHeader& header, std::string_view text);
+    /** A capture's folder is named by a time that is near to its line's. */
+    void learnTime(std::string_view text);
 
     LineReader mLines;
     const LogTime mNewest;
@@ -89,8 +90,8 @@ class LogFile {
     bool mAtLongStart = false;
     /** The first line without a header, while there was none with one. */
     std::string mSample;
-    int64_t mYear = 0;
-    LogTime mLatest = 0;
+    /** The latest time of a line without a year, or that of a capture's name. */
+    std::optional<LogTime> mNear;
 };
 
 /** The log's time as "YYYY-MM-DD HH:MM:SS.mmm", and without the milliseconds. */

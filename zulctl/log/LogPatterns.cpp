@@ -138,7 +138,6 @@ size_t matchStretch(std::string_view stretch, std::string_view text, LineFields&
  * the message does. What was cut off at the log's limit may be missing.
  */
 bool matchFormat(std::string_view format, std::string_view text, LineFields& fields) {
-    fields = {};
     size_t count = 0;
     std::string_view stretch = firstStretch(format);
     size_t at = matchStretch(stretch, text, fields, count);
