@@ -245,13 +245,10 @@ Status run(const std::vector<std::string>& arguments, FILE* out, FILE* err) {
         const std::string name = call.named ? std::string(call.command->name) + ": " : "";
         return session.wrongCall(name + call.wrong + " (--help tells more)");
     }
-    Status status = Status::FINE;
-    if (call.options.help || call.options.version) {
-        fputs(call.options.help ? helpOf(call).c_str() : kVersion, out);
-    } else {
-        status = call.command->run(session);
-    }
-    if (fflush(out) != 0 || ferror(out) != 0) {
+    const bool isQuestion = call.options.help || call.options.version;
+    if (isQuestion) fputs(call.options.help ? helpOf(call).c_str() : kVersion, out);
+    const Status status = isQuestion ? Status::FINE : call.command->run(session);
+    if (!session.out().flush()) {
         session.problem(std::string("the output cannot be written: ") + strerror(errno));
     }
     return session.worst(status);

@@ -19,7 +19,10 @@ namespace {
 
 constexpr int64_t kMillisecondsPerSecond = 1000;
 
-constexpr char kLogcat[] = "logcat -v threadtime -v year -s ZUL_DEBUG";
+/** For a shell, which tells by 127 that there is none. */
+constexpr char kLogcat[] =
+        "command -v logcat >/dev/null || exit 127; "
+        "exec logcat -v threadtime -v year -s ZUL_DEBUG";
 
 /** A time that the log's first line is not behind: a log that is still written to is newer. */
 LogTime newestOf(int fd) {
@@ -54,9 +57,7 @@ void readLog(Session& session, const std::string& name, int fd, const LogTaker& 
 
 /** False where there is no logcat. It ends when nobody reads it any more. */
 bool readLogcat(Session& session, const LogTaker& taker) {
-    std::string command = "command -v logcat >/dev/null || exit 127; exec ";
-    command += kLogcat;
-    if (taker.idle == nullptr) command += " -d";
+    const std::string command = std::string(kLogcat) + (taker.idle == nullptr ? " -d" : "");
     FILE* const log = popen(command.c_str(), "re");
     if (log == nullptr) return false;
     readLog(session, "logcat", fileno(log), taker);
@@ -69,13 +70,12 @@ bool readLogcat(Session& session, const LogTaker& taker) {
 bool readEvents(Session& session, const Device& device, const LogTaker& taker) {
     if (!device.log) return session.options().roots.empty() && readLogcat(session, taker);
     const std::string& name = *device.log;
-    const bool standardInput = name == "-";
-    const zul::ScopedFd opened(standardInput ? -1 : open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    const int fd = standardInput ? STDIN_FILENO : opened.get();
-    if (fd < 0) {
-        session.problem(name + ": " + strerror(errno));
+    const zul::ScopedFd log(name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                        : open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    if (log.ok()) {
+        readLog(session, name, log.get(), taker);
     } else {
-        readLog(session, name, fd, taker);
+        session.problem(name + ": " + strerror(errno));
     }
     return true;
 }
