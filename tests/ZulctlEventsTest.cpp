@@ -193,6 +193,7 @@ TEST(EventsTest, OutcomesAreToldWithTheirReasons) {
             // Odd tags.
             {"begin a\nb > refused a\nb", "a\nb refused: no legal tag"},
             {"lookUp a\nb > refused a\nb", "a\nb refused: no legal tag"},
+            {"lookUp > describe b > noFolder", "a no-folder: no folder"},
             {"D sceneType===,sceneType.length()=0,mFlag=0x1 > D Illegal ZUL TAG ,break",
              " refused: no legal tag"},
             // Several threads.

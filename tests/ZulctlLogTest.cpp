@@ -144,6 +144,8 @@ TEST(LogFileTest, HeadersAreRead) {
             {"[ " + time + "12: 34 D/ZUL_DEBUG ]\nIllegal ZUL TAG a\nb,break\n\nx\n[ " + time +
                      "12: 34 D/OTHER ]\nstartWork....\n",
              time + "12 34 D ? Illegal ZUL TAG a\n" + time + "12 34 D b,break"},
+            {"[ " + time + "12: 34 D/ZUL_DEBUG ]\na[ " + time + "12: 34 D/ZUL_DEBUG ]\n",
+             time + "12 34 D ? a[ " + time + "12: 34 D/ZUL_DEBUG ]"},
             {"[ " + time + "12: 34 D/ZUL_DEBUG ]\nx\nstartWork....\n",
              time + "12 34 D ? x\n" + time + "12 34 D ? startWork...."},
             {time + "1 2 I ZUL_DEBUG: x\n[ " + time + "12: 34 D/ZUL_DEBUG ]\ny",
@@ -268,6 +270,9 @@ TEST(LogFileTest, BrokenLinesLoseNothingElse) {
             // Torn by another line.
             {"@startW@startWork....\n", "@startWork....\ntorn: 1"},
             {"03-04 05:0@startWork....\n", "@startWork....\ntorn: 1"},
+            {"03-04 05:06:07.089 1 2 D@startWork....\n", "@startWork....\ntorn: 1"},
+            {"03-04 05:06:07.089 1@startWork....\n", "@startWork....\ntorn: 1"},
+            {"03-04 05:06:07.089 D/ZUL_DEBUG( 1)@startWork....\n", "\ntorn: 1"},
             {"@st@st@startWork....\n", "@? st@startWork....\ntorn: 1"},
             {"4 05:06 1 2 D ZUL_DEBUG: startWork....\n", "\ntorn: 1"},
             {"@dnam=@startWork....\n", "@dnam=@startWork...."},

@@ -136,6 +136,8 @@ TEST(CommandLineTest, RightOnesAreTakenInAllTheirForms) {
             {"events -h", "  -f, --follow                go on"},
             {"config --help", "  config check FILE|-"},
             {"help config match", "config match [OPTION...] TAG [PACKAGE]"},
+            {"help list", "  unrecorded   the archive"},
+            {"help mask", "short: anr, log."},
             {"--version", "--json is of version 1"},
             {"mask --json 1", "{\"v\":1"},
             {"--json mask 1", "{\"v\":1"},

@@ -77,13 +77,15 @@ void describe(const LogLine& line, Event& event) {
     const bool isReason = event.reason[0] == '\0' && pattern.reason[0] != '\0';
     if (isReason) event.reason = pattern.reason;
     if (pattern.outcome != Outcome::UNKNOWN) event.outcome = pattern.outcome;
+    const Role role = pattern.role;
+    // A line that tells a tag's length knows where it ends.
+    const bool isTag = event.tag.empty() || role == Role::DESCRIBED;
     for (size_t i = 0; i < pattern.fields.size(); i++) {
         for (const auto& [letter, text] : kTexts) {
-            const bool counts = letter != 'd' || isReason;
+            const bool counts = letter == 'd' ? isReason : letter != 't' || isTag;
             if (letter == pattern.fields[i] && counts) event.*text = fields[i];
         }
     }
-    const Role role = pattern.role;
     if (role == Role::PREPARE) event.preparationStart = line.time;
     if (role == Role::RECORD) event.historyStart = line.time;
     if (role == Role::COLLECTOR) event.collectorStart = line.time;

@@ -44,10 +44,10 @@ struct HeaderForm {
 };
 
 constexpr HeaderForm kForms[] = {
-        {"~p~t~l~", "~:"},
-        {"~u~p~t~l~", "~:"},
-        {"~l/", "~(~p):"},
-        {"~p:~t~l/", "~]", true},
+        {" ~p ~t ~l ", "~:"},
+        {" ~u ~p ~t ~l ", "~:"},
+        {" l/", "~(~p):"},
+        {" ~p:~t ~l/", "~]", true},
 };
 
 /** Reads the header of a line; `message` becomes what stands behind it. False when there is none. */
@@ -62,6 +62,8 @@ bool readLogHeader(std::string_view text, LogHeader& header, std::string_view& m
         if (!header.ours) return true;
         text.remove_prefix(kTag.size());
         header.ours = takeStamp({form.end}, text, header);
+        // Another tag may begin so; else it is torn.
+        if (!header.ours) return !text.starts_with('(');
         // -v time has no threads.
         if (header.thread == 0) header.thread = header.process;
         // An empty message may have lost its blank.
@@ -89,10 +91,10 @@ bool findTornIn(std::string_view text, LogHeader& header, std::string_view& mess
     if (tag == std::string_view::npos) return false;
     for (size_t at = tag - std::min(tag, kLongestHeader); at < tag; at++) {
         LogHeader torn;
-        if (!readLogHeader(text.substr(at), torn, message) || !torn.ours || torn.isLong) {
-            continue;
-        }
+        std::string_view rest;
+        if (!readLogHeader(text.substr(at), torn, rest) || !torn.ours || torn.isLong) continue;
         header = torn;
+        message = rest;
         return true;
     }
     return false;
@@ -187,8 +189,8 @@ bool LogFile::readLine(LogLine& line) {
         mPending.clear();
         return false;
     }
-    const bool goesOn = (continues || header == mHeader) && !mPending.empty();
-    if (line.pattern != nullptr || isTorn) {
+    const bool goesOn = (continues || header == mHeader) && !isTorn && !mPending.empty();
+    if (line.pattern != nullptr) {
         mPending.clear();
     } else if (goesOn && mPending.size() <= LineReader::kLongestLine) {
         mJoined = mPending.append("\n").append(line.message);

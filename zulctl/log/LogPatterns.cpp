@@ -147,7 +147,7 @@ bool matchFormat(std::string_view format, std::string_view text, LineFields& fie
         stretch = firstStretch(format);
         const bool isLast = stretch.size() == format.size();
         const std::string_view literal = stretch.substr(0, stretch.find('%'));
-        const size_t field = count++;
+        const size_t field = count;
         const size_t start = at;
         size_t end = stretch.empty() ? text.size() : text.find(literal, start);
         for (; end != std::string_view::npos; end = text.find(literal, end + 1)) {
