@@ -91,8 +91,8 @@ TEST(WallTimeTest, ReadsAgesAndTimesOfUsers) {
     };
     for (const auto& [text, before] : cases)
         EXPECT_EQ(parseWhen(text, now), now - before) << text;
-    for (const char* text : {"", "h", "1", "1x", "-1h", "1.5h", "1hh", "2025-3-1", "12345678901s",
-                             "5m30", "4:07", "04:60", "2025-03-01x10:00"})
+    for (const char* text : {"", "h", "1", "1x", "-1h", "1.5h", "1hh", "2025-3-1", "2025-03-1",
+                             "12345678901s", "5m30", "4:07", "04:60", "2025-03-01x10:00"})
         EXPECT_FALSE(parseWhen(text, now)) << text;
 }
 
@@ -132,6 +132,7 @@ TEST(CommandLineTest, RightOnesAreTakenInAllTheirForms) {
     const std::pair<const char*, const char*> calls[] = {
             {"--help", "Usage: zulctl [OPTION...] [COMMAND"},
             {"help", "  events [TAG...]"},
+            {"help", " (the default)\n"},
             {"help events", "Usage: zulctl [OPTION...] events [OPTION...] [TAG...]"},
             {"events -h", "  -f, --follow                go on"},
             {"config --help", "  config check FILE|-"},
