@@ -113,17 +113,28 @@ TEST(PropertiesTest, ValuesReadAsOnADevice) {
     EXPECT_EQ(-1, property_set("ro.test", "late"));
 }
 
-TEST(LogTest, OneLineIsOneWriteOfBoundedSize) {
-    for (const size_t size : {0u, 1023u, 1024u, 4069u}) {
-        const std::string message(size, 'm');
+TEST(LogTest, RowsAreOneWriteOfBoundedSize) {
+    const std::string m(1023, 'm');
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+            {"", {""}},
+            {m, {m}},
+            {m + "m", {m}},
+            {"a\n" + std::string(2000, 'b'), {"a", std::string(1021, 'b')}},
+            {"a\n03-04 05:06:07.089 1 2 D T: b\n\nc\n",
+             {"a", "03-04 05:06:07.089 1 2 D T: b", "", "c\n"}},
+    };
+    for (const auto& [message, rows] : cases) {
         testing::internal::CaptureStderr();
         const int written = __android_log_print(ANDROID_LOG_INFO, "T", "%s", message.c_str());
-        const std::string line = testing::internal::GetCapturedStderr();
-        EXPECT_THAT(line, testing::MatchesRegex("..-.. ..:..:..\\.... .*"));
-        EXPECT_EQ(line.substr(std::min<size_t>(line.size(), 19)),
-                  std::to_string(getpid()) + " " + std::to_string(gettid()) +
-                          " I T: " + message.substr(0, 1023) + "\n");
-        EXPECT_EQ(line.size(), static_cast<size_t>(written));
+        const std::string lines = testing::internal::GetCapturedStderr();
+        const std::string time = lines.substr(0, 19);
+        EXPECT_THAT(time, testing::MatchesRegex("..-.. ..:..:..\\.... "));
+        std::string expected;
+        for (const std::string& row : rows)
+            expected += time + std::to_string(getpid()) + " " + std::to_string(gettid()) +
+                        " I T: " + row + "\n";
+        EXPECT_EQ(lines, expected);
+        EXPECT_EQ(lines.size(), static_cast<size_t>(written));
     }
 }
 

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
+#include <numeric>
+#include <utility>
 
-#include "base/Text.h"
 #include "zulctl/Command.h"
 #include "zulctl/Session.h"
 
@@ -18,66 +18,49 @@ namespace {
 /** Of a device, it is part of the build; what readers of --json go by is the number. */
 constexpr char kVersion[] = "zulctl, not released yet; --json is of version 1\n";
 
-/** A call, taken apart in one pass. */
-struct Call {
-    /** The one that is named; else the first of all. */
-    const Command* command = commands()[0];
-    bool named = false;
-    Options options;
-    /** The first word of commands with two, where the second is missing. */
-    std::string group;
-    /** What is wrong with the call; empty for nothing. */
-    std::string wrong;
-    std::vector<const Option*> given;
-};
-
-size_t wordsOf(const Command& command) {
-    return zul::split(command.name, " ").size();
-}
-
-std::string groupOf(const Command& command) {
-    return wordsOf(command) > 1 ? zul::split(command.name, " ")[0] : "";
+/** The first word of a command with two; else nothing. */
+std::string_view groupOf(const Command& command) {
+    const std::string_view name = command.name;
+    const size_t blank = name.find(' ');
+    return name.substr(0, blank == name.npos ? 0 : blank);
 }
 
 /** How many letters have to be exchanged, added or taken away. */
 size_t distance(std::string_view a, std::string_view b) {
     std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); j++)
-        row[j] = j;
+    std::iota(row.begin(), row.end(), 0);
     for (size_t i = 1; i <= a.size(); i++) {
-        size_t corner = row[0];
-        row[0] = i;
+        size_t corner = std::exchange(row[0], i);
         for (size_t j = 1; j <= b.size(); j++) {
-            const size_t above = row[j];
-            row[j] = std::min({above + 1, row[j - 1] + 1, corner + (a[i - 1] != b[j - 1])});
-            corner = above;
+            const size_t exchanged = corner + (a[i - 1] != b[j - 1]);
+            corner = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, exchanged});
         }
     }
     return row[b.size()];
 }
 
 std::string unknownCommand(const std::string& word) {
-    std::string nearest;
+    std::string hint;
     size_t least = 3;
     for (const Command* command : commands()) {
-        const std::string group = groupOf(*command);
-        const std::string name = group.empty() ? command->name : group;
+        const std::string_view group = groupOf(*command);
+        const std::string name(group.empty() ? command->name : group);
         const size_t apart = distance(word, name);
-        if (apart < least) nearest = name;
+        if (apart < least) hint = ", did you mean " + name + "?";
         least = std::min(least, apart);
     }
-    return "unknown command " + word + (nearest.empty() ? "" : ", did you mean " + nearest + "?");
+    return "unknown command " + word + hint;
 }
 
-class Parser {
+/** A call, taken apart in one pass. */
+class Call {
   public:
-    explicit Parser(std::vector<std::string> words) : mWords(std::move(words)) {}
-
-    Call parse() {
-        for (mNext = 0; mNext < mWords.size() && mCall.wrong.empty(); mNext++) {
-            const std::string& word = mWords[mNext];
+    explicit Call(std::vector<std::string> words) : mWords(std::move(words)) {
+        while (mNext < mWords.size() && wrong.empty()) {
+            const std::string& word = mWords[mNext++];
             if (mOnlyOperands || word.size() < 2 || word[0] != '-') {
-                takeWord();
+                takeWord(word);
             } else if (word == "--") {
                 mOnlyOperands = true;
             } else if (word[1] == '-') {
@@ -86,151 +69,132 @@ class Parser {
                 takeLetters(word.substr(1));
             }
         }
-        checkWhole();
-        return std::move(mCall);
+        if (wrong.empty() && !options.help && !options.version) wrong = complaint();
     }
+
+    /** The one that is named; else the first of all. */
+    const Command* command = commands()[0];
+    bool named = false;
+    Options options;
+    /** The first word of commands with two, where the second is missing. */
+    std::string group;
+    /** What is wrong with the call; empty for nothing. */
+    std::string wrong;
 
   private:
-    void takeWord() {
-        if (mCall.named) {
-            mCall.options.operands.push_back(mWords[mNext]);
-            return;
-        }
-        const std::string& word = mWords[mNext];
+    void takeWord(const std::string& word) {
+        if (named) return options.operands.push_back(word);
         if (word == "help") {
-            mCall.options.help = true;
+            options.help = true;
             return;
         }
-        for (const Command* command : commands()) {
-            const std::vector<std::string> name = zul::split(command->name, " ");
-            if (mWords.size() - mNext < name.size()) continue;
-            const auto begin = mWords.begin() + static_cast<ptrdiff_t>(mNext);
-            if (!std::equal(name.begin(), name.end(), begin)) continue;
-            mCall.command = command;
-            mCall.named = true;
-            mNext += name.size() - 1;
-            return;
+        const std::string name = group.empty() ? word : group + " " + word;
+        for (const Command* each : commands()) {
+            if (name == each->name) {
+                if (each != command && !mEarly.empty()) wrong = "no option " + mEarly;
+                named = true;
+                command = each;
+                group.clear();
+                return;
+            }
+            if (name == groupOf(*each)) group = name;
         }
-        const auto isOfGroup = [&](const Command* each) { return groupOf(*each) == word; };
-        if (mCall.group.empty() && std::any_of(commands().begin(), commands().end(), isOfGroup)) {
-            mCall.group = word;
-        } else {
-            mCall.wrong = unknownCommand(mCall.group.empty() ? word : mCall.group + " " + word);
-        }
+        if (group != name) wrong = unknownCommand(name);
     }
 
-    const Option* find(const std::function<bool(const Option&)>& fits) const {
-        for (const std::span<const Option> options : {globalOptions(), mCall.command->options}) {
-            const auto found = std::find_if(options.begin(), options.end(), fits);
-            if (found != options.end()) return &*found;
+    /** Null, and a complaint, where there is none. */
+    const Option* find(const std::string& name) {
+        for (const std::span<const Option> known : {globalOptions(), command->options}) {
+            for (const Option& option : known) {
+                const std::string longName = std::string("--") + option.name;
+                if (name != longName && name != std::string{'-', option.letter}) continue;
+                if (!named && known.data() != globalOptions().data()) mEarly = longName;
+                return &option;
+            }
         }
+        wrong = "unknown option " + name;
         return nullptr;
     }
 
     void takeLong(const std::string& text) {
         const size_t equal = text.find('=');
-        const std::string name = text.substr(0, equal);
-        const Option* option = find([&](const Option& each) { return each.name == name; });
-        if (option == nullptr) {
-            mCall.wrong = "unknown option --" + name;
-        } else if (equal == std::string::npos) {
-            set(*option, nullptr);
-        } else if (option->value == nullptr) {
-            mCall.wrong = "option --" + name + " takes no value";
-        } else {
-            const std::string value = text.substr(equal + 1);
-            set(*option, &value);
-        }
+        const Option* const option = find("--" + text.substr(0, equal));
+        if (option == nullptr) return;
+        if (equal == std::string::npos) return take(*option);
+        if (option->value != nullptr) return take(*option, text.substr(equal + 1));
+        wrong = std::string("option --") + option->name + " takes no value";
     }
 
-    void takeLetters(std::string letters) {
-        while (!letters.empty() && mCall.wrong.empty()) {
-            const Option* option =
-                    find([&](const Option& each) { return each.letter == letters[0]; });
-            if (option == nullptr) {
-                mCall.wrong = std::string("unknown option -") + letters[0];
-                return;
-            }
-            letters.erase(0, 1);
-            if (option->value == nullptr || letters.empty()) {
-                set(*option, nullptr);
-            } else {
-                set(*option, &letters);
-                return;
-            }
+    void takeLetters(const std::string& letters) {
+        for (size_t i = 0; i < letters.size(); i++) {
+            const Option* const option = find({'-', letters[i]});
+            if (option == nullptr) return;
+            const bool hasValue = option->value != nullptr && i + 1 < letters.size();
+            if (hasValue) return take(*option, letters.substr(i + 1));
+            take(*option);
         }
     }
 
     /** A value that is not given with the option is the next word. */
-    void set(const Option& option, const std::string* value) {
-        mCall.given.push_back(&option);
-        Options& options = mCall.options;
-        if (const auto* flag = std::get_if<bool Options::*>(&option.target)) {
-            options.** flag = true;
-            return;
-        }
-        if (value == nullptr && mNext + 1 == mWords.size()) {
-            mCall.wrong = std::string("option --") + option.name + " needs a value";
-            return;
-        }
-        const std::string text = value != nullptr ? *value : mWords[++mNext];
-        if (const auto* list = std::get_if<std::vector<std::string> Options::*>(&option.target)) {
-            (options.**list).push_back(text);
-        } else if (const auto* one =
-                           std::get_if<std::optional<std::string> Options::*>(&option.target)) {
-            options.** one = text;
-        } else {
-            size_t number = 0;
-            const char* const end = text.data() + text.size();
-            const auto [stopped, error] = std::from_chars(text.data(), end, number);
-            if (error != std::errc() || stopped != end || text.empty()) {
-                mCall.wrong = std::string("no number for --") + option.name + ": " + text;
+    void take(const Option& option, std::optional<std::string> value = std::nullopt) {
+        if (option.value != nullptr && !value) {
+            if (mNext == mWords.size()) {
+                wrong = std::string("option --") + option.name + " needs a value";
+                return;
             }
-            options.**std::get_if<std::optional<size_t> Options::*>(&option.target) = number;
+            value = mWords[mNext++];
         }
+        const auto set = [&](auto target) {
+            auto& field = options.*target;
+            using Field = std::decay_t<decltype(field)>;
+            if constexpr (std::is_same_v<Field, bool>) {
+                field = true;
+            } else if constexpr (std::is_same_v<Field, std::optional<std::string>>) {
+                field = value;
+            } else if constexpr (std::is_same_v<Field, std::vector<std::string>>) {
+                field.push_back(*value);
+            } else {
+                const char* const end = value->data() + value->size();
+                const auto [stopped, error] = std::from_chars(value->data(), end, field.emplace());
+                if (error == std::errc() && stopped == end) return;
+                wrong = std::string("no number for --") + option.name + ": " + *value;
+            }
+        };
+        std::visit(set, option.target);
     }
 
-    void checkWhole() {
-        const Command& command = *mCall.command;
-        const Options& options = mCall.options;
-        if (options.help || options.version) return;
-        if (mCall.wrong.empty() && !mCall.group.empty()) {
-            mCall.wrong = mCall.group + " needs one of its own commands";
-        }
-        for (const Option* option : mCall.given) {
-            const auto is = [&](const Option& own) { return &own == option; };
-            if (mCall.wrong.empty() &&
-                std::none_of(command.options.begin(), command.options.end(), is) &&
-                std::none_of(globalOptions().begin(), globalOptions().end(), is)) {
-                mCall.wrong = std::string("no option --") + option->name;
-            }
-        }
-        if (options.logs.size() > std::max(options.roots.size(), size_t{1})) {
-            mCall.wrong = "more --log than --root: each device has one";
-        }
+    /** What is wrong with the whole. */
+    std::string complaint() const {
         const size_t count = options.operands.size();
-        if (mCall.wrong.empty() && count < command.fewestOperands) {
-            mCall.wrong = std::string("needs ") + command.operands;
-        } else if (mCall.wrong.empty() && count > command.mostOperands) {
-            mCall.wrong = "too much: " + options.operands[command.mostOperands];
+        if (!group.empty()) return group + " needs one of its own commands";
+        if (options.logs.size() > std::max(options.roots.size(), size_t{1})) {
+            return "more --log than --root: each device has one";
         }
+        if (count < command->fewestOperands) return std::string("needs ") + command->operands;
+        if (count <= command->mostOperands) return "";
+        return "too much: " + options.operands[command->mostOperands];
     }
 
     const std::vector<std::string> mWords;
     size_t mNext = 0;
     bool mOnlyOperands = false;
-    Call mCall;
+    /** An option of the default command's that stood before any command. */
+    std::string mEarly;
 };
+
+/** Two columns. */
+std::string helpLine(std::string name, const char* text) {
+    name.resize(std::max(name.size() + 2, size_t{30}), ' ');
+    return name + text;
+}
 
 std::string optionLines(std::span<const Option> options) {
     std::string text;
     for (const Option& option : options) {
-        std::string line =
-                option.letter != 0 ? std::string("  -") + option.letter + ", --" : "      --";
-        line += option.name;
-        if (option.value != nullptr) line.append("=").append(option.value);
-        line.resize(std::max(line.size() + 2, size_t{30}), ' ');
-        text.append(line).append(option.help).append("\n");
+        std::string name = option.letter != 0 ? std::string("  -") + option.letter + "," : "     ";
+        name.append(" --").append(option.name);
+        if (option.value != nullptr) name.append("=").append(option.value);
+        text += helpLine(name, option.help) + "\n";
     }
     return text;
 }
@@ -240,9 +204,9 @@ std::string commandLines(const std::string& group) {
     std::string text;
     for (const Command* command : commands()) {
         if (!group.empty() && groupOf(*command) != group) continue;
-        std::string line = std::string("  ") + command->name + " " + command->operands;
-        line.resize(std::max(line.size() + 2, size_t{30}), ' ');
-        text += line + command->summary + (command == commands()[0] ? " (the default)\n" : "\n");
+        text += helpLine(std::string("  ") + command->name + " " + command->operands,
+                         command->summary);
+        text += command == commands()[0] ? " (the default)\n" : "\n";
     }
     return text;
 }
@@ -275,19 +239,16 @@ std::string helpOf(const Call& call) {
 
 Status run(const std::vector<std::string>& arguments, FILE* out, FILE* err) {
     const auto begin = arguments.begin() + (arguments.empty() ? 0 : 1);
-    const Call call = Parser({begin, arguments.end()}).parse();
+    const Call call({begin, arguments.end()});
     Session session(call.options, *call.command, out, err);
     if (!call.wrong.empty()) {
         const std::string name = call.named ? std::string(call.command->name) + ": " : "";
         return session.wrongCall(name + call.wrong + " (--help tells more)");
     }
-    Status status = Status::FINE;
-    if (call.options.help || call.options.version) {
-        fputs(call.options.help ? helpOf(call).c_str() : kVersion, out);
-    } else {
-        status = call.command->run(session);
-    }
-    if (fflush(out) != 0 || ferror(out) != 0) {
+    const bool isQuestion = call.options.help || call.options.version;
+    if (isQuestion) fputs(call.options.help ? helpOf(call).c_str() : kVersion, out);
+    const Status status = isQuestion ? Status::FINE : call.command->run(session);
+    if (!session.out().flush()) {
         session.problem(std::string("the output cannot be written: ") + strerror(errno));
     }
     return session.worst(status);

@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace zulctl {
 
@@ -12,36 +13,37 @@ namespace {
 
 constexpr Column kDeviceColumn = {"DEVICE", nullptr, 12};
 
-constexpr char kHexDigits[] = "0123456789abcdef";
-
-void appendHex(std::string& text, unsigned char byte) {
-    text += kHexDigits[byte >> 4];
-    text += kHexDigits[byte & 15];
+std::string hex(std::string_view bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (const char c : bytes)
+        text.append({kDigits[static_cast<unsigned char>(c) >> 4], kDigits[c & 15]});
+    return text;
 }
 
 /** One character of UTF-8, or one byte that is none. */
 struct Character {
-    size_t size;
+    std::string_view bytes;
     bool valid;
     uint32_t code;
 };
 
-Character firstCharacter(std::string_view text) {
-    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80) return {1, true, lead};
-    const size_t size = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
-    if (lead < 0xc2 || lead > 0xf4 || text.size() < size) return {1, false, lead};
-    uint32_t code = lead & (0x7fu >> size);
-    for (size_t i = 1; i < size; i++) {
-        if ((byte(i) & 0xc0) != 0x80) return {1, false, lead};
-        code = code << 6 | (byte(i) & 0x3f);
+/** The first one, which `text` loses. */
+Character takeCharacter(std::string_view& text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const size_t size = lead < 0xc2 ? 1 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+    uint32_t code = size == 1 ? lead : lead & (0x7fu >> size);
+    bool valid = (lead < 0x80 || lead >= 0xc2) && lead < 0xf5 && text.size() >= size;
+    for (size_t i = 1; valid && i < size; i++) {
+        valid = (text[i] & 0xc0) == 0x80;
+        code = code << 6 | (text[i] & 0x3f);
     }
     // No longer than needed, no surrogate, and not behind the last character that there is.
     constexpr uint32_t kLowest[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool valid = code >= kLowest[size] && (code < 0xd800 || code > 0xdfff) && code < 0x110000;
-    if (!valid) return {1, false, lead};
-    return {size, true, code};
+    valid = valid && code >= kLowest[size] && (code < 0xd800 || code > 0xdfff) && code < 0x110000;
+    const std::string_view bytes = text.substr(0, valid ? size : 1);
+    text.remove_prefix(bytes.size());
+    return {bytes, valid, valid ? code : lead};
 }
 
 /** Controls, what turns the direction of writing or ends a line, and what no text may hold. */
@@ -53,47 +55,52 @@ bool isUnsafe(uint32_t code) {
 
 bool isUtf8(std::string_view text) {
     while (!text.empty()) {
-        const Character character = firstCharacter(text);
-        if (!character.valid) return false;
-        text.remove_prefix(character.size);
+        if (!takeCharacter(text).valid) return false;
     }
     return true;
 }
 
-struct CodeRange {
+/** Characters that do not take one cell of a terminal. */
+struct CellRange {
     uint32_t first;
     uint32_t last;
+    size_t cells;
 };
 
-/** Characters that take two cells of a terminal, and those that take none. */
-constexpr CodeRange kWide[] = {
-        {0x1100, 0x115f},   {0x2e80, 0x303e},   {0x3041, 0xa4cf},   {0xac00, 0xd7a3},
-        {0xf900, 0xfaff},   {0xfe30, 0xfe6f},   {0xff00, 0xff60},   {0xffe0, 0xffe6},
-        {0x1f300, 0x1f64f}, {0x1f900, 0x1f9ff}, {0x20000, 0x3fffd},
+constexpr CellRange kCellRanges[] = {
+        {0x300, 0x36f, 0},     {0x200b, 0x200d, 0},   {0xfe00, 0xfe0f, 0}, {0x1100, 0x115f, 2},
+        {0x2e80, 0x303e, 2},   {0x3041, 0xa4cf, 2},   {0xac00, 0xd7a3, 2}, {0xf900, 0xfaff, 2},
+        {0xfe30, 0xfe6f, 2},   {0xff00, 0xff60, 2},   {0xffe0, 0xffe6, 2}, {0x1f300, 0x1f64f, 2},
+        {0x1f900, 0x1f9ff, 2}, {0x20000, 0x3fffd, 2},
 };
-constexpr CodeRange kCombining[] = {{0x300, 0x36f}, {0x200b, 0x200d}, {0xfe00, 0xfe0f}};
-
-template <size_t N>
-bool isIn(const CodeRange (&ranges)[N], uint32_t code) {
-    return std::any_of(ranges, ranges + N, [code](const CodeRange& range) {
-        return code >= range.first && code <= range.last;
-    });
-}
 
 /** The cells of a terminal that a printable text takes. */
 size_t width(std::string_view text) {
     size_t cells = 0;
     while (!text.empty()) {
-        const Character character = firstCharacter(text);
-        cells += isIn(kWide, character.code) ? 2 : isIn(kCombining, character.code) ? 0 : 1;
-        text.remove_prefix(character.size);
+        const uint32_t code = takeCharacter(text).code;
+        const auto range = std::find_if(
+                std::begin(kCellRanges), std::end(kCellRanges),
+                [code](const CellRange& each) { return code >= each.first && code <= each.last; });
+        cells += range != std::end(kCellRanges) ? range->cells : 1;
     }
     return cells;
 }
 
-/** Without blanks at its end. */
-std::string_view withoutEnd(std::string_view line) {
-    return line.substr(0, line.find_last_not_of(' ') + 1);
+std::string jsonText(std::string_view value) {
+    std::string text = "\"";
+    while (!value.empty()) {
+        const Character character = takeCharacter(value);
+        if (isUnsafe(character.code)) {
+            const char code[] = {static_cast<char>(character.code >> 8),
+                                 static_cast<char>(character.code)};
+            text += "\\u" + hex({code, sizeof(code)});
+        } else {
+            if (character.code == '"' || character.code == '\\') text += '\\';
+            text += character.bytes;
+        }
+    }
+    return text + '"';
 }
 
 }  // namespace
@@ -101,20 +108,15 @@ std::string_view withoutEnd(std::string_view line) {
 std::string printable(std::string_view bytes) {
     std::string text;
     while (!bytes.empty()) {
-        const Character character = firstCharacter(bytes);
-        if (character.code == '\\') {
-            text += "\\\\";
+        const Character character = takeCharacter(bytes);
+        if (character.code == '\\' || character.code == '\n') {
+            text += character.code == '\n' ? "\\n" : "\\\\";
         } else if (character.valid && !isUnsafe(character.code)) {
-            text += bytes.substr(0, character.size);
-        } else if (bytes[0] == '\n') {
-            text += "\\n";
+            text += character.bytes;
         } else {
-            for (const char c : bytes.substr(0, character.size)) {
-                text += "\\x";
-                appendHex(text, static_cast<unsigned char>(c));
-            }
+            for (const char byte : character.bytes)
+                text += "\\x" + hex({&byte, 1});
         }
-        bytes.remove_prefix(character.size);
     }
     return text;
 }
@@ -138,38 +140,12 @@ std::string counted(size_t number, const char* one, const char* several) {
     return std::to_string(number) + " " + what;
 }
 
-namespace {
-
-void appendJsonText(std::string& text, std::string_view value) {
-    text += '"';
-    while (!value.empty()) {
-        const Character character = firstCharacter(value);
-        if (isUnsafe(character.code)) {
-            text += "\\u";
-            appendHex(text, static_cast<unsigned char>(character.code >> 8));
-            appendHex(text, static_cast<unsigned char>(character.code));
-        } else {
-            if (character.code == '"' || character.code == '\\') text += '\\';
-            text += value.substr(0, character.size);
-        }
-        value.remove_prefix(character.size);
-    }
-    text += '"';
-}
-
-}  // namespace
-
 JsonObject& JsonObject::add(std::string_view name, const Value& value) {
     const auto* text = std::get_if<std::string>(&value);
     const bool isHex = text != nullptr && !isUtf8(*text);
     mText.append(",\"").append(name).append(isHex ? "_hex\":" : "\":");
-    if (isHex) {
-        mText += '"';
-        for (const char c : *text)
-            appendHex(mText, static_cast<unsigned char>(c));
-        mText += '"';
-    } else if (text != nullptr) {
-        appendJsonText(mText, *text);
+    if (text != nullptr) {
+        mText += isHex ? '"' + hex(*text) + '"' : jsonText(*text);
     } else if (const auto* number = std::get_if<int64_t>(&value)) {
         mText += std::to_string(*number);
     } else if (const auto* yes = std::get_if<bool>(&value)) {
@@ -178,7 +154,7 @@ JsonObject& JsonObject::add(std::string_view name, const Value& value) {
         mText += '[';
         for (const std::string& each : *list) {
             if (mText.back() != '[') mText += ',';
-            appendJsonText(mText, isUtf8(each) ? each : printable(each));
+            mText += jsonText(isUtf8(each) ? each : printable(each));
         }
         mText += ']';
     } else {
@@ -220,59 +196,51 @@ Table::Table(Output& output, std::vector<Column> columns, bool newestFirst)
       : mOutput(output),
         mColumns(std::move(columns)),
         mHoldsBack(newestFirst && !output.json() && output.screenLines() > 0) {
-    size_t end = 0;
-    if (output.severalDevices()) addTo(mTitles, end, kDeviceColumn, kDeviceColumn.title);
-    for (const Column& column : mColumns) {
-        if (column.title != nullptr) addTo(mTitles, end, column, column.title);
-    }
-    if (!mHoldsBack) mOutput.legend(withoutEnd(mTitles));
+    std::vector<Cell> titles;
+    for (const Column& column : mColumns)
+        titles.emplace_back(column.title != nullptr ? column.title : "");
+    mTitles = lineOf(kDeviceColumn.title, titles);
+    if (!mHoldsBack) mOutput.legend(mTitles);
 }
 
 void Table::row(const std::vector<Cell>& cells) {
     mCount++;
-    if (mOutput.json()) {
-        JsonObject object;
-        for (size_t i = 0; i < mColumns.size(); i++) {
-            if (mColumns[i].member != nullptr) object.add(mColumns[i].member, cells[i].value);
-        }
-        mOutput.print(object);
-        return;
-    }
-    std::string line;
-    size_t end = 0;
-    if (mOutput.severalDevices()) addTo(line, end, kDeviceColumn, mOutput.device());
+    if (mHoldsBack) return mHeld.push_back(lineOf(mOutput.device(), cells));
+    if (!mOutput.json()) return mOutput.line(lineOf(mOutput.device(), cells));
+    JsonObject object;
     for (size_t i = 0; i < mColumns.size(); i++) {
-        if (mColumns[i].title != nullptr) addTo(line, end, mColumns[i], cells[i].shown);
+        if (mColumns[i].member != nullptr) object.add(mColumns[i].member, cells[i].value);
     }
-    if (mHoldsBack) {
-        mHeld.push_back(std::move(line));
-    } else {
-        mOutput.line(withoutEnd(line));
-    }
+    mOutput.print(object);
 }
 
 void Table::finish() {
     if (!mHoldsBack) return;
     // Titles and total take two lines of the screen, and the next prompt one.
     if (mHeld.size() + 3 > mOutput.screenLines()) std::reverse(mHeld.begin(), mHeld.end());
-    mOutput.legend(withoutEnd(mTitles));
+    mOutput.legend(mTitles);
     for (const std::string& line : mHeld)
-        mOutput.line(withoutEnd(line));
+        mOutput.line(line);
 }
 
-void Table::addTo(std::string& line, size_t& end, const Column& column, const std::string& shown) {
-    const std::string text = printable(shown);
-    const size_t textWidth = width(text);
-    // What was too wide takes its room from the blanks that follow.
-    end += column.width;
-    const size_t used = width(line);
-    const size_t room = end > used ? end - used : 0;
-    const size_t blanks = room > textWidth ? room - textWidth : 0;
-    if (column.right) line.append(blanks, ' ');
-    line += text;
-    if (!column.right) line.append(blanks, ' ');
-    line += "  ";
-    end += 2;
+std::string Table::lineOf(const std::string& device, const std::vector<Cell>& cells) const {
+    std::string line;
+    size_t end = 0;
+    const auto add = [&](const Column& column, const std::string& shown) {
+        const std::string text = printable(shown);
+        // What was too wide takes its room from the blanks that follow.
+        end += column.width;
+        const size_t used = width(line) + width(text);
+        const size_t blanks = end > used ? end - used : 0;
+        line.append(column.right ? blanks : 0, ' ').append(text);
+        line.append(column.right ? 2 : blanks + 2, ' ');
+        end += 2;
+    };
+    if (mOutput.severalDevices()) add(kDeviceColumn, device);
+    for (size_t i = 0; i < mColumns.size(); i++) {
+        if (mColumns[i].title != nullptr) add(mColumns[i], cells[i].shown);
+    }
+    return line.substr(0, line.find_last_not_of(' ') + 1);
 }
 
 void Facts::add(const char* title, const char* member, const Cell& cell) {

@@ -115,7 +115,7 @@ class Table {
     size_t count() const { return mCount; }
 
   private:
-    void addTo(std::string& line, size_t& end, const Column& column, const std::string& shown);
+    std::string lineOf(const std::string& device, const std::vector<Cell>& cells) const;
 
     Output& mOutput;
     const std::vector<Column> mColumns;

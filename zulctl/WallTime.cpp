@@ -2,10 +2,10 @@
 
 #include "zulctl/WallTime.h"
 
-#include <stdio.h>
-
 #include <algorithm>
 #include <charconv>
+#include <chrono>
+#include <iterator>
 
 #include "base/LocalTime.h"
 
@@ -15,49 +15,96 @@ namespace {
 
 constexpr int64_t kDay = 86400;
 
-/** Days since 1970 of the Gregorian calendar, for years that have four digits. */
-int64_t daysOf(int64_t year, int64_t month, int64_t day) {
-    if (month <= 2) year--;
-    const int64_t era = year / 400;
-    const int64_t yearOfEra = year % 400;
-    const int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-    return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
-}
+constexpr std::string_view kWord = "0123456789abcdefghijklmnopqrstuvwxyz_";
+constexpr std::string_view kDigits = kWord.substr(0, 10);
 
-/** Reads `text` where `pattern` has digits for 0 and is the same elsewhere. */
-bool readNumbers(std::string_view text, std::string_view pattern, int (&numbers)[6]) {
-    if (text.size() != pattern.size()) return false;
-    int* number = numbers;
-    for (size_t i = 0; i < text.size(); i++) {
-        if (pattern[i] != '0') {
-            if (text[i] != pattern[i]) return false;
-            number++;
-        } else if (text[i] < '0' || text[i] > '9') {
-            return false;
-        } else {
-            *number = *number * 10 + (text[i] - '0');
-        }
+/** What a letter of a pattern stands for. */
+struct Part {
+    char letter;
+    /** Null for what is passed over. */
+    int64_t Stamp::*number;
+    size_t fewest;
+    size_t most;
+    int64_t lowest = 0;
+    int64_t highest = INT64_MAX;
+    std::string_view characters = kDigits;
+};
+
+constexpr Part kParts[] = {
+        {'Y', &Stamp::year, 4, 4, 1},
+        {'M', &Stamp::month, 2, 2, 1, 12},
+        {'D', &Stamp::day, 2, 2, 1, 31},
+        {'h', &Stamp::hour, 2, 2, 0, 23},
+        {'m', &Stamp::minute, 2, 2, 0, 59},
+        // A second of 60 is what a clock shows in a leap second.
+        {'s', &Stamp::second, 2, 2, 0, 60},
+        {'f', &Stamp::thousandth, 3, 9},
+        {'e', &Stamp::second, 5, 12},
+        {'p', &Stamp::process, 1, 9},
+        {'t', &Stamp::thread, 1, 9},
+        {'l', &Stamp::priority, 1, 1, 0, INT64_MAX, "VDIWEFSA"},
+        {'u', nullptr, 1, 32, 0, INT64_MAX, kWord},
+        {'z', nullptr, 4, 4},
+};
+
+bool takePart(char letter, std::string_view& text, Stamp& stamp) {
+    const auto part = std::find_if(std::begin(kParts), std::end(kParts),
+                                   [letter](const Part& each) { return each.letter == letter; });
+    if (part == std::end(kParts)) {
+        if (letter != '~' && !text.starts_with(letter)) return false;
+        const size_t blanks = std::min(text.find_first_not_of(' '), text.size());
+        text.remove_prefix(letter == '~' ? blanks : 1);
+        return true;
     }
+    const size_t size = std::min(text.find_first_not_of(part->characters), text.size());
+    if (size < part->fewest || size > part->most) return false;
+    // A letter counts as itself; what is behind thousandths does not.
+    int64_t number = static_cast<unsigned char>(text[0]);
+    std::from_chars(text.data(), text.data() + (letter == 'f' ? 3 : size), number);
+    if (number < part->lowest || number > part->highest) return false;
+    if (part->number != nullptr) stamp.*part->number = number;
+    text.remove_prefix(size);
     return true;
 }
 
-std::optional<WallTime> parseTime(std::string_view text, std::string_view pattern) {
-    int n[6] = {};
-    if (!readNumbers(text, pattern, n)) return std::nullopt;
-    // A second of 60 is what a clock shows in a leap second.
-    if (n[0] < 1 || n[1] < 1 || n[1] > 12 || n[2] < 1 || n[2] > 31 || n[3] > 23 || n[4] > 59 ||
-        n[5] > 60) {
-        return std::nullopt;
-    }
-    return daysOf(n[0], n[1], n[2]) * kDay + n[3] * 3600 + n[4] * 60 + n[5];
+/** The time of a text that is one of `patterns` from its beginning to its end. */
+std::optional<WallTime> parseTime(std::string_view text,
+                                  std::initializer_list<std::string_view> patterns) {
+    Stamp stamp;
+    if (!takeStamp(patterns, text, stamp) || !text.empty()) return std::nullopt;
+    return wallTimeOf(stamp);
 }
 
 }  // namespace
 
+bool takeStamp(std::initializer_list<std::string_view> patterns, std::string_view& text,
+               Stamp& stamp) {
+    for (const std::string_view pattern : patterns) {
+        std::string_view rest = text;
+        Stamp read = stamp;
+        if (!std::all_of(pattern.begin(), pattern.end(),
+                         [&](char letter) { return takePart(letter, rest, read); })) {
+            continue;
+        }
+        text = rest;
+        stamp = read;
+        return true;
+    }
+    return false;
+}
+
+WallTime wallTimeOf(const Stamp& stamp) {
+    using namespace std::chrono;
+    const int64_t clock = (stamp.hour * 60 + stamp.minute) * 60 + stamp.second;
+    if (stamp.year == 0) return clock;
+    const year_month_day date(year(static_cast<int>(stamp.year)),
+                              month(static_cast<unsigned>(stamp.month)),
+                              day(static_cast<unsigned>(stamp.day)));
+    return sys_days(date).time_since_epoch().count() * kDay + clock;
+}
+
 WallTime wallTime(time_t when) {
-    const tm local = zul::localTime(when);
-    return daysOf(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) * kDay +
-           local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
+    return when + zul::localTime(when).tm_gmtoff;
 }
 
 WallTime wallTimeNow() {
@@ -65,11 +112,11 @@ WallTime wallTimeNow() {
 }
 
 std::optional<WallTime> parseRecordTime(std::string_view text) {
-    return parseTime(text, "0000-00-00 00:00:00");
+    return parseTime(text, {"Y-M-D h:m:s"});
 }
 
 std::optional<WallTime> parseNameTime(std::string_view text) {
-    return parseTime(text, "0000_00_00_00_00_00");
+    return parseTime(text, {"Y_M_D_h_m_s"});
 }
 
 std::string formatWallTime(WallTime time) {
@@ -98,31 +145,19 @@ std::optional<int64_t> parseAge(std::string_view text) {
 
 std::optional<WallTime> parseWhen(std::string_view text, WallTime now) {
     if (const auto age = parseAge(text)) return now - *age;
-    const std::string today = formatWallTime(now).substr(0, 10);
-    if (text == "today") return parseTime(today, "0000-00-00");
-    if (text == "yesterday") return *parseTime(today, "0000-00-00") - kDay;
-    std::string whole(text);
-    if (text.find(':') < 3) whole = today + " " + whole;
-    if (whole.size() > 10 && whole[10] == 'T') whole[10] = ' ';
-    for (const std::string_view pattern :
-         {"0000-00-00", "0000-00-00 00:00", "0000-00-00 00:00:00"}) {
-        if (const auto time = parseTime(whole, pattern)) return time;
-    }
-    return std::nullopt;
+    const WallTime today = now - now % kDay;
+    if (text == "today") return today;
+    if (text == "yesterday") return today - kDay;
+    if (const auto clock = parseTime(text, {"h:m:s", "h:m"})) return today + *clock;
+    return parseTime(text, {"Y-M-D h:m:s", "Y-M-DTh:m:s", "Y-M-D h:m", "Y-M-DTh:m", "Y-M-D"});
 }
 
 std::string formatDuration(int64_t seconds) {
-    char text[32] = {};
-    if (seconds < 60) {
-        snprintf(text, sizeof(text), "%ds", static_cast<int>(seconds));
-    } else if (seconds < 3600) {
-        snprintf(text, sizeof(text), "%dm%02ds", static_cast<int>(seconds / 60),
-                 static_cast<int>(seconds % 60));
-    } else {
-        snprintf(text, sizeof(text), "%lldh%02dm", static_cast<long long>(seconds / 3600),
-                 static_cast<int>(seconds / 60 % 60));
-    }
-    return text;
+    if (seconds < 60) return std::to_string(seconds) + "s";
+    const bool isLong = seconds >= 3600;
+    const int64_t small = isLong ? seconds / 60 : seconds;
+    const std::string twoDigits = std::to_string(100 + small % 60).substr(1);
+    return std::to_string(small / 60) + (isLong ? "h" : "m") + twoDigits + (isLong ? "m" : "s");
 }
 
 }  // namespace zulctl

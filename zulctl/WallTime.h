@@ -4,6 +4,7 @@
 #include <stdint.h>
 #include <time.h>
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,36 @@ using WallTime = int64_t;
 
 WallTime wallTime(time_t when);
 WallTime wallTimeNow();
+
+/** Numbers that stand in a text; 0 for what it does not tell. */
+struct Stamp {
+    int64_t year = 0;
+    int64_t month = 0;
+    int64_t day = 0;
+    int64_t hour = 0;
+    int64_t minute = 0;
+    /** Since 1970, where there is no day. */
+    int64_t second = 0;
+    int64_t thousandth = 0;
+    // In logs, who has written it.
+    int64_t process = 0;
+    int64_t thread = 0;
+    int64_t priority = 0;
+
+    bool operator==(const Stamp&) const = default;
+};
+
+/**
+ * Takes from the front of `text` what the first one of `patterns` stands for that fits. Y-M-D h:m:s.f is a
+ * time in digits, e the seconds since 1970, p and t process and thread, l the letter of a priority, z a
+ * time zone and u a user, which are passed over, ~ blanks or none; all else stands for itself. False, and nothing
+ * has changed, where none fits.
+ */
+bool takeStamp(std::initializer_list<std::string_view> patterns, std::string_view& text,
+               Stamp& stamp);
+
+/** Without a year, the seconds since midnight. */
+WallTime wallTimeOf(const Stamp& stamp);
 
 /** YYYY-MM-DD HH:MM:SS of the history; the same with "_" everywhere, of names. */
 std::optional<WallTime> parseRecordTime(std::string_view text);

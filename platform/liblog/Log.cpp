@@ -4,11 +4,13 @@
 #include <errno.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <string.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <string_view>
 
 namespace {
 
@@ -65,6 +67,26 @@ class KeptErrno {
     const int mValue = errno;
 };
 
+/** What one message becomes, without memory of the allocator's. */
+class Rows {
+  public:
+    void add(std::string_view header, std::string_view line) {
+        if (mSize + header.size() + line.size() + 1 > sizeof(mText)) write();
+        for (const std::string_view part : {header, line, std::string_view("\n")})
+            mSize += part.copy(mText + mSize, part.size());
+    }
+    /** One call for all rows that there is room for: those of several processes do not mix. */
+    int write() {
+        const ssize_t written = TEMP_FAILURE_RETRY(::write(STDERR_FILENO, mText, mSize));
+        mSize = 0;
+        return written < 0 ? -errno : static_cast<int>(written);
+    }
+
+  private:
+    char mText[4 * (kMaxHeaderBytes + kMaxMessageBytes)];
+    size_t mSize = 0;
+};
+
 char priorityLetter(int prio) {
     constexpr char kLetters[] = "??VDIWEFS";
     const bool known = prio >= ANDROID_LOG_UNKNOWN && prio <= ANDROID_LOG_SILENT;
@@ -94,13 +116,24 @@ int __android_log_write(int prio, const char* tag, const char* text) {
     const sys_days day = floor<days>(local);
     const year_month_day date{day};
     const hh_mm_ss clock{local - day};
-    char line[kMaxHeaderBytes + kMaxMessageBytes + 2];
-    const int size = snprintf(
-            line, sizeof(line), "%02u-%02u %02ld:%02ld:%02ld.%03ld %d %d %c %.128s: %.4068s\n",
-            unsigned{date.month()}, unsigned{date.day()}, clock.hours().count(),
-            clock.minutes().count(), clock.seconds().count(), now.tv_nsec / 1000000, getpid(),
-            gettid(), priorityLetter(prio), tag == nullptr ? "" : tag, text);
-    // One call per line: lines of several processes on one standard error do not mix.
-    const ssize_t written = TEMP_FAILURE_RETRY(write(STDERR_FILENO, line, size));
-    return written < 0 ? -errno : static_cast<int>(written);
+    char header[kMaxHeaderBytes];
+    const int headerSize =
+            snprintf(header, sizeof(header),
+                     "%02u-%02u %02ld:%02ld:%02ld.%03ld %d %d %c %.128s: ", unsigned{date.month()},
+                     unsigned{date.day()}, clock.hours().count(), clock.minutes().count(),
+                     clock.seconds().count(), now.tv_nsec / 1000000, getpid(), gettid(),
+                     priorityLetter(prio), tag == nullptr ? "" : tag);
+    // As a device's logcat shows it: each line has the header, so that none can forge one. Line breaks at the
+    // end begin no line.
+    Rows rows;
+    const std::string_view message(text, strnlen(text, kMaxMessageBytes));
+    const size_t end = message.find_last_not_of('\n') + 1;
+    const std::string_view head(header, static_cast<size_t>(headerSize));
+    size_t start = 0;
+    for (size_t next = message.find('\n'); next < end; next = message.find('\n', start)) {
+        rows.add(head, message.substr(start, next - start));
+        start = next + 1;
+    }
+    rows.add(head, message.substr(start));
+    return rows.write();
 }

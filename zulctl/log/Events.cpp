@@ -2,10 +2,10 @@
 
 #include "zulctl/log/Events.h"
 
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 
 #include "base/Paths.h"
@@ -19,8 +19,7 @@ namespace {
 
 using Role = LineRole;
 
-struct OutcomeName {
-    Outcome outcome;
+struct OutcomeRow {
     const char* name;
     /** Why, where no line tells it. */
     const char* reason = "";
@@ -31,201 +30,110 @@ constexpr bool kDropped = true;
 
 constexpr size_t kMostDetail = 200;
 
-constexpr OutcomeName kOutcomes[] = {
-        {Outcome::UNKNOWN, "unknown", "lines are missing"},
-        {Outcome::CAPTURED, "captured"},
-        {Outcome::COLLECTED, "collected"},
-        {Outcome::FAILED, "failed", "collector made no archive", kDropped},
-        {Outcome::PASSED, "passed", "no debug lines tell more"},
-        {Outcome::UPDATED, "updated"},
-        {Outcome::MARKED, "marked"},
-        {Outcome::UNDER_WAY, "under-way"},
-        {Outcome::REFUSED, "refused", "", kDropped},
-        {Outcome::NO_FOLDER, "no-folder", "", kDropped},
-        {Outcome::NO_COLLECTOR, "no-collector", "", kDropped},
-        {Outcome::KILLED, "killed", "collector did not end by itself", kDropped},
-        {Outcome::INTERRUPTED, "interrupted", "daemon started anew", kDropped},
+/** In the order of Outcome. */
+constexpr OutcomeRow kOutcomes[] = {
+        {"unknown", "lines are missing"},
+        {"captured"},
+        {"collected"},
+        {"failed", "collector made no archive", kDropped},
+        {"passed", "no debug lines tell more"},
+        {"updated"},
+        {"marked"},
+        {"under-way"},
+        {"refused", "", kDropped},
+        {"no-folder", "", kDropped},
+        {"no-collector", "", kDropped},
+        {"killed", "collector did not end by itself", kDropped},
+        {"interrupted", "daemon started anew", kDropped},
 };
 
-const OutcomeName& nameOf(Outcome outcome) {
-    return *std::find_if(std::begin(kOutcomes), std::end(kOutcomes),
-                         [outcome](const OutcomeName& row) { return row.outcome == outcome; });
+const OutcomeRow& rowOf(Outcome outcome) {
+    return kOutcomes[static_cast<size_t>(outcome)];
 }
 
-/** What a line says of an event that has gone wrong. */
-struct Failure {
-    Role role;
-    /** UNKNOWN: another line decides it. */
-    Outcome outcome;
-    const char* reason;
-    /** The field that tells more; -1 for none. */
-    int detail;
-    /** Nothing more comes of the event. */
-    bool last;
+/** By the letters of a pattern's fields. */
+constexpr std::pair<char, std::string Event::*> kTexts[] = {
+        {'t', &Event::tag},  {'m', &Event::mask},   {'p', &Event::processes},
+        {'x', &Event::text}, {'f', &Event::folder}, {'d', &Event::detail},
 };
 
-constexpr Failure kFailures[] = {
-        {Role::LIBRARY_MISSING, Outcome::UNKNOWN, "no tag library", -1, false},
-        {Role::FUNCTION_MISSING, Outcome::UNKNOWN, "tag library without getRowByKey", -1, false},
-        {Role::NOT_IN_LIBRARY, Outcome::UNKNOWN, "unknown to the tag library", -1, false},
-        {Role::NOT_DESCRIBED, Outcome::REFUSED, "unknown to the tag library", -1, true},
-        {Role::COPY_MISSING, Outcome::UNKNOWN, "vendor database not copied", 0, false},
-        {Role::VENDOR_REFUSAL, Outcome::REFUSED, "vendor database not copied", 0, true},
-        {Role::ILLEGAL_TAG, Outcome::REFUSED, "no legal tag", -1, true},
-        {Role::OTHER_PACKAGE, Outcome::REFUSED, "other package", 0, true},
-        {Role::UNKNOWN_SCENE, Outcome::REFUSED, "unknown trace scene", 0, true},
-        {Role::CONFIG_NOT_STORED, Outcome::UPDATED, "until the next start: not stored", -1, false},
-        {Role::NO_FOLDER_NAME, Outcome::UNKNOWN, "tag makes no folder name", -1, false},
-        {Role::NAME_TOO_LONG, Outcome::UNKNOWN, "tag too long", -1, false},
-        {Role::FOLDER_DENIED, Outcome::UNKNOWN, "folder cannot be made", 1, false},
-        {Role::NO_FOLDER, Outcome::NO_FOLDER, "no folder", -1, false},
-        {Role::NO_RECORD, Outcome::UNKNOWN, "no line in the history", -1, false},
-        {Role::NO_CHILD, Outcome::NO_COLLECTOR, "no process for the collector", -1, true},
-};
-
-/** Of the digits at the start of `text`; 0 when they are none or do not fit. */
-int64_t toNumber(std::string_view text, int base) {
-    int64_t number = 0;
-    uint64_t bits = 0;
-    const char* const end = text.data() + text.size();
-    if (base == 10) {
-        std::from_chars(text.data(), end, number);
-        return number;
-    }
-    std::from_chars(text.data(), end, bits, base);
-    return static_cast<int64_t>(bits);
+bool tellsTag(const LogLine& line) {
+    return line.pattern != nullptr && zul::contains(line.pattern->fields, "t");
 }
 
 /** True when the collector that tells its mask and process may be this event's. */
 bool fits(const LogLine& line, const Event& event) {
+    const std::string mask(line.fields[0]);
     const std::string_view process = line.fields[1];
-    return toNumber(line.fields[0], 10) == toNumber(event.mask, 16) &&
+    return strtoull(mask.c_str(), nullptr, 10) == strtoull(event.mask.c_str(), nullptr, 16) &&
            (process == "0" || process == event.processes);
 }
 
-bool isVendorLine(Role role) {
-    return role == Role::COPY_MISSING || role == Role::VENDOR_REFUSAL;
-}
-
-/** The field that names the event's tag in lines which tell it; -1 for all others. */
-int tagField(Role role) {
-    switch (role) {
-        case Role::LOOK_UP:
-        case Role::DESCRIBED:
-        case Role::BEGIN:
-        case Role::PREPARE:
-        case Role::ILLEGAL_TAG:
-            return 0;
-        case Role::NOT_DESCRIBED:
-        case Role::DESCRIPTION:
-            return 1;
-        default:
-            return -1;
-    }
-}
-
-void note(const Failure& failure, const LogLine& line, Event& event) {
-    // The first line goes into detail, those behind it say what comes of that.
-    if (event.reason[0] == '\0') {
-        event.reason = failure.reason;
-        if (failure.detail >= 0) event.detail = line.fields[static_cast<size_t>(failure.detail)];
-    }
-    if (failure.outcome != Outcome::UNKNOWN) event.outcome = failure.outcome;
-}
-
-/** Takes what a line tells besides the outcome. */
+/** Takes what a line tells of an event. */
 void describe(const LogLine& line, Event& event) {
+    const LogPattern& pattern = *line.pattern;
     const LineFields& fields = line.fields;
-    switch (line.role()) {
-        case Role::DESCRIPTION:
-            event.mask = fields[2];
-            event.text = fields[4];
-            break;
-        case Role::BEGIN:
-            event.mask = fields[2];
-            break;
-        case Role::PREPARE:
-            event.preparationStart = line.time;
-            event.mask = fields[1];
-            event.processes = fields[2];
-            event.text = fields[4];
-            break;
-        case Role::FOLDER:
-            event.folder = fields[1];
-            event.archive = event.folder + zul::kArchiveSuffix;
-            break;
-        case Role::NO_FOLDER:
-            event.folder.clear();
-            event.archive.clear();
-            break;
-        case Role::RECORD:
-            event.historyStart = line.time;
-            event.archive = zul::parseRecord(fields[0]).archive;
-            break;
-        case Role::COLLECTOR:
-            event.collectorStart = line.time;
-            break;
-        case Role::CONFIG_ITEM:
-            // Which tags were pushed is all that fits a line.
-            if (fields[0] == "tag" && event.detail.size() < kMostDetail) {
-                event.detail.append(event.detail.empty() ? "" : ", ").append(fields[1]);
-            }
-            break;
-        default:
-            break;
+    // The first line goes into detail, those behind it say what comes of that.
+    const bool isReason = event.reason[0] == '\0' && pattern.reason[0] != '\0';
+    if (isReason) event.reason = pattern.reason;
+    if (pattern.outcome != Outcome::UNKNOWN) event.outcome = pattern.outcome;
+    const Role role = pattern.role;
+    // A line that tells a tag's length knows where it ends.
+    const bool isTag = event.tag.empty() || role == Role::DESCRIBED;
+    for (size_t i = 0; i < pattern.fields.size(); i++) {
+        for (const auto& [letter, text] : kTexts) {
+            const bool counts = letter == 'd' ? isReason : letter != 't' || isTag;
+            if (letter == pattern.fields[i] && counts) event.*text = fields[i];
+        }
+    }
+    if (role == Role::PREPARE) event.preparationStart = line.time;
+    if (role == Role::RECORD) event.historyStart = line.time;
+    if (role == Role::COLLECTOR) event.collectorStart = line.time;
+    if (role == Role::FOLDER) event.archive = event.folder + zul::kArchiveSuffix;
+    if (role == Role::RECORD) event.archive = zul::parseRecord(fields[0]).archive;
+    if (role == Role::WITHOUT_FOLDER) event.folder = event.archive = "";
+    // Which tags were pushed is all that fits a line.
+    if (role == Role::CONFIG_ITEM && fields[0] == "tag" && event.detail.size() < kMostDetail) {
+        event.detail.append(event.detail.empty() ? "" : ", ").append(fields[1]);
     }
 }
 
 }  // namespace
 
 const char* outcomeName(Outcome outcome) {
-    return nameOf(outcome).name;
+    return rowOf(outcome).name;
 }
 
 const char* reasonOf(Outcome outcome) {
-    return nameOf(outcome).reason;
+    return rowOf(outcome).reason;
 }
 
 bool isDropped(Outcome outcome) {
-    return nameOf(outcome).dropped;
+    return rowOf(outcome).dropped;
 }
 
-std::vector<Event> Events::add(const LogLine& line) {
-    std::vector<Event> ended;
-    if (line.pattern != nullptr && line.pattern->dump && line.role() != Role::CHILD) {
+void Events::add(const LogLine& line) {
+    const Role role = line.role();
+    if (role == Role::DAEMON_START) return startDaemon(line);
+    if (role == Role::CHILD || role == Role::NOT_EXECUTED) return addOfCollector(line);
+    if (line.pattern != nullptr && line.pattern->isDump()) {
         if (mDumping.size() >= kMostOpen) mDumping.clear();
         mDumping.insert(line.process);
     }
-    switch (line.role()) {
-        case Role::DAEMON_START:
-            startDaemon(line, ended);
-            break;
-        case Role::CHILD:
-        case Role::NOT_EXECUTED:
-            addOfCollector(line);
-            break;
-        case Role::ERASED:
-            addOfArchive(line);
-            break;
-        default:
-            addOfDaemon(line, ended);
-    }
-    return ended;
+    role == Role::ERASED ? addOfArchive(line) : addOfDaemon(line);
 }
 
-std::vector<Event> Events::finish() {
-    std::vector<Event> ended;
+void Events::finish() {
     while (!mOpen.empty())
-        conclude(mOpen.begin(), Why::SILENCE, ended);
-    return ended;
+        conclude(mOpen.begin(), Why::SILENCE);
 }
 
-void Events::startDaemon(const LogLine& line, std::vector<Event>& ended) {
+void Events::startDaemon(const LogLine& line) {
     // Anybody can write such a line: events of another process end only when they stay silent.
     for (auto open = mOpen.begin(); open != mOpen.end();) {
         const auto next = std::next(open);
         open->second.outlived = true;
-        if (open->first.first == line.process) conclude(open, Why::SILENCE, ended);
+        if (open->first.first == line.process) conclude(open, Why::SILENCE);
         open = next;
     }
     mDumping.erase(line.process);
@@ -237,11 +145,10 @@ void Events::addOfCollector(const LogLine& line) {
     Event& event = open->event;
     event.collector = line.process;
     keep(line, event);
-    if (line.role() != Role::NOT_EXECUTED) return;
-    if (event.outcome != Outcome::UNKNOWN) return;
-    event.outcome = Outcome::NO_COLLECTOR;
-    event.reason = "collector cannot be executed";
-    event.detail = strerror(static_cast<int>(toNumber(line.fields[1], 10)));
+    if (line.role() != Role::NOT_EXECUTED || event.outcome != Outcome::UNKNOWN) return;
+    event.outcome = line.pattern->outcome;
+    event.reason = line.pattern->reason;
+    event.detail = strerror(atoi(std::string(line.fields[1]).c_str()));
 }
 
 /** What can be pruned was there, whatever became of the daemon that waited for it. */
@@ -255,9 +162,8 @@ void Events::addOfArchive(const LogLine& line) {
 }
 
 Events::Open* Events::findWaiting(const LogLine& line) {
-    Open* first = nullptr;
+    std::vector<Open*> waiting;
     Open* fitting = nullptr;
-    size_t count = 0;
     for (auto& [thread, open] : mOpen) {
         const Event& event = open.event;
         if (event.collector == line.process) return &open;
@@ -265,15 +171,12 @@ Events::Open* Events::findWaiting(const LogLine& line) {
         const bool waits = event.collectorStart != Event::kNoTime ||
                            (open.described && mDumping.count(event.daemon) == 0);
         if (!waits || event.collector != 0) continue;
-        count++;
-        first = &open;
-        if (line.role() != Role::CHILD || !fits(line, event)) continue;
-        if (fitting == nullptr || event.collectorStart < fitting->event.collectorStart) {
-            fitting = &open;
-        }
+        waiting.push_back(&open);
+        const bool isEarlier =
+                fitting == nullptr || event.collectorStart < fitting->event.collectorStart;
+        if (line.role() == Role::CHILD && fits(line, event) && isEarlier) fitting = &open;
     }
-    if (fitting != nullptr) return fitting;
-    return count == 1 ? first : nullptr;
+    return fitting == nullptr && waiting.size() == 1 ? waiting[0] : fitting;
 }
 
 bool Events::beginsAnother(const LogLine& line, const Open* open) {
@@ -281,60 +184,60 @@ bool Events::beginsAnother(const LogLine& line, const Open* open) {
     if (role == Role::LOOK_UP || role == Role::BEGIN) return true;
     const bool prepared = open != nullptr && open->event.preparationStart != Event::kNoTime;
     // For events that the engine describes these lines come before the one that tells the tag.
-    if (isVendorLine(role)) {
+    if (role == Role::VENDOR_DATABASE) {
         if (open == nullptr || prepared) return true;
         return !open->nameless && !zul::contains(open->event.text, zul::kVendorDatabases);
     }
-    if (open == nullptr) return tagField(role) >= 0;
+    if (open == nullptr) return tellsTag(line);
     if (role != Role::ILLEGAL_TAG && role != Role::PREPARE) return false;
     return prepared || open->event.tag != line.fields[0];
 }
 
-void Events::addOfDaemon(const LogLine& line, std::vector<Event>& ended) {
+void Events::addOfDaemon(const LogLine& line) {
+    const Role role = line.role();
     const std::pair key(line.process, line.thread);
     auto found = mOpen.find(key);
     if (beginsAnother(line, found != mOpen.end() ? &found->second : nullptr)) {
-        if (found != mOpen.end()) conclude(found, Why::NEXT_EVENT, ended);
-        if (mOpen.size() >= kMostOpen) giveUpSilent(ended);
+        if (found != mOpen.end()) conclude(found, Why::NEXT_EVENT);
+        if (mOpen.size() >= kMostOpen) {
+            const auto isEarlier = [](const auto& a, const auto& b) {
+                return a.second.event.end < b.second.event.end;
+            };
+            conclude(std::min_element(mOpen.begin(), mOpen.end(), isEarlier), Why::SILENCE);
+        }
         found = mOpen.try_emplace(key).first;
-        found->second.begun = line.role() == Role::LOOK_UP || line.role() == Role::BEGIN;
-        found->second.nameless = isVendorLine(line.role());
+        found->second.begun = role == Role::LOOK_UP || role == Role::BEGIN;
+        found->second.nameless = role == Role::VENDOR_DATABASE;
         found->second.event.daemon = line.process;
         found->second.event.thread = line.thread;
         found->second.event.start = line.time;
     }
     if (found == mOpen.end()) return;
-    if (take(line, found->second)) conclude(found, Why::END, ended);
-}
 
-bool Events::take(const LogLine& line, Open& open) const {
-    const Role role = line.role();
+    Open& open = found->second;
     Event& event = open.event;
     open.outlived = false;
+    open.described = open.described || role == Role::BEGIN || role == Role::DESCRIPTION;
     event.end = line.time;
     keep(line, event);
+    if (line.pattern == nullptr) return;
     describe(line, event);
-    if (tagField(role) >= 0 && (event.tag.empty() || role == Role::DESCRIBED)) {
-        event.tag = line.fields[static_cast<size_t>(tagField(role))];
+    const Outcome outcome = line.pattern->outcome;
+    if (outcome == Outcome::REFUSED || outcome == Outcome::NO_COLLECTOR ||
+        (role == Role::END && event.collectorStart != Event::kNoTime)) {
+        conclude(found, Why::END);
     }
-    open.described = open.described || role == Role::BEGIN || role == Role::DESCRIPTION;
-
-    const auto failure = std::find_if(std::begin(kFailures), std::end(kFailures),
-                                      [role](const Failure& row) { return row.role == role; });
-    if (failure != std::end(kFailures)) note(*failure, line, event);
-    return (failure != std::end(kFailures) && failure->last) ||
-           (role == Role::END && event.collectorStart != Event::kNoTime);
 }
 
-void Events::conclude(OpenEvents::iterator open, Why why, std::vector<Event>& ended) {
+void Events::conclude(OpenEvents::iterator open, Why why) {
     Event& event = open->second.event;
     // A clock that was set back meanwhile leaves no time that anything took.
     event.whole = open->second.begun && why == Why::END && event.end >= event.start;
     if (event.outcome == Outcome::UNKNOWN) {
         event.outcome = judge(open->second, why);
-        if (event.reason[0] == '\0') event.reason = nameOf(event.outcome).reason;
+        if (event.reason[0] == '\0') event.reason = reasonOf(event.outcome);
     }
-    ended.push_back(std::move(event));
+    mTaker(event);
     mOpen.erase(open);
 }
 
@@ -353,17 +256,6 @@ Outcome Events::judge(const Open& open, Why why) const {
     if (why == Why::SILENCE) return Outcome::UNDER_WAY;
     // Of a collector that was started there is a line, unless lines are missing.
     return collects && event.collector != 0 ? Outcome::KILLED : Outcome::UNKNOWN;
-}
-
-void Events::giveUpSilent(std::vector<Event>& ended) {
-    std::vector<std::pair<LogTime, OpenEvents::iterator>> byTime;
-    for (auto open = mOpen.begin(); open != mOpen.end(); ++open)
-        byTime.emplace_back(open->second.event.end, open);
-    const auto last = byTime.begin() + kMostOpen / 4;
-    std::nth_element(byTime.begin(), last, byTime.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
-    for (auto silent = byTime.begin(); silent != last; ++silent)
-        conclude(silent->second, Why::SILENCE, ended);
 }
 
 void Events::keep(const LogLine& line, Event& event) const {

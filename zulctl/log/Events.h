@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -12,34 +13,6 @@
 #include "zulctl/log/LogFile.h"
 
 namespace zulctl {
-
-/** What became of an event. */
-enum class Outcome {
-    /** Lines of it are missing. */
-    UNKNOWN,
-    /** Its archive is there, or was. */
-    CAPTURED,
-    /** The collector ended by itself; whether it made an archive no log tells. */
-    COLLECTED,
-    /** The collector made no archive. */
-    FAILED,
-    /** The log tells no more than that nothing refused it: debug.zul.dump was off. */
-    PASSED,
-    /** The configuration was updated. */
-    UPDATED,
-    /** A mark in a kernel trace instance. */
-    MARKED,
-    /** The log ends before the event does. */
-    UNDER_WAY,
-    REFUSED,
-    /** The collector ran without a folder. */
-    NO_FOLDER,
-    NO_COLLECTOR,
-    /** The collector was killed. */
-    KILLED,
-    /** The daemon started anew in its midst. */
-    INTERRUPTED,
-};
 
 /** The outcome in one word without blanks. */
 const char* outcomeName(Outcome outcome);
@@ -99,17 +72,20 @@ struct Event {
  */
 class Events {
   public:
+    /** Takes an event that has ended. */
+    using Taker = std::function<void(Event&)>;
+
     /** Of a log that names more threads than any daemon has, those longest silent are given up. */
     static constexpr size_t kMostOpen = 1024;
     /** Lines that are kept of one event. */
     static constexpr size_t kMostLines = 4096;
 
-    explicit Events(bool keepLines = false) : mKeepLines(keepLines) {}
+    explicit Events(Taker taker, bool keepLines = false)
+          : mTaker(std::move(taker)), mKeepLines(keepLines) {}
 
-    /** Takes one line; the events that it ends. */
-    std::vector<Event> add(const LogLine& line);
-    /** At the log's end: those that are still open. */
-    std::vector<Event> finish();
+    void add(const LogLine& line);
+    /** At the log's end: gives those that are still open. */
+    void finish();
 
   private:
     struct Open {
@@ -127,20 +103,18 @@ class Events {
     using OpenEvents = std::map<std::pair<int32_t, int32_t>, Open>;
     enum class Why { END, NEXT_EVENT, SILENCE };
 
-    void startDaemon(const LogLine& line, std::vector<Event>& ended);
+    void startDaemon(const LogLine& line);
     void addOfCollector(const LogLine& line);
     void addOfArchive(const LogLine& line);
-    void addOfDaemon(const LogLine& line, std::vector<Event>& ended);
+    void addOfDaemon(const LogLine& line);
     static bool beginsAnother(const LogLine& line, const Open* open);
-    /** True when it ends the event. */
-    bool take(const LogLine& line, Open& open) const;
     /** The event whose collector has written a line; null when that cannot be told. */
     Open* findWaiting(const LogLine& line);
-    void conclude(OpenEvents::iterator open, Why why, std::vector<Event>& ended);
+    void conclude(OpenEvents::iterator open, Why why);
     Outcome judge(const Open& open, Why why) const;
-    void giveUpSilent(std::vector<Event>& ended);
     void keep(const LogLine& line, Event& event) const;
 
+    const Taker mTaker;
     const bool mKeepLines;
     OpenEvents mOpen;
     /** Daemons that have written a line which they write only while debug.zul.dump is on. */

@@ -15,13 +15,6 @@ constexpr useconds_t kPauseMicroseconds = 200000;
 
 }  // namespace
 
-/** At the end of a file to which somebody may add; not at that of a pipe. */
-bool LineReader::waitForMore() {
-    if (!mIdle || lseek(mFd, 0, SEEK_CUR) < 0 || !mIdle()) return false;
-    usleep(kPauseMicroseconds);
-    return true;
-}
-
 void LineReader::fill() {
     // A pipe's reader sees what has come before it waits for more.
     pollfd waiting = {mFd, POLLIN, 0};
@@ -34,10 +27,16 @@ void LineReader::fill() {
 }
 
 void LineReader::readMore() {
+    // At the end of a file to which somebody may add; not at that of a pipe.
+    const auto waitForMore = [this] {
+        if (!mIdle || lseek(mFd, 0, SEEK_CUR) < 0 || !mIdle()) return false;
+        usleep(kPauseMicroseconds);
+        return true;
+    };
     ssize_t count;
     do {
-        count = read(mFd, mBuffer.data() + mEnd, mBuffer.size() - mEnd);
-    } while ((count < 0 && errno == EINTR) || (count == 0 && waitForMore()));
+        count = TEMP_FAILURE_RETRY(read(mFd, mBuffer.data() + mEnd, mBuffer.size() - mEnd));
+    } while (count == 0 && waitForMore());
     if (count < 0) mError = errno;
     mAtEnd = count <= 0;
     if (!mAtEnd) mEnd += static_cast<size_t>(count);
@@ -52,23 +51,18 @@ std::string_view LineReader::ahead() {
 
 bool LineReader::next(Line& line) {
     for (;;) {
-        const char* const start = mBuffer.data() + mBegin;
-        const size_t length = mEnd - mBegin;
-        const void* const found = memchr(start, '\n', length);
-        size_t size = length;
-        if (found != nullptr) size = static_cast<size_t>(static_cast<const char*>(found) - start);
-        if (found == nullptr && length <= kLongestLine && !mAtEnd) {
+        const std::string_view there(mBuffer.data() + mBegin, mEnd - mBegin);
+        const size_t end = there.find('\n');
+        const bool hasEnd = end != std::string_view::npos;
+        if (!hasEnd && there.size() <= kLongestLine && !mAtEnd) {
             fill();
             continue;
         }
-        if (found == nullptr && length == 0) return false;
-
-        const bool skipped = mSkipping;
-        mSkipping = found == nullptr && !mAtEnd;
-        mBegin += size + (found != nullptr ? 1 : 0);
-        if (skipped) continue;
-        line.text = {start, size < kLongestLine ? size : kLongestLine};
-        line.cut = size > kLongestLine;
+        if (there.empty()) return false;
+        const std::string_view text = there.substr(0, end);
+        mBegin += text.size() + (hasEnd ? 1 : 0);
+        if (std::exchange(mSkipping, !hasEnd && !mAtEnd)) continue;
+        line = {text.substr(0, kLongestLine), text.size() > kLongestLine};
         return true;
     }
 }

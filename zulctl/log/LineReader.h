@@ -47,8 +47,6 @@ class LineReader {
     void fill();
     void readMore();
 
-    bool waitForMore();
-
     const int mFd;
     const Idle mIdle;
     std::vector<char> mBuffer;

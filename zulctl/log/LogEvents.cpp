@@ -4,11 +4,10 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <spawn.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "base/Files.h"
@@ -20,6 +19,11 @@ namespace {
 
 constexpr int64_t kMillisecondsPerSecond = 1000;
 
+/** For a shell, which tells by 127 that there is none. */
+constexpr char kLogcat[] =
+        "command -v logcat >/dev/null || exit 127; "
+        "exec logcat -v threadtime -v year -s ZUL_DEBUG";
+
 /** A time that the log's first line is not behind: a log that is still written to is newer. */
 LogTime newestOf(int fd) {
     struct stat status = {};
@@ -28,57 +32,20 @@ LogTime newestOf(int fd) {
     return newest * kMillisecondsPerSecond;
 }
 
-/** logcat of this device, which ends when nobody reads it any more. */
-class Logcat {
-  public:
-    explicit Logcat(bool follow) {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0) return;
-        mOutput = zul::ScopedFd(ends[0]);
-        const zul::ScopedFd input(ends[1]);
-        std::string words[] = {"logcat", "-v", "threadtime", "-v", "year", "-s", "ZUL_DEBUG", "-d"};
-        std::vector<char*> arguments;
-        for (std::string& word : words)
-            arguments.push_back(word.data());
-        if (follow) arguments.pop_back();
-        arguments.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, input.get(), STDOUT_FILENO);
-        if (posix_spawnp(&mProcess, arguments[0], &actions, nullptr, arguments.data(), environ) !=
-            0) {
-            mOutput = zul::ScopedFd(-1);
-        }
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    ~Logcat() {
-        mOutput = zul::ScopedFd(-1);
-        if (mProcess > 0) waitpid(mProcess, nullptr, 0);
-    }
-    Logcat(const Logcat&) = delete;
-    Logcat& operator=(const Logcat&) = delete;
-
-    int fd() const { return mOutput.get(); }
-
-  private:
-    zul::ScopedFd mOutput{-1};
-    pid_t mProcess = 0;
-};
-
 void readLog(Session& session, const std::string& name, int fd, const LogTaker& taker) {
     LogFile log(fd, newestOf(fd), taker.idle);
-    Events events(taker.keepLines);
-    const auto takeAll = [&](std::vector<Event> ended) {
-        for (Event& event : ended)
-            taker.event(event);
-    };
+    Events events(taker.event, taker.keepLines);
     LogLine line;
     while (log.next(line)) {
         if (taker.line) taker.line(line);
-        takeAll(events.add(line));
+        events.add(line);
     }
-    takeAll(events.finish());
+    events.finish();
 
+    if (log.continued() != 0) {
+        session.remark("lines in the log that continue a text: " + std::to_string(log.continued()) +
+                       "; what looks like the daemon's own in such a text counts as that");
+    }
     if (log.error() != 0) session.problem(name + ": " + strerror(log.error()));
     if (const std::string format = log.otherFormat(); !format.empty()) {
         session.problem(name + ": looks like " + format +
@@ -88,23 +55,27 @@ void readLog(Session& session, const std::string& name, int fd, const LogTaker& 
     }
 }
 
+/** False where there is no logcat. It ends when nobody reads it any more. */
+bool readLogcat(Session& session, const LogTaker& taker) {
+    const std::string command = std::string(kLogcat) + (taker.idle == nullptr ? " -d" : "");
+    FILE* const log = popen(command.c_str(), "re");
+    if (log == nullptr) return false;
+    readLog(session, "logcat", fileno(log), taker);
+    const int status = pclose(log);
+    return !WIFEXITED(status) || WEXITSTATUS(status) != 127;
+}
+
 }  // namespace
 
 bool readEvents(Session& session, const Device& device, const LogTaker& taker) {
-    if (!device.log) {
-        if (!session.options().roots.empty()) return false;
-        const Logcat logcat(taker.idle != nullptr);
-        if (logcat.fd() >= 0) readLog(session, "logcat", logcat.fd(), taker);
-        return logcat.fd() >= 0;
-    }
+    if (!device.log) return session.options().roots.empty() && readLogcat(session, taker);
     const std::string& name = *device.log;
-    const bool standardInput = name == "-";
-    const zul::ScopedFd opened(standardInput ? -1 : open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    const int fd = standardInput ? STDIN_FILENO : opened.get();
-    if (fd < 0) {
-        session.problem(name + ": " + strerror(errno));
+    const zul::ScopedFd log(name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                        : open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    if (log.ok()) {
+        readLog(session, name, log.get(), taker);
     } else {
-        readLog(session, name, fd, taker);
+        session.problem(name + ": " + strerror(errno));
     }
     return true;
 }
@@ -114,12 +85,9 @@ void keepLog(Session& session, Device& device) {
     device.kept = zul::ScopedFd(memfd_create("log", MFD_CLOEXEC));
     char block[1 << 16];
     ssize_t count;
-    while ((count = ::read(STDIN_FILENO, block, sizeof(block))) > 0 ||
-           (count < 0 && errno == EINTR)) {
-        if (count > 0 && write(device.kept.get(), block, static_cast<size_t>(count)) == count)
-            continue;
-        if (count > 0) break;
-    }
+    do {
+        count = TEMP_FAILURE_RETRY(read(STDIN_FILENO, block, sizeof(block)));
+    } while (count > 0 && write(device.kept.get(), block, static_cast<size_t>(count)) == count);
     if (count != 0) session.problem(std::string("-: ") + strerror(errno));
     device.log = "/proc/self/fd/" + std::to_string(device.kept.get());
 }
@@ -136,19 +104,16 @@ const LogStory::Capture* LogStory::find(std::string_view archive) const {
 LogStory readStory(Session& session, const Device& device) {
     LogStory story;
     if (!device.log) return story;
-    readEvents(session, device,
-               {.event =
-                        [&story](const Event& event) {
-                            if (event.archive.empty()) return;
-                            story.captures[event.archive] = {event.outcome, tookOf(event),
-                                                             event.daemon};
-                        },
-                .line =
-                        [&story](const LogLine& line) {
-                            if (line.role() != LineRole::DAEMON_START) return;
-                            story.daemonStart = line.time / kMillisecondsPerSecond;
-                            story.daemon = line.process;
-                        }});
+    const auto takeEvent = [&](const Event& event) {
+        if (event.archive.empty()) return;
+        story.captures[event.archive] = {event.outcome, tookOf(event), event.daemon};
+    };
+    const auto takeLine = [&](const LogLine& line) {
+        if (line.role() != LineRole::DAEMON_START) return;
+        story.daemonStart = line.time / kMillisecondsPerSecond;
+        story.daemon = line.process;
+    };
+    readEvents(session, device, {.event = takeEvent, .line = takeLine});
     return story;
 }
 

@@ -3,9 +3,11 @@
 
 #include <stdint.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "zulctl/WallTime.h"
 #include "zulctl/log/LineReader.h"
 #include "zulctl/log/LogPatterns.h"
 
@@ -15,26 +17,14 @@ namespace zulctl {
 using LogTime = int64_t;
 
 /** What stands before a log line's message. */
-struct LogHeader {
-    /** 0 where the log does not tell it. */
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    /** Milliseconds since midnight; where the log tells seconds since 1970, milliseconds since then. */
-    int64_t milliseconds = 0;
-    int32_t process = 0;
-    int32_t thread = 0;
-    char priority = 0;
+struct LogHeader : Stamp {
     /** The tag is the daemon's. */
     bool ours = false;
-};
+    /** It has a line of its own. */
+    bool isLong = false;
 
-/**
- * Reads the header of one line: the desktop layer's, or that of `logcat -v threadtime` or `-v time`, also
- * with the modifiers year, epoch, usec, zone and uid. `message` becomes what stands behind it. False when
- * there is no such header.
- */
-bool readLogHeader(std::string_view text, LogHeader& header, std::string_view& message);
+    bool operator==(const LogHeader&) const = default;
+};
 
 /** One line of the daemon's. What it points to is good until the next line is read. */
 struct LogLine {
@@ -53,7 +43,8 @@ struct LogLine {
 };
 
 /**
- * The daemon's lines of a log, in the file's order. The rest of the log is passed over. A message
+ * The daemon's lines of a log, in the file's order: the desktop layer's, or those of logcat -v threadtime, time or
+ * long, also with the modifiers year, epoch, usec, zone, uid and color. The rest of the log is passed over. A message
  * that line breaks have cut is put together again; a line that was torn by another one loses
  * nothing but itself. Memory does not grow with the log.
  */
@@ -72,34 +63,35 @@ class LogFile {
     int error() const { return mLines.error(); }
     /** Lines that name the daemon's tag and cannot be read, or were cut. */
     uint64_t unreadable() const { return mUnreadable; }
+    /** Lines that continue a text with a line break, whose other lines may look like the daemon's own. */
+    uint64_t continued() const { return mContinued; }
     /** What a text looks like that is no log with times, priorities, tags and processes; else empty. */
     std::string otherFormat() const;
 
   private:
     /** False for what is not the daemon's. */
     bool readLine(LogLine& line);
-    /** Looks further into what is no line of the daemon's as it stands. */
-    void recogniseRest(LogHeader& header, bool sameMessage, LogLine& line);
     LogTime timeOf(const LogHeader& header);
-    void learnYear(const LogHeader& header, std::string_view text);
+    /** A capture's folder is named by a time that is near to its line's. */
+    void learnTime(std::string_view text);
 
     LineReader mLines;
     const LogTime mNewest;
     uint64_t mUnreadable = 0;
+    uint64_t mContinued = 0;
     /** Of the last line, when that was ours. */
     LogHeader mHeader;
     /** The beginning of a message that was not recognised so far. */
     std::string mPending;
-    /** It has been, and is kept for the caller until the next line. */
-    bool mPendingDone = false;
-    /** Headers have lines of their own, and the one before was such. */
-    bool mLong = false;
+    /** One that has been, in several lines: what the last line points to. */
+    std::string mJoined;
+    /** Headers have lines of their own; nothing while there was none. */
+    std::optional<bool> mIsLong;
     bool mAtLongStart = false;
-    uint64_t mHeaders = 0;
     /** The first line without a header, while there was none with one. */
     std::string mSample;
-    int mYear = 0;
-    LogTime mLatest = 0;
+    /** The latest time of a line without a year, or that of a capture's name. */
+    std::optional<LogTime> mNear;
 };
 
 /** The log's time as "YYYY-MM-DD HH:MM:SS.mmm", and without the milliseconds. */

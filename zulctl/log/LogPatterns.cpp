@@ -3,46 +3,46 @@
 #include "zulctl/log/LogPatterns.h"
 
 #include <algorithm>
-#include <charconv>
-#include <iterator>
+#include <string>
 
 namespace zulctl {
 
 namespace {
 
-using Role = LineRole;
+using enum LineRole;
+using enum Outcome;
 
-constexpr bool kDump = true;
 /** The platform's log takes that much of a message. */
 constexpr size_t kShortestCut = 1023;
 
 // clang-format off
 constexpr LogPattern kPatterns[] = {
         // The daemon's start.
-        {'D', "ZUL  main start.", Role::DAEMON_START},
+        {'D', "ZUL  main start.", DAEMON_START},
         {'D', "ZUL main start thread from hidl."},
         {'D', "ZUL main start thread from aidl."},
         {'E', "FolderOperation main folder create %s failed(%s)"},
         {'D', "dnam=%s"},
-        {'D', "mCompressFileCount=%d", Role::OTHER, kDump},
-        {'D', "hwbinder thread number=%d", Role::OTHER, kDump},
-        {'D', "aidlbinder thread number=%d", Role::OTHER, kDump},
+        {'D', "mCompressFileCount=%d", DUMP},
+        {'D', "hwbinder thread number=%d", DUMP},
+        {'D', "aidlbinder thread number=%d", DUMP},
         {'E', "service is still nullptr after 10 attempts, return -1"},
         {'E', "engine gave no thread number: %s"},
-        {'W', "engine is gone", Role::ENGINE_GONE},
-        {'I', "engine is back, thread number=%d", Role::ENGINE_BACK},
+        {'W', "engine is gone", ENGINE_GONE},
+        {'I', "engine is back, thread number=%d", ENGINE_BACK},
         {'E', "engine is not watched: status %d"},
         {'W', "%s is not read, it has %lld bytes"},
         {'W', "%s is not read, it belongs to user %d"},
         {'E', "thread pool join returned, no more events are served"},
 
         // An event, in the order of its life.
-        {'D', "getZulInfoByTag tagId===%s", Role::LOOK_UP},
-        {'E', "libzulid_config dlopen fail", Role::LIBRARY_MISSING},
-        {'D', "getZulInfoByTag Error: Failed to find function", Role::FUNCTION_MISSING},
-        {'D', "getZulInfoByTag getRowByKey fail", Role::NOT_IN_LIBRARY},
-        {'D', "%s Illegal ZUL TAG %s,break", Role::NOT_DESCRIBED},
-        {'D', "sceneType===%s,sceneType.length()=%d", Role::DESCRIBED},
+        {'D', "getZulInfoByTag tagId===%s", LOOK_UP, "t"},
+        {'E', "libzulid_config dlopen fail", OTHER, "", "no tag library"},
+        {'D', "getZulInfoByTag Error: Failed to find function",
+         OTHER, "", "tag library without getRowByKey"},
+        {'D', "getZulInfoByTag getRowByKey fail", OTHER, "", "unknown to the tag library"},
+        {'D', "%s Illegal ZUL TAG %s,break", OTHER, "-t", "unknown to the tag library", REFUSED},
+        {'D', "sceneType===%s,sceneType.length()=%d", DESCRIBED, "t"},
         {'I', "%s flag = %s"},
         {'I', "%s mZulCmd = %s"},
         {'I', "%s extraInfo = %s"},
@@ -50,93 +50,85 @@ constexpr LogPattern kPatterns[] = {
         {'I', "%s eventSubType = %s"},
         {'I', "log flagstr = %s"},
         {'I', "getZulInfo flagvalue = 0x%llx"},
-        {'I', "%s sceneType===%s, flag = 0x%llx; mZulCmd = %s; extraInfo = %s; mEventType = %s; mEventSubType = %s", Role::DESCRIPTION},
-        {'D', "sceneType===%s,sceneType.length()=%d,mFlag=0x%llx", Role::BEGIN},
-        {'E', "Unable to open filePath: %s ", Role::COPY_MISSING},
-        {'E', "%s copy to %s failed.", Role::VENDOR_REFUSAL},
-        {'D', "Illegal ZUL TAG %s,break", Role::ILLEGAL_TAG},
-        {'E', "writeConfig: open file(%s) fail", Role::CONFIG_NOT_STORED},
-        {'D', "remoteConfig.%s = %s \n", Role::CONFIG_ITEM},
-        {'D', "remoteConfig.flag = %lld \n", Role::CONFIG_ITEM},
+        {'I', "%s sceneType===%s, flag = 0x%llx; mZulCmd = %s; extraInfo = %s; mEventType = %s; "
+         "mEventSubType = %s", DESCRIPTION, "-tm-x"},
+        {'D', "sceneType===%s,sceneType.length()=%d,mFlag=0x%llx", BEGIN, "t-m"},
+        {'E', "Unable to open filePath: %s ", VENDOR_DATABASE, "d", "vendor database not copied"},
+        {'E', "%s copy to %s failed.", VENDOR_DATABASE, "d", "vendor database not copied", REFUSED},
+        {'D', "Illegal ZUL TAG %s,break", ILLEGAL_TAG, "t", "no legal tag", REFUSED},
+        {'E', "writeConfig: open file(%s) fail",
+         OTHER, "", "until the next start: not stored", UPDATED},
+        {'D', "remoteConfig.%s = %s \n", CONFIG_ITEM},
+        {'D', "remoteConfig.flag = %lld \n", CONFIG_ITEM},
         {'D', "remoteConfig activity->transact error:%d,%s"},
-        {'D', "remoteConfig packageName is not %s ,return", Role::OTHER_PACKAGE},
-        {'E', "unknow special scene type:%c", Role::UNKNOWN_SCENE},
-        {'D', "prepare.....sceneType=%s,flag=0x%llx,pid=%d, mCompressFileCount=%d, extraInfo=%s", Role::PREPARE, kDump},
-        {'D', "multiPidPrepare.....sceneType=%s,flag=0x%llx,mMultiPid=%s, mCompressFileCount=%d, extraInfo=%s", Role::PREPARE, kDump},
-        {'D', "file %s isn't exist!,erase it from vector", Role::OTHER, kDump},
-        {'D', "current file path is %s", Role::OTHER, kDump},
-        {'D', "createZulPath:erase %s", Role::ERASED, kDump},
-        {'E', "getZulBasePath sceneType info error!!", Role::NO_FOLDER_NAME},
-        {'E', "tag too long for a capture folder: %s", Role::NAME_TOO_LONG},
-        {'E', "FolderOperation sceneType LOG folder create %s failed(%s)", Role::FOLDER_DENIED},
-        {'D', "getZulBasePath:fileNum=%d,folderName=%s", Role::FOLDER, kDump},
-        {'E', "FolderOperation LOG folder create %s failed(%s)", Role::FOLDER_DENIED},
-        {'E', "createZulPath failure...", Role::NO_FOLDER},
-        {'D', "recordZulHistory:allContent===%s", Role::RECORD, kDump},
-        {'E', "history record too long for archive %s.zul", Role::NO_RECORD},
-        {'E', "open %s failure:", Role::NO_RECORD},
+        {'D', "remoteConfig packageName is not %s ,return", OTHER, "d", "other package", REFUSED},
+        {'E', "unknow special scene type:%c", OTHER, "d", "unknown trace scene", REFUSED},
+        {'D', "prepare.....sceneType=%s,flag=0x%llx,pid=%d, mCompressFileCount=%d, extraInfo=%s",
+         PREPARE, "tmp-x"},
+        {'D', "multiPidPrepare.....sceneType=%s,flag=0x%llx,mMultiPid=%s, "
+         "mCompressFileCount=%d, extraInfo=%s", PREPARE, "tmp-x"},
+        {'D', "file %s isn't exist!,erase it from vector", DUMP},
+        {'D', "current file path is %s", DUMP},
+        {'D', "createZulPath:erase %s", ERASED},
+        {'E', "getZulBasePath sceneType info error!!", OTHER, "", "tag makes no folder name"},
+        {'E', "tag too long for a capture folder: %s", OTHER, "", "tag too long"},
+        {'E', "FolderOperation sceneType LOG folder create %s failed(%s)",
+         OTHER, "-d", "folder cannot be made"},
+        {'D', "getZulBasePath:fileNum=%d,folderName=%s", FOLDER, "-f"},
+        {'E', "FolderOperation LOG folder create %s failed(%s)",
+         OTHER, "-d", "folder cannot be made"},
+        {'E', "createZulPath failure...", WITHOUT_FOLDER, "", "no folder", NO_FOLDER},
+        {'D', "recordZulHistory:allContent===%s", RECORD},
+        {'E', "history record too long for archive %s.zul", OTHER, "", "no line in the history"},
+        {'E', "open %s failure:", OTHER, "", "no line in the history"},
         {'W', "fcntl F_SETLKW %s failure:"},
-        {'D', "write content to file!", Role::OTHER, kDump},
+        {'D', "write content to file!", DUMP},
         {'W', "fcntl F_SETLK %s failure:"},
         {'E', "readSpecialLine failure!"},
-        {'D', "remove old file:filename=%s", Role::ERASED, kDump},
+        {'D', "remove old file:filename=%s", ERASED},
         {'E', "file %s isn't exist!"},
         {'E', "not removed, not in the store: %s"},
         {'E', "not removed, %s: %s"},
-        {'D', "child normal exit....", Role::OTHER, kDump},
+        {'D', "child normal exit....", DUMP},
         {'E', "*** vfork fail\n"},
         {'E', "execl on command '%s' failed\n"},
-        {'D', "startWork....", Role::COLLECTOR, kDump},
-        {'D', "sceneFlag===%s, mPid===%d", Role::CHILD, kDump},
-        {'E', "*** fork fail\n", Role::NO_CHILD},
-        {'E', "ret==%d,excel errno=%d", Role::NOT_EXECUTED},
-        {'D', "zuldump child normal exit...", Role::END, kDump},
+        {'D', "startWork....", COLLECTOR},
+        {'D', "sceneFlag===%s, mPid===%d", CHILD},
+        {'E', "*** fork fail\n", OTHER, "", "no process for the collector", NO_COLLECTOR},
+        {'E', "ret==%d,excel errno=%d",
+         NOT_EXECUTED, "", "collector cannot be executed", NO_COLLECTOR},
+        {'D', "zuldump child normal exit...", END},
 };
 // clang-format on
 
-bool isHexDigit(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+/** The length of what printf has written at the start of `text`; 0 for nothing of that kind. */
+size_t lengthOf(char conversion, std::string_view text) {
+    if (conversion == 'c') return std::min(text.size(), size_t{1});
+    const size_t sign = conversion == 'd' && text.starts_with('-') ? 1 : 0;
+    const char* const digits = conversion == 'x' ? "0123456789abcdef" : "0123456789";
+    const size_t end = std::min(text.find_first_not_of(digits, sign), text.size());
+    return end > sign ? end : 0;
 }
 
-/** The length of what printf would have written for the conversion, at the start of `text`. */
-size_t lengthOf(std::string_view conversion, std::string_view text) {
-    if (conversion == "c") return text.empty() ? 0 : 1;
-    const bool hex = conversion.back() == 'x';
-    size_t length = !hex && text.starts_with('-') ? 1 : 0;
-    const size_t digits = length;
-    while (length < text.size() &&
-           (hex ? isHexDigit(text[length]) : text[length] >= '0' && text[length] <= '9'))
-        length++;
-    return length == digits ? 0 : length;
-}
-
-/** The fields found so far; there is room for all of every format. */
-struct Found {
-    LineFields& fields;
-    size_t count = 0;
-    void add(std::string_view field) { fields[count++] = field; }
-};
-
-/** A stretch of a format without %s in it: texts, numbers and characters. */
+/** A stretch of a format without %s in it: literals, numbers and characters. */
 std::string_view firstStretch(std::string_view format) {
     return format.substr(0, format.find("%s"));
 }
 
 /** The length of the stretch's text at the start of `text`; npos when it is not there. */
-size_t matchStretch(std::string_view stretch, std::string_view text, Found& found) {
+size_t matchStretch(std::string_view stretch, std::string_view text, LineFields& fields,
+                    size_t& count) {
     size_t at = 0;
-    while (!stretch.empty()) {
-        const std::string_view literal = stretch.substr(0, stretch.find('%'));
-        if (!text.substr(at).starts_with(literal)) return std::string_view::npos;
-        at += literal.size();
-        stretch.remove_prefix(literal.size());
-        if (stretch.empty()) break;
-        const size_t last = stretch.find_first_of("cdx");
-        const size_t length = lengthOf(stretch.substr(1, last), text.substr(at));
+    for (size_t i = 0; i < stretch.size(); i++) {
+        if (stretch[i] != '%') {
+            if (at == text.size() || text[at++] != stretch[i]) return std::string_view::npos;
+            continue;
+        }
+        i = stretch.find_first_of("cdx", i);
+        const size_t length = lengthOf(stretch[i], text.substr(at));
         if (length == 0) return std::string_view::npos;
-        found.add(text.substr(at, length));
+        fields[count++] = text.substr(at, length);
         at += length;
-        stretch.remove_prefix(last + 1);
     }
     return at;
 }
@@ -146,42 +138,29 @@ size_t matchStretch(std::string_view stretch, std::string_view text, Found& foun
  * the message does. What was cut off at the log's limit may be missing.
  */
 bool matchFormat(std::string_view format, std::string_view text, LineFields& fields) {
-    const bool cut = text.size() >= kShortestCut;
-    fields = {};
-    Found found{fields};
+    size_t count = 0;
     std::string_view stretch = firstStretch(format);
-    const size_t start = matchStretch(stretch, text, found);
-    if (start == std::string_view::npos) return false;
-    text.remove_prefix(start);
-    format.remove_prefix(stretch.size());
-    bool recognised = start > 0;
-
-    while (!format.empty()) {
-        format.remove_prefix(2);
+    size_t at = matchStretch(stretch, text, fields, count);
+    if (at == std::string_view::npos) return false;
+    while (stretch.size() < format.size()) {
+        format.remove_prefix(stretch.size() + 2);
         stretch = firstStretch(format);
-        format.remove_prefix(stretch.size());
-        if (stretch.empty()) {
-            found.add(text);
-            return true;
-        }
+        const bool isLast = stretch.size() == format.size();
         const std::string_view literal = stretch.substr(0, stretch.find('%'));
-        size_t at = text.find(literal);
-        for (; at != std::string_view::npos; at = text.find(literal, at + 1)) {
-            Found here = found;
-            here.add(text.substr(0, at));
-            const size_t length = matchStretch(stretch, text.substr(at), here);
+        const size_t field = count;
+        const size_t start = at;
+        size_t end = stretch.empty() ? text.size() : text.find(literal, start);
+        for (; end != std::string_view::npos; end = text.find(literal, end + 1)) {
+            count = field + 1;
+            const size_t length = matchStretch(stretch, text.substr(end), fields, count);
             if (length == std::string_view::npos) continue;
-            if (format.empty() && at + length < text.size()) continue;
-            text.remove_prefix(at + length);
-            found.count = here.count;
-            recognised = true;
-            break;
+            at = end + length;
+            if (!isLast || at == text.size()) break;
         }
-        if (at != std::string_view::npos) continue;
-        if (cut && recognised) found.add(text);
-        return cut && recognised;
+        fields[field] = text.substr(start, end - start);
+        if (end == std::string_view::npos) return text.size() >= kShortestCut && start > 0;
     }
-    return text.empty();
+    return at == text.size();
 }
 
 bool beginsWithText(const LogPattern& pattern) {
@@ -190,11 +169,8 @@ bool beginsWithText(const LogPattern& pattern) {
 
 /** What the daemon's own texts tell of those of others in them. */
 bool fieldsFit(const LogPattern& pattern, const LineFields& fields) {
-    if (pattern.role == Role::DESCRIBED || pattern.role == Role::BEGIN) {
-        size_t length = 0;
-        const std::string_view digits = fields[1];
-        std::from_chars(digits.data(), digits.data() + digits.size(), length);
-        return length == fields[0].size();
+    if (pattern.role == DESCRIBED || pattern.role == BEGIN) {
+        return fields[1] == std::to_string(fields[0].size());
     }
     // But for errors, a text at the beginning is the request's name.
     const bool named = beginsWithText(pattern) && pattern.priority != 'E';
@@ -203,8 +179,8 @@ bool fieldsFit(const LogPattern& pattern, const LineFields& fields) {
 
 }  // namespace
 
-LogPatternList logPatterns() {
-    return {kPatterns, std::size(kPatterns)};
+std::span<const LogPattern> logPatterns() {
+    return kPatterns;
 }
 
 const LogPattern* matchLogLine(char priority, std::string_view message, LineFields& fields) {

@@ -1,52 +1,63 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <stddef.h>
-
 #include <array>
+#include <span>
 #include <string_view>
 
 namespace zulctl {
 
-/** What a log line means for the event of its thread. */
+/** What became of an event. */
+enum class Outcome {
+    /** Lines of it are missing. */
+    UNKNOWN,
+    /** Its archive is there, or was. */
+    CAPTURED,
+    /** The collector ended by itself; whether it made an archive no log tells. */
+    COLLECTED,
+    /** The collector made no archive. */
+    FAILED,
+    /** The log tells no more than that nothing refused it: debug.zul.dump was off. */
+    PASSED,
+    /** The configuration was updated. */
+    UPDATED,
+    /** A mark in a kernel trace instance. */
+    MARKED,
+    /** The log ends before the event does. */
+    UNDER_WAY,
+    REFUSED,
+    /** The collector ran without a folder. */
+    NO_FOLDER,
+    NO_COLLECTOR,
+    /** The collector was killed. */
+    KILLED,
+    /** The daemon started anew in its midst. */
+    INTERRUPTED,
+};
+
+/** What a log line means for the event of its thread, besides what its pattern says. */
 enum class LineRole {
-    /** Nothing that changes what becomes of it. */
     OTHER,
     DAEMON_START,
     ENGINE_GONE,
     ENGINE_BACK,
-    // It begins.
     LOOK_UP,
     DESCRIBED,
     DESCRIPTION,
     BEGIN,
-    // It is refused, or what the refusal that follows is about.
-    LIBRARY_MISSING,
-    FUNCTION_MISSING,
-    NOT_IN_LIBRARY,
-    NOT_DESCRIBED,
-    COPY_MISSING,
-    VENDOR_REFUSAL,
+    VENDOR_DATABASE,
     ILLEGAL_TAG,
-    OTHER_PACKAGE,
-    UNKNOWN_SCENE,
-    // It is an update of the configuration.
     CONFIG_ITEM,
-    CONFIG_NOT_STORED,
-    // It is a capture.
+    WITHOUT_FOLDER,
+    NOT_EXECUTED,
+    // Written only while debug.zul.dump was true at start: this one, and all that follow.
+    DUMP,
     PREPARE,
-    NO_FOLDER_NAME,
-    NAME_TOO_LONG,
-    FOLDER_DENIED,
     FOLDER,
-    NO_FOLDER,
     RECORD,
     ERASED,
-    NO_RECORD,
     COLLECTOR,
-    NO_CHILD,
     CHILD,
-    NOT_EXECUTED,
     END,
 };
 
@@ -57,21 +68,24 @@ struct LogPattern {
     /** As printf takes it; "\n" at its end is in no line of a log file. */
     std::string_view format;
     LineRole role = LineRole::OTHER;
-    /** Written only while debug.zul.dump was true at start. */
-    bool dump = false;
+    /**
+     * What its conversions tell of the event, a letter for each: t tag, m mask, p processes, x text, f folder,
+     * d what the reason is about.
+     */
+    std::string_view fields = "";
+    /** What has gone wrong with the event; empty for nothing. */
+    const char* reason = "";
+    /** What becomes of it then; UNKNOWN: another line decides it. */
+    Outcome outcome = Outcome::UNKNOWN;
+
+    bool isDump() const { return role >= LineRole::DUMP; }
 };
 
 /** What stands for each conversion of a pattern's format, in its order. */
 using LineFields = std::array<std::string_view, 8>;
 
 /** All that the daemon says, and where; docs/REFERENCE.md has the same list for its readers. */
-struct LogPatternList {
-    const LogPattern* first;
-    size_t size;
-    const LogPattern* begin() const { return first; }
-    const LogPattern* end() const { return first + size; }
-};
-LogPatternList logPatterns();
+std::span<const LogPattern> logPatterns();
 
 /**
  * The pattern that a message was made from, and its fields, which point into the message; null, and no
