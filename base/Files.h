@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace zul {
@@ -61,6 +62,9 @@ inline ScopedFd openTraceFile(const char* path) {
 
 /** The first `size` bytes of a file, or all that there are. What cannot be read counts as not there. */
 std::string readAll(int fd, size_t size);
+
+/** False, and errno, when not all of it could be written. */
+bool writeAll(int fd, std::string_view content);
 
 /** How far replaceFile came; the file is as it was in all cases but the first. */
 enum class Replacement { DONE, CANNOT_OPEN, CANNOT_WRITE };
