@@ -269,9 +269,8 @@ LogTime LogFile::timeOf(const LogHeader& header) {
 void LogFile::learnYear(const LogHeader& header, std::string_view text) {
     text = text.substr(0, text.find_first_of(" \r\n"));
     const auto parts = parseArchiveName(text.substr(text.rfind('/') + 1));
-    const auto time = parts ? parseNameTime(parts->time) : std::nullopt;
-    if (!time || header.month == 0 || header.year != 0) return;
-    const LogTime named = *time * kSecond;
+    if (!parts || header.month == 0 || header.year != 0) return;
+    const LogTime named = parts->time * kSecond;
     const auto apart = [&](int year) { return std::abs(timeInYear(header, year) - named); };
     const int year = yearOf(named);
     mYear = std::min({year, year - 1, year + 1}, [&](int a, int b) { return apart(a) < apart(b); });
