@@ -90,7 +90,8 @@ Captures::Captures(Session& session, const Device& device, LogStory log)
     }
     if (const auto start = mProcesses->daemonStart()) {
         // Anybody can write that line into a log, and a clock may have been set since.
-        mDaemonStart = std::min(wallTime(*start), mDaemonStart.value_or(INT64_MAX));
+        mDaemonStart =
+                std::min(wallTime(static_cast<time_t>(*start)), mDaemonStart.value_or(INT64_MAX));
     }
 }
 
@@ -128,10 +129,10 @@ bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
     if (logged != nullptr && logged->daemon == mLog.daemon) return false;
     struct stat status = {};
     if (mStore.isCopy || !statArchive(entry, status)) return true;
-    // The clock of names follows the user from zone to zone, that of files does not. What a collector made that
-    // went on without its daemon stays in doubt.
+    // The clock of names follows the user from zone to zone, that of files does not, and the time of a change
+    // is the kernel's alone. What a collector made that went on without its daemon stays in doubt.
     const auto start = mProcesses->daemonStart();
-    return !start || status.st_mtime < *start;
+    return !start || std::max(secondsOf(status.st_mtim), secondsOf(status.st_ctim)) < *start;
 }
 
 Capture Captures::take(DiskEntry* entry, const HistoryLine* line) {
