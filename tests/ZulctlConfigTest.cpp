@@ -54,18 +54,15 @@ const FindingCase kFindingCases[] = {
         {"KeywordInAValue", "tag:0xffff0101,cmds:getprop ro.build.tags",
          "ERROR 1.2 keyword-in-value", "sets tag and not cmds, for 'tag' stands in it"},
         {"KeywordBehindItsOwn", "tag:0xffff01_path,cmds:ls /path"},
-        {"PackageWithATag", "tag:0xffff0101,pkgname:com.vintage", "ERROR 1.2 keyword-in-value"},
         {"UnknownKey", "tag:0xffff0101,flags:0x4", "warning 1.2 unknown-key",
          "'flags' is no key; sets flag, for 'flag' stands in it"},
         {"NoKey", "tag:0xffff0101,Enable:1", "warning 1.2 ignored"},
-        {"EmptyItem", "tag:0xffff0101,,enable:1", "warning 1.2 ignored"},
         {"ColonInAValue", "tag:0xffff0101,cmds:logcat -s a:V", "ERROR 1.2 colon-in-value",
          "of the value only 'V' counts"},
         {"ColonAtTheEnd", "tag:0xffff0101,cmds:ps:", "ERROR 1.2 colon-in-value"},
         {"NoColon", "tag:0xffff0101,cmds", "ERROR 1.2 no-value"},
         {"NothingBehindTheColon", "tag:0xffff0101,cmds:", "ERROR 1.2 no-value"},
         {"Enable", "tag:0xffff0101,enable:true", "ERROR 1.2 enable-value"},
-        {"EnableWithABlank", "tag:0xffff0101,enable: 1", "ERROR 1.2 enable-value"},
         {"BlankInATag", "tag: 0xffff0101", "warning 1.1 blank-in-tag"},
         {"NoSeparator", "tag:0xffff0101,paths:/data/a", "warning 1.2 no-separator"},
         {"NoNumber", "tag:0xffff0101,flag:x", "ERROR 1.2 no-number"},
@@ -74,9 +71,7 @@ const FindingCase kFindingCases[] = {
          "warning 2.1 ignored, ERROR 2.0 empty-tag, ERROR 2.0 replaces-other"},
         {"TextBehind", "tag:0xffff0101,flag:4 8", "ERROR 1.2 text-behind-number",
          "counts as 4, without ' 8'"},
-        {"EightInAnOctal", "tag:0xffff0101,flag:08", "ERROR 1.2 text-behind-number"},
         {"Octal", "tag:0xffff0101,flag:010", ""},
-        {"NegativeHasUnnamedBits", "tag:0xffff0101,flag:-1", "warning 1.0 unnamed-bits"},
         {"UnnamedInTheFullVocabulary", "tag:0xffff0101,flag:0x30000", "warning 1.0 unnamed-bits",
          "has bits without a name: 0x10000"},
         {"NamedInTheUsers", "tag:0xffffff01,flag:0x10000"},
@@ -85,7 +80,6 @@ const FindingCase kFindingCases[] = {
         {"EmptyRecord", "|tag:0xffff0101,cmd:x", "ERROR 1.0 empty-tag, ERROR 2.0 never-used"},
         {"NoFolderName", "tag:a,enable:1", "warning 1.0 no-folder-name"},
         {"NoFolderNameAndNoNeed", "tag:a,cmds:b"},
-        {"Package", "tag:0xffff0101,pkgname:com.example.app"},
         {"ReplacesAnother", "tag:0xffff0401,enable:1|tag:0xffff04,enable:0",
          "ERROR 2.0 replaces-other", "replaces: '0xffff0401'"},
         {"ReplacesMany", "tag:A1|tag:A2|tag:A3|tag:A4|tag:A5|tag:A6|tag:A7|tag:A",
@@ -185,12 +179,6 @@ TEST_F(ConfigCommandTest, ChecksAText) {
                                     "\n"));
     EXPECT_THAT(json.out, HasSubstr(R"("text":"x","sets":null,"value":""})"));
 
-    write("/text", "tag:0xffff04,cmds:a|tag:0xffff0401,cmds:b|tag:0xffffffff,enable:0");
-    EXPECT_THAT(
-            call({"--no-legend", "config", "check", at("/text")}).out,
-            AllOf(HasSubstr("      error: record 2: never counts: '0xffff04' of record 1 stands"),
-                  HasSubstr("      error: makes 0xffffffff illegal: no later update is taken, "
-                            "restarts included\n")));
     write("/text", "tag:0xffff0101,x");
     EXPECT_EQ(call({"config", "check", at("/text")}).status, 0);
     EXPECT_EQ(call({"config", "check", at("/nowhere")}).status, 3);
@@ -402,28 +390,35 @@ TEST(MaskCommandTest, ShowsBitsInBothVocabularies) {
 }
 
 TEST(MaskCommandTest, ShowsTheMaskOfNames) {
-    Result result =
-            call({"--no-legend", "mask", "FLAG_ZUL_LOG | FLAG_ZUL_BINDER", "FLAG_ZUL_USER_PS"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out,
-              "full        0x201               513                   FLAG_ZUL_USER_PS\n"
-              "user        0x1000              4096                  FLAG_ZUL_LOG, "
-              "FLAG_ZUL_BINDER\n");
-    result = call({"--json", "mask", "FLAG_ZUL_LOG", "flag_zul_log"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.out, HasSubstr(R"("mask":"0x200","decimal":512)"));
-    EXPECT_THAT(result.out, HasSubstr(R"("unknown":["flag_zul_log"]})"));
-    for (const char* name : {"anr", "Exception_type_anr"}) {
-        EXPECT_EQ(call({"mask", name}).status, std::string(name) == "anr" ? 0 : 1);
+    struct NamesCase {
+        std::vector<std::string> names;
+        int status;
+        const char* shown;
+    };
+    const NamesCase cases[] = {
+            {{"FLAG_ZUL_LOG | FLAG_ZUL_BINDER", "FLAG_ZUL_USER_PS"},
+             0,
+             "full        0x201               513                   FLAG_ZUL_USER_PS\n"
+             "user        0x1000              4096                  FLAG_ZUL_LOG, "
+             "FLAG_ZUL_BINDER\n"},
+            {{"FLAG_ZUL_LOG", "flag_zul_log"}, 1, "0x200               512        "},
+            {{"--json", "flag_zul_log"}, 1, R"("unknown":["flag_zul_log"]})"},
+            {{"anr"}, 0, "full        0x2c1"},
+            {{"anr|log", "user_ps"}, 1, "full        0x2c1"},
+            {{"Exception_type_anr"}, 1, ""},
+            {{"ps", "fd"}, 0, "user        0x1000              4096"},
+            {{}, 0, "full        0x2c1               EXCEPTION_TYPE_ANR\n"},
+    };
+    for (const auto& [names, status, shown] : cases) {
+        std::vector<std::string> words = {"mask"};
+        words.insert(words.end(), names.begin(), names.end());
+        const Result result = call(words);
+        EXPECT_EQ(result.status, status) << shown;
+        EXPECT_THAT(result.out, HasSubstr(shown));
     }
-    EXPECT_THAT(call({"mask", "anr|log", "user_ps"}).out, HasSubstr("full        0x2c1"));
-    EXPECT_EQ(call({"mask", "ps", "fd"}).status, 0);
-    EXPECT_THAT(call({"mask", "ps", "fd"}).out, HasSubstr("user        0x1000              4096"));
     const std::string all = call({"--no-legend", "mask"}).out;
     EXPECT_EQ(static_cast<size_t>(std::count(all.begin(), all.end(), '\n')),
               std::size(zul::kFlags) + std::size(zul::kUserFlags));
-    EXPECT_THAT(all, AllOf(HasSubstr("full        0x2c1               EXCEPTION_TYPE_ANR\n"),
-                           HasSubstr("user        0x1000              FLAG_ZUL_USER_PS\n")));
 }
 
 TEST(MasksTest, NamesTheBitsOfATagsVocabulary) {
