@@ -16,17 +16,6 @@ constexpr char kUnfinished[] = ".new";
 /** How often others may take our name first. */
 constexpr int kTries = 100;
 
-bool writeAll(int fd, const std::string& content) {
-    size_t done = 0;
-    while (done < content.size()) {
-        const ssize_t count = write(fd, content.data() + done, content.size() - done);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return false;
-        done += static_cast<size_t>(count);
-    }
-    return true;
-}
-
 }  // namespace
 
 std::string readAll(int fd, size_t size) {
@@ -40,6 +29,16 @@ std::string readAll(int fd, size_t size) {
     }
     text.resize(done);
     return text;
+}
+
+bool writeAll(int fd, std::string_view content) {
+    while (!content.empty()) {
+        const ssize_t count = write(fd, content.data(), content.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        content.remove_prefix(static_cast<size_t>(count));
+    }
+    return true;
 }
 
 Replacement replaceFile(const std::string& path, const std::string& content, mode_t mode) {

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace zul {
@@ -61,6 +62,9 @@ inline ScopedFd openTraceFile(const char* path) {
 
 /** The first `size` bytes of a file, or as many as there are or can be read. */
 std::string readAll(int fd, size_t size);
+
+/** False, and errno, when not all of it could be written. */
+bool writeAll(int fd, std::string_view content);
 
 /** How far replaceFile got; unless it is DONE, the file is as it was. */
 enum class Replacement { DONE, CANNOT_OPEN, CANNOT_WRITE };

@@ -86,11 +86,12 @@ void checkToldBefore(const std::string& text) {
     require(std::equal(entries.begin(), entries.end(), rules.entries.begin(), rules.entries.end(),
                        isSame),
             "zulctl tells of the entries that the daemon has");
-    require(report.hasErrors() || text.empty() || !rules.entries.empty(), "a text has entries");
-    for (const zulctl::ConfigFinding& finding : report.findings) {
-        require(finding.record <= report.records.size() &&
-                        (finding.item == 0 ||
-                         finding.item <= report.records[finding.record - 1].size()),
+    require(report.errors > 0 || text.empty() || !rules.entries.empty(), "a text has entries");
+    for (const auto& [place, told] : report.places) {
+        const auto& [record, item] = place;
+        const bool isItem = item != zulctl::ConfigReport::kAll;
+        require(isItem == told.item.has_value() &&
+                        (record <= report.records || record == zulctl::ConfigReport::kAll),
                 "a finding is about something");
     }
 }

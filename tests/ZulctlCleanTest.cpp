@@ -27,6 +27,8 @@ class Process {
     explicit Process(std::string argument0) {
         char seconds[] = "1000";
         char* const arguments[] = {argument0.data(), seconds, nullptr};
+        // Of a later one of the kernel's ticks than all that was made before.
+        usleep(20000);
         EXPECT_EQ(posix_spawn(&mId, "/bin/sleep", nullptr, nullptr, arguments, nullptr), 0);
         // The kernel shows its arguments a moment later.
         const auto commandLine = "/proc/" + std::to_string(mId) + "/cmdline";
@@ -190,17 +192,21 @@ TEST_F(CleanTest, TakesWhatARunningDaemonHasForgotten) {
 }
 
 TEST_F(CleanTest, LeavesWhatAClockMakesDoubtful) {
-    const Process daemon("zuld");
-    record(kType, "0xffff0102", 2 * 86400);
-    // Its file is younger than the daemon, whatever its name says: the user came from another zone.
-    const std::string travelled = record(kType, "0xffff0101", 7200);
-    age(travelled, -1);
-    EXPECT_THAT(call({"clean", "-n", "--unlisted"}).out, HasSubstr("would remove 1 archive "));
+    const std::string forgotten = record(kType, "0xffff0102", 2 * 86400);
     const std::string behind = record(kType, "0xffff0103", 4 * 86400);
+    const std::string travelled = record(kType, "0xffff0101", 7200);
+    const std::string touched = record(kType, "0xffff0104", 7200);
+    const Process daemon("zuld");
+    // Younger than the daemon, whatever their names say: a user came from another zone, a clock was set. The
+    // second one says so nowhere but in the time of its last change.
+    age(travelled, -1);
+    age(touched, 7200);
     const Result result = call({"clean", "-f", "--unlisted"});
-    EXPECT_THAT(result.out, HasSubstr("removed 1 archive"));
+    EXPECT_THAT(result.out, HasSubstr("removed 1 archive and"));
     EXPECT_THAT(result.err, HasSubstr("the clock was set back: 1 archive may be known"));
-    EXPECT_TRUE(exists(behind));
+    EXPECT_FALSE(exists(forgotten));
+    for (const std::string& path : {behind, travelled, touched})
+        EXPECT_TRUE(exists(path)) << path;
 }
 
 TEST_F(CleanTest, BringsAStoreBelowASize) {
@@ -310,8 +316,11 @@ TEST_F(ZulctlTest, WhereTheFirstProcessIsHiddenAllMayBe) {
     timespec sinceBoot = {};
     clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
     ASSERT_TRUE(all.daemonStart());
-    EXPECT_NEAR(static_cast<double>(*all.daemonStart()),
-                static_cast<double>(time(nullptr) - sinceBoot.tv_sec + 3), 1);
+    EXPECT_NEAR(*all.daemonStart(), static_cast<double>(time(nullptr) - sinceBoot.tv_sec + 3), 1);
+    // The clock has been set since: its folder is of the time before.
+    const timespec times[2] = {{1000, 0}, {1000, 0}};
+    utimensat(AT_FDCWD, at("/proc/82").c_str(), times, 0);
+    EXPECT_EQ(look("/proc").daemonStart(), 1000);
     EXPECT_TRUE(Processes::look(at("/proc").c_str(), getuid() + 1).seen());
     EXPECT_FALSE(Processes::look(at("/proc").c_str(), getuid() + 1).has("init"));
 

@@ -4,11 +4,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
-
-#include <filesystem>
-#include <functional>
 
 #include "base/Files.h"
 #include "tests/support/ZulctlTest.h"
@@ -184,44 +180,6 @@ TEST_F(OneCaptureTest, WhatCannotBeWrittenWholeGoes) {
     EXPECT_FALSE(exists("/out.tar"));
 }
 
-TEST_F(OneCaptureTest, ExportFollowsNoLink) {
-    const std::string path = kOther;
-    const std::string secret = at("/secret");
-    write("/secret", "secret");
-    const std::pair<const char*, std::function<void()>> swaps[] = {
-            {"link", [&] { ASSERT_EQ(symlink(secret.c_str(), at(path + ".zul").c_str()), 0); }},
-            {"hole", [&] { ASSERT_EQ(mkfifo(at(path + ".zul").c_str(), 0666), 0); }},
-            {"folder", [&] { makeFolder(path + ".zul"); }},
-            {"type folder",
-             [&] {
-                 std::filesystem::rename(at("/data/ZUL/0xffff"), at("/outside"));
-                 ASSERT_EQ(symlink(at("/outside").c_str(), at("/data/ZUL/0xffff").c_str()), 0);
-             }},
-    };
-    for (const auto& [name, swap] : swaps) {
-        std::filesystem::remove_all(at(path + ".zul"));
-        swap();
-        const Result result = onCopy({"export", path, "-o", at("/out.tar")});
-        EXPECT_EQ(result.status, 1) << name;
-        EXPECT_THAT(result.err, HasSubstr("is missing")) << name;
-        EXPECT_FALSE(exists("/out.tar")) << name;
-    }
-}
-
-TEST_F(OneCaptureTest, HostileNamesAreShownSafely) {
-    const std::string tag = "0xffff\x1b[2J\xff";
-    const std::string name = tag + "_2025_03_04_05_06_08_1";
-    write("/data/ZUL/0xffff/" + name + ".zul");
-    const Result text = onCopy({"info", tag});
-    EXPECT_EQ(text.status, 0);
-    EXPECT_THAT(text.out, HasSubstr("tag         0xffff\\x1b[2J\\xff\n"));
-    EXPECT_THAT(text.out, HasSubstr("state       unrecorded\n"));
-    EXPECT_THAT(onCopy({"--json", "info", name}).out,
-                HasSubstr("\"tag_hex\":\"3078666666661b5b324aff\""));
-    EXPECT_EQ(onCopy({"export", name, "-o", at("/out.tar")}).status, 0);
-    EXPECT_EQ(outputOf("tar -tf " + at("/out.tar") + " | wc -l"), "2\n");
-}
-
 TEST_F(OneCaptureTest, UnpacksNothingButWhatIsBelow) {
     write("/outside");
     const std::string in = "cd " + at("") + " && ";
@@ -269,15 +227,6 @@ TEST_F(OneCaptureTest, TarHoldsLongNamesAndTellsOfFailure) {
     TarWriter sink(fileno(fopen("/dev/null", "w")), 0);
     EXPECT_FALSE(sink.addFile("name", fileno(source), 1 << 20));
     fclose(source);
-}
-
-TEST_F(OneCaptureTest, AnUnreadableConfigurationIsToldAndTheRestShown) {
-    remove(at("/data/ZUL/config").c_str());
-    makeFolder("/data/ZUL/config");
-    const Result result = onCopy({"info", "0xffff0101"});
-    EXPECT_EQ(result.status, 3);
-    EXPECT_THAT(result.err, HasSubstr("/data/ZUL/config: "));
-    EXPECT_THAT(result.out, HasSubstr("state       present\n"));
 }
 
 }  // namespace

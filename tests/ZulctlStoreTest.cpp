@@ -63,35 +63,57 @@ class ListTest : public ZulctlTest {
     Result mResult;
 };
 
-TEST_F(ListTest, JoinsHistoryAndDiskNewestFirst) {
-    capture("0xffff0101", "05:00:00");
-    capture("0xffff0102", "05:00:10", true);
-    capture("0xffff0103", "05:00:20");
-    mHistory += lineOf("0xffff0104", "05:00:30", kType + nameOf("0xffff0104", "05:00:30") + ".zul");
-    write(kType + nameOf("0xffff0104", "05:00:30") + "/inside", "1234567");
-    write(kType + nameOf("0xffff0105", "05:00:15") + ".zul");
-    makeFolder(kType + nameOf("0xffff0106", "05:00:05"));
-    EXPECT_THAT(states(), ElementsAre("05:00:30 left", "05:00:20 present", "05:00:15 unrecorded",
-                                      "05:00:10 missing", "05:00:05 left", "05:00:00 present"));
-    EXPECT_EQ(mResult.status, 0);
-    EXPECT_EQ(mResult.err, "");
+struct JoinCase {
+    const char* name;
+    /** What there is of captures, L, A and F for line, archive and folder; the tag's end; the time. */
+    std::vector<std::string> captures;
+    std::vector<std::string> states;
+};
 
-    const Result text = list();
-    EXPECT_THAT(text.out,
-                HasSubstr("2025-03-04 05:00:30  0xffff0104  left            7B         -   0\n"));
-    EXPECT_THAT(text.out, HasSubstr("6 captures, 17B on disk; clean could free 0 archives and 2 "
-                                    "folders, 7B\n"));
-    EXPECT_THAT(list({"--no-legend", "-n1"}).out, testing::StartsWith("2025-03-04 05:00:30  "));
+class StoredTest : public ListTest, public testing::WithParamInterface<JoinCase> {};
+
+TEST_P(StoredTest, HistoryAndDiskNewestFirst) {
+    for (const std::string& text : GetParam().captures) {
+        const std::string tag = "0xffff01" + text.substr(text.size() - 11, 2);
+        const std::string time = text.substr(text.size() - 8);
+        const std::string folder = kType + nameOf(tag, time);
+        if (text.find('L') == 0) mHistory += lineOf(tag, time, folder + ".zul");
+        if (text.find("A ") < 2) write(folder + ".zul", "12345");
+        if (text.find("F ") < 2) makeFolder(folder);
+    }
+    EXPECT_EQ(states(), GetParam().states);
+    EXPECT_EQ(mResult.err, "");
 }
 
-TEST_F(ListTest, AnArchiveBelongsToTheLastOfItsName) {
+const JoinCase kJoinCases[] = {
+        {"EveryState",
+         {"LA 01 05:00:00", "L 02 05:00:10", "LA 03 05:00:20", "LF 04 05:00:30", "A 05 05:00:15",
+          "F 06 05:00:05"},
+         {"05:00:30 left", "05:00:20 present", "05:00:15 unrecorded", "05:00:10 missing",
+          "05:00:05 left", "05:00:00 present"}},
+        {"AnArchiveBelongsToTheLastOfItsName",
+         {"LA 01 05:00:00", "LA 02 05:00:00", "L 01 05:00:00", "L 03 05:00:01", "L 03 05:00:01"},
+         {"05:00:01 missing", "05:00:01 missing", "05:00:00 present", "05:00:00 present",
+          "05:00:00 overwritten"}},
+        {"AFolderBesideAnArchiveIsOfTheLaterCapture",
+         {"LA 01 05:00:00", "L 01 05:00:00", "LF 01 05:00:00"},
+         {"05:00:00 left", "05:00:00 present", "05:00:00 overwritten"}},
+        {"Nothing", {}, {}},
+};
+INSTANTIATE_TEST_SUITE_P(Stores, StoredTest, testing::ValuesIn(kJoinCases), caseName);
+
+TEST_F(ListTest, ShowsATableWithATotal) {
     capture("0xffff0101", "05:00:00");
-    capture("0xffff0102", "05:00:00");
-    capture("0xffff0101", "05:00:00");
-    capture("0xffff0103", "05:00:01", true);
-    capture("0xffff0103", "05:00:01", true);
-    EXPECT_THAT(states(), ElementsAre("05:00:01 missing", "05:00:01 missing", "05:00:00 present",
-                                      "05:00:00 present", "05:00:00 overwritten"));
+    mHistory += lineOf("0xffff0104", "05:00:30", kType + nameOf("0xffff0104", "05:00:30") + ".zul");
+    write(kType + nameOf("0xffff0104", "05:00:30") + "/inside", "1234567");
+    const Result text = list();
+    EXPECT_EQ(text.status, 0);
+    EXPECT_EQ(text.out,
+              "TIME                 TAG         STATE         SIZE      TOOK  NO  ABOUT\n"
+              "2025-03-04 05:00:30  0xffff0104  left            7B         -   0\n"
+              "2025-03-04 05:00:00  0xffff0101  present         5B         -   0\n"
+              "2 captures, 12B on disk; clean could free 0 archives and 1 folder, 7B\n");
+    EXPECT_THAT(list({"--no-legend", "-n1"}).out, StartsWith("2025-03-04 05:00:30  "));
 }
 
 TEST_F(ListTest, ALineThatComesEarlierThanItsTimeIsFound) {
@@ -147,13 +169,6 @@ TEST_F(ListTest, StuckLogosLieBesideAndAreListedAgain) {
     mHistory = lineOf("0xffffff06", "05:00:34", archive);
     EXPECT_THAT(states({"-n2"}), ElementsAre("05:00:34 present", "05:00:33 unrecorded"));
     EXPECT_THAT(states({"--state=unlisted"}), IsEmpty());
-}
-
-TEST_F(ListTest, AFolderBesideAnArchiveIsOfTheLaterCapture) {
-    for (int i = 0; i < 3; i++)
-        capture("0xffff0101", "05:00:00");
-    makeFolder(kType + nameOf("0xffff0101", "05:00:00"));
-    EXPECT_THAT(states(), ElementsAre("05:00:00 left", "05:00:00 present", "05:00:00 overwritten"));
 }
 
 TEST_F(ListTest, SumsByTag) {
@@ -339,13 +354,6 @@ const BadHistory kBadHistories[] = {
         {"Fifo", [](const std::string& path) { mkfifo(path.c_str(), 0666); }, "no regular file"},
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, BadHistoryTest, testing::ValuesIn(kBadHistories), caseName);
-
-TEST_F(ListTest, AnEmptyStoreHasNothing) {
-    const Result result = onCopy({"list"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "");
-    EXPECT_THAT(result.out, HasSubstr("0 captures, 0B on disk\n"));
-}
 
 }  // namespace
 }  // namespace zulctl::test

@@ -29,14 +29,11 @@ constexpr Option kOptions[] = {
 };
 
 constexpr char kDetails[] =
-        "Without --left, --unlisted and --to: what failed collectors left, and what the daemon "
-        "does\n"
-        "not know any more. Other files in the store are never removed, nor is what runs, nor a\n"
-        "folder so new that its collector may not have started yet. -n works on a copy as well. "
-        "-f\n"
-        "does not, nor on a device where processes are hidden: what runs could not be told from "
-        "what\n"
-        "was left.";
+        R"(Without --left, --unlisted and --to: what failed collectors left, and what the daemon does
+not know any more. Other files in the store are never removed, nor is what runs, nor a
+folder so new that its collector may not have started yet. -n works on a copy as well. -f
+does not, nor on a device where processes are hidden: what runs could not be told from what
+was left.)";
 
 /** From a folder's making to its collector's start are two writes to a disk that may be busy. */
 constexpr time_t kSettledAfter = 30;
@@ -53,16 +50,6 @@ struct Order {
     bool takes(State state) const {
         return size || (left && state == State::LEFT) || (unlisted && state == State::UNLISTED);
     }
-};
-
-/** One file or folder that goes. */
-struct Candidate {
-    const DiskEntry* entry;
-    State state;
-    WallTime time;
-    uint64_t bytes;
-
-    bool isFolder() const { return state == State::LEFT; }
 };
 
 /** 500M as bytes; nothing for what is no size. */
@@ -101,13 +88,20 @@ std::string readOrder(const Options& options, Order& order) {
 
 /** Its collector may be about to start. */
 bool isNew(const DiskEntry& entry) {
-    const zul::ScopedFd parent = DiskIndex::open(*entry.folder);
-    const std::string name(entry.name);
     struct stat status = {};
-    if (fstatat(parent.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    const std::string name(entry.name);
+    if (fstatat(entry.folder->open().get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        return false;
+    }
     const time_t age = time(nullptr) - status.st_mtime;
     return age >= 0 && age < kSettledAfter;
 }
+
+/** One file or folder that goes. */
+struct Candidate {
+    Capture capture;
+    uint64_t bytes;
+};
 
 /** What the order takes, oldest first. */
 std::vector<Candidate> choose(Session& session, const Order& order, const Device& device,
@@ -117,11 +111,8 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
     uint64_t total = 0;
     captures.visitAll([&](const Capture& capture) {
         if (capture.entry == nullptr) return true;
-        const uint64_t bytes = captures.bytesOf(capture).value_or(0);
-        total += bytes;
-        if (capture.state != State::RUNNING) {
-            all.push_back({capture.entry, capture.state, capture.time, bytes});
-        }
+        all.push_back({capture, captures.bytesOf(capture).value_or(0)});
+        total += all.back().bytes;
         return true;
     });
     std::reverse(all.begin(), all.end());
@@ -130,19 +121,20 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
     size_t inDoubt = 0;
     size_t tooNew = 0;
     WallTime latest = 0;
-    for (const Candidate& candidate : all) {
+    for (const auto& [capture, bytes] : all) {
+        if (capture.state == State::RUNNING) continue;
         // A clock that was far behind may have made it after the daemon's start.
-        const bool doubtful = candidate.time + kClockJump < latest;
-        latest = std::max(latest, candidate.time);
-        if (!order.takes(candidate.state) || candidate.time >= before) continue;
+        const bool doubtful = capture.time + kClockJump < latest;
+        latest = std::max(latest, capture.time);
+        if (!order.takes(capture.state) || capture.time >= before) continue;
         if (order.size && total <= *order.size) break;
-        if (candidate.state == State::UNLISTED && doubtful && !order.size) {
+        if (capture.state == State::UNLISTED && doubtful && !order.size) {
             inDoubt++;
-        } else if (candidate.isFolder() && !device.store->isCopy() && isNew(*candidate.entry)) {
+        } else if (capture.isFolder() && !device.store->isCopy && isNew(*capture.entry)) {
             tooNew++;
         } else {
-            chosen.push_back(candidate);
-            total -= candidate.bytes;
+            chosen.push_back({capture, bytes});
+            total -= bytes;
         }
     }
     if (inDoubt > 0) {
@@ -157,11 +149,11 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
 }
 
 /** Removes it, if it still is what it was. */
-bool removeCandidate(const Candidate& candidate) {
-    const zul::ScopedFd parent = DiskIndex::open(*candidate.entry->folder);
-    std::string name(candidate.entry->name);
+bool remove(const Capture& capture) {
+    const zul::ScopedFd parent = capture.entry->folder->open();
+    std::string name(capture.name());
     if (!parent.ok()) return false;
-    if (candidate.isFolder()) return zul::removeTree(parent.get(), name.c_str());
+    if (capture.isFolder()) return zul::removeTree(parent.get(), name.c_str());
     name += zul::kArchiveSuffix;
     return unlinkat(parent.get(), name.c_str(), 0) == 0 || errno == ENOENT;
 }
@@ -180,20 +172,20 @@ Status runClean(Session& session) {
     uint64_t bytes = 0;
     session.forEachDevice([&](const Device& device) {
         Captures captures(session, device);
-        if (!device.store->isCopy() && !captures.lookAtProcesses()) return;
-        for (const Candidate& candidate : choose(session, order, device, captures)) {
-            const std::string path = std::string(candidate.entry->path) +
-                                     (candidate.isFolder() ? "" : zul::kArchiveSuffix);
-            if (options.force && !removeCandidate(candidate)) {
-                session.problem("not removed: " + path);
+        if (!device.store->isCopy && !captures.lookAtProcesses()) return;
+        for (const auto& [capture, size] : choose(session, order, device, captures)) {
+            const std::string_view path =
+                    capture.isFolder() ? capture.entry->path : capture.archive;
+            if (options.force && !remove(capture)) {
+                session.problem("not removed: " + std::string(path));
                 continue;
             }
             table.row({{options.force, options.force ? "removed" : "would be"},
-                       nameOf(candidate.state),
-                       Cell::size(candidate.bytes),
+                       nameOf(capture.state),
+                       Cell::size(size),
                        path});
-            counts[candidate.isFolder() ? 1 : 0]++;
-            bytes += candidate.bytes;
+            counts[capture.isFolder() ? 1 : 0]++;
+            bytes += size;
         }
     });
     session.out().legend(std::string(options.force ? "removed " : "would remove ") +

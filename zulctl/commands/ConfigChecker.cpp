@@ -3,7 +3,6 @@
 #include "zulctl/commands/ConfigChecker.h"
 
 #include <errno.h>
-#include <stdint.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -60,8 +59,9 @@ class Checker {
     ConfigReport check(const std::string& text);
 
   private:
-    void add(bool isError, const char* code, std::string message) {
-        mReport.findings.push_back({isError, code, mRecord, mItem, std::move(message)});
+    void add(bool isError, const char* code, const std::string& message) {
+        mReport.places[{mRecord, mItem}].findings.push_back({isError, code, message});
+        (isError ? mReport.errors : mReport.warnings)++;
     }
     void checkItem(const ConfigItem& item);
     void checkColons(const ConfigItem& item);
@@ -75,6 +75,7 @@ class Checker {
 
     Rules& mRules;
     ConfigReport mReport;
+    /** What is looked at. */
     size_t mRecord = 0;
     size_t mItem = 0;
     /** The record that each entry comes from, 0 for what was there before, and its tag. */
@@ -86,44 +87,36 @@ ConfigReport Checker::check(const std::string& text) {
     const Rules before = mRules;
     for (const ConfigEntry& entry : before.entries)
         mTags.push_back(entry.tag);
-    std::vector<std::vector<ConfigItem>>& items = mReport.records;
     const auto see = [&](size_t record, const std::string& item, const ConfigKeyword* keyword,
                          const ConfigEntry& entry) {
-        items.resize(record + 1);
-        items[record].push_back(
-                {item, keyword, keyword != nullptr ? configValue(entry, *keyword) : ""});
+        mItem = record + 1 == mRecord ? mItem + 1 : 1;
+        mRecord = record + 1;
+        const ConfigItem seen = {item, keyword,
+                                 keyword != nullptr ? configValue(entry, *keyword) : ""};
+        mReport.places[{mRecord, mItem}].item = seen;
+        checkItem(seen);
     };
     const auto records = zul::parseConfig(zul::joinLines(zul::split(text, "\n")), see);
-    items.resize(records.size());
+    mReport.records = records.size();
     const auto became = mRules.update(records);
+    mItem = ConfigReport::kAll;
     for (mRecord = 1; mRecord <= records.size(); mRecord++) {
-        for (mItem = 1; mItem <= items[mRecord - 1].size(); mItem++)
-            checkItem(items[mRecord - 1][mItem - 1]);
-        mItem = 0;
         checkEntry(records[mRecord - 1]);
         merge(records[mRecord - 1], became[mRecord - 1]);
     }
     checkOrder();
-    mRecord = 0;
+    mRecord = ConfigReport::kAll;
     compare(before);
     checkSize(text);
-    const auto place = [](const ConfigFinding& finding) {
-        return finding.record != 0 ? finding.record : SIZE_MAX;
-    };
-    std::stable_sort(mReport.findings.begin(), mReport.findings.end(),
-                     [place](const ConfigFinding& a, const ConfigFinding& b) {
-                         return place(a) < place(b);
-                     });
     return std::move(mReport);
 }
 
 void Checker::checkItem(const ConfigItem& item) {
+    if (item.keyword == nullptr) {
+        return add(kWarning, "ignored", "has none of the keys, and is ignored");
+    }
     const std::string key = item.text.substr(0, item.text.find(':'));
     const ConfigKeyword* const meant = keywordOfKey(key);
-    if (item.keyword == nullptr) {
-        add(kWarning, "ignored", "has none of the keys, and is ignored");
-        return;
-    }
     if (meant == nullptr) {
         add(kWarning, "unknown-key",
             quoted(key) + " is no key; sets " + fieldName(*item.keyword) + ", for " +
@@ -183,8 +176,8 @@ void Checker::checkEntry(const ConfigEntry& entry) {
     } else if (entry.enable == "1" && zul::typeFolder(entry.tag, false).empty()) {
         add(kWarning, "no-folder-name", "no capture folder can be named after its tag");
     }
-    const uint64_t unnamed =
-            unnamedBits(static_cast<uint64_t>(entry.flag), vocabularyOf(entry.tag));
+    const auto mask = static_cast<uint64_t>(entry.flag);
+    const uint64_t unnamed = namesOf(mask, vocabularyOf(entry.tag)).unnamed;
     if (unnamed != 0) {
         add(kWarning, "unnamed-bits", "its flag has bits without a name: " + hexMask(unnamed));
     }
@@ -244,17 +237,17 @@ void Checker::checkOrder() {
 
 void Checker::compare(const Rules& before) {
     for (size_t i = 0; i < mRules.entries.size(); i++) {
-        const ConfigEntry& after = mRules.entries[i];
         const bool isNew = i >= before.entries.size();
-        ConfigChange change{isNew ? after.tag : before.entries[i].tag,
-                            isNew ? "" : entryText(before.entries[i]), entryText(after)};
-        if (change.before != change.after) mReport.entries.push_back(std::move(change));
+        const std::string was = isNew ? "" : entryText(before.entries[i]);
+        const std::string is = entryText(mRules.entries[i]);
+        const ConfigEntry& named = isNew ? mRules.entries[i] : before.entries[i];
+        if (was != is) mReport.changes.push_back({"entry", named.tag, was, is});
     }
     const std::string update(zul::kConfigUpdate);
     for (const auto& [tag, known] : mRules.knownTags) {
         const bool was = before.legalTags.count(tag) > 0;
         if (was == (mRules.legalTags.count(tag) > 0)) continue;
-        mReport.tags.push_back({tag, was ? "legal" : "", was ? "" : "legal"});
+        mReport.changes.push_back({"legal", tag, was ? "legal" : "", was ? "" : "legal"});
         if (was && tag != update) {
             add(kWarning, "becomes-illegal", "the tag " + quoted(tag) + " becomes illegal");
         }
@@ -284,11 +277,6 @@ void Checker::checkSize(const std::string& text) {
 }
 
 }  // namespace
-
-bool ConfigReport::hasErrors() const {
-    return std::any_of(findings.begin(), findings.end(),
-                       [](const ConfigFinding& finding) { return finding.isError; });
-}
 
 ConfigReport checkConfig(const std::string& text, Rules& rules) {
     return Checker(rules).check(text);

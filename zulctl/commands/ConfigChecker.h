@@ -2,11 +2,15 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 
+#include <map>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "zulctl/store/StartFiles.h"
+#include "zulctl/store/Rules.h"
 
 namespace zulctl {
 
@@ -25,29 +29,35 @@ struct ConfigFinding {
     bool isError = false;
     /** One word for each kind of finding. */
     const char* code = "";
-    /** Counted from 1; 0 where it is about the whole text, or the whole record. */
-    size_t record = 0;
-    size_t item = 0;
     /** May hold bytes of the configuration, whatever they are. */
     std::string message;
 };
 
+/** A place of a configuration. */
+struct ConfigPlace {
+    std::optional<ConfigItem> item;
+    std::vector<ConfigFinding> findings;
+};
+
 /** An entry, or whether a tag is legal, before and after; empty for nothing. */
 struct ConfigChange {
+    /** "entry" or "legal". */
+    const char* of = "";
     std::string tag;
     std::string before;
     std::string after;
 };
 
 struct ConfigReport {
-    /** The items of each record. */
-    std::vector<std::vector<ConfigItem>> records;
-    /** In the order of records and items, and then those about all of them. */
-    std::vector<ConfigFinding> findings;
-    std::vector<ConfigChange> entries;
-    std::vector<ConfigChange> tags;
+    /** What is about all items of a record, or all records, comes behind them. */
+    static constexpr size_t kAll = SIZE_MAX;
 
-    bool hasErrors() const;
+    /** By the numbers of record and item, which count from 1. */
+    std::map<std::pair<size_t, size_t>, ConfigPlace> places;
+    std::vector<ConfigChange> changes;
+    size_t records = 0;
+    size_t errors = 0;
+    size_t warnings = 0;
 };
 
 /** Lets the daemon's rules take a configuration text, and says what comes of it and what is odd about it. */

@@ -7,7 +7,7 @@
 #include "zulctl/commands/Commands.h"
 #include "zulctl/commands/Masks.h"
 #include "zulctl/log/LogEvents.h"
-#include "zulctl/store/StartFiles.h"
+#include "zulctl/store/Rules.h"
 
 namespace zulctl {
 
@@ -16,6 +16,12 @@ namespace {
 constexpr Option kOptions[] = {
         {0, "with", "FILE|-", "as if this text were pushed upon what is there", &Options::with},
 };
+
+constexpr char kDetails[] =
+        R"(The entry that counts, and what it adds to the event's mask and text; with --log, as the
+running daemon has it, else as the next start would. Ends with 1 when no entry counts, and
+when the event would be refused. Events about several processes, or none, are not asked for
+their package.)";
 
 /** Takes up what a daemon has been pushed since its start, by its log. */
 class Replay {
@@ -77,12 +83,9 @@ class Replay {
 /** What the running daemon goes by, as far as can be known; else what the next start would. */
 Rules rulesFor(Session& session, const Device& device) {
     if (device.store == nullptr) return {};
-    StartFiles files = readStartFiles(session, *device.store);
-    Rules stored = rulesOf(files);
+    const StartFiles files = readStartFiles(session, device.store.get());
     if (device.log) {
-        files.config.reset();
-        const Rules atStart = rulesOf(files);
-        Replay replay(atStart);
+        Replay replay(files.tags);
         readEvents(
                 session, device,
                 {.event = [](Event&) {}, .line = [&](const LogLine& line) { replay.take(line); }});
@@ -92,7 +95,7 @@ Rules rulesFor(Session& session, const Device& device) {
     session.remark(
             "of the stored text alone: entries of earlier ones, which a running daemon keeps, "
             "are known from its log");
-    return stored;
+    return files.rules();
 }
 
 /** What the daemon would do with an event. */
@@ -116,27 +119,27 @@ struct Match {
 };
 
 void printMatch(Output& out, const Match& match) {
+    const bool hasEntry = match.entry != nullptr;
+    const zul::ConfigEntry entry = hasEntry ? *match.entry : zul::ConfigEntry();
     int64_t flag = 0;
     std::string text;
-    if (match.entry != nullptr) zul::applyConfigEntry(*match.entry, flag, text);
+    zul::applyConfigEntry(entry, flag, text);
     const auto mask = static_cast<uint64_t>(flag);
     const auto orNull = [](bool known, const Value& value) { return known ? value : nullptr; };
     Facts facts(out, "  ", 11);
     if (!out.json()) {
+        const bool inDoubt = !match.legal && !match.isRefused();
         out.line(printable(match.tag) + ": " + match.outcome() +
-                 (!match.legal && !match.isRefused()
-                          ? "; whether its tag is legal is not known here"
-                          : ""));
+                 (inDoubt ? "; whether its tag is legal is not known here" : ""));
     }
     facts.add(nullptr, "tag", match.tag);
     facts.add(nullptr, "outcome", match.outcome());
     facts.add(nullptr, "legal", {orNull(match.legal.has_value(), match.legal == true), ""});
     facts.add(nullptr, "refused", {match.isRefused(), ""});
-    const std::string tag = match.entry != nullptr ? match.entry->tag : "";
-    facts.add("entry", "entry", {orNull(match.entry != nullptr, tag), "tag " + tag});
-    facts.add(nullptr, "package",
-              {orNull(match.package.has_value(), match.package.value_or("")), ""});
-    facts.add("pkgname", "pkgname", match.entry != nullptr ? match.entry->pkgname : "");
+    facts.add("entry", "entry", {orNull(hasEntry, entry.tag), "tag " + entry.tag});
+    const std::string package = match.package.value_or("");
+    facts.add(nullptr, "package", {orNull(match.package.has_value(), package), ""});
+    facts.add("pkgname", "pkgname", entry.pkgname);
     facts.add("mask +", "adds_flag", {hexMask(mask), maskText(mask, match.tag)});
     facts.add("text +", "adds_text", text);
     facts.finish();
@@ -144,7 +147,6 @@ void printMatch(Output& out, const Match& match) {
 
 Status runMatch(Session& session) {
     const Options& options = session.options();
-    const std::vector<std::string>& operands = options.operands;
     std::optional<std::string> with;
     if (options.with && !(with = readText(session, *options.with))) return Status::PARTLY;
     Status status = Status::FINE;
@@ -159,8 +161,8 @@ Status runMatch(Session& session) {
         if (with) rules.update(*with);
 
         Match match;
-        match.tag = operands[0];
-        if (operands.size() > 1) match.package = operands[1];
+        match.tag = options.operands[0];
+        if (options.operands.size() > 1) match.package = options.operands[1];
         const bool legal = rules.legalTags.count(match.tag) > 0;
         if (legal || device.store != nullptr) match.legal = legal;
         match.entry = zul::findConfigEntry(rules.entries, match.tag);
@@ -174,20 +176,14 @@ Status runMatch(Session& session) {
 
 }  // namespace
 
-const Command kConfigMatchCommand = {
-        "config match",
-        "TAG [PACKAGE]",
-        1,
-        2,
-        "What the configuration does with an event",
-        "The entry that counts, and what it adds to the event's mask and text; with --log, as the\n"
-        "running daemon has it, else as the next start would. Ends with 1 when no entry counts, "
-        "and\n"
-        "when the event would be refused. Events about several processes, or none, are not asked "
-        "for\n"
-        "their package.",
-        kOptions,
-        false,
-        runMatch};
+const Command kConfigMatchCommand = {"config match",
+                                     "TAG [PACKAGE]",
+                                     1,
+                                     2,
+                                     "What the configuration does with an event",
+                                     kDetails,
+                                     kOptions,
+                                     false,
+                                     runMatch};
 
 }  // namespace zulctl

@@ -9,10 +9,15 @@ namespace zulctl {
 
 namespace {
 
+constexpr char kDetails[] =
+        R"(Tags come from the tag file, from the build (a user build, which shows in the store's folders,
+has fixed ones) or from the stored configuration, which can also make them illegal. The entry
+is that of the configuration which counts for the tag.)";
+
 void printEntry(Output& out, const zul::ConfigEntry& entry) {
     Facts facts(out, "  ", 11);
-    facts.add(nullptr, "kind", "entry");
     if (!out.json()) out.line("tag " + printable(entry.tag));
+    facts.add(nullptr, "kind", "entry");
     facts.add(nullptr, "tag", entry.tag);
     facts.add("enable", "enable", entry.enable);
     facts.add("pkgname", "pkgname", entry.pkgname);
@@ -41,8 +46,8 @@ Status runShow(Session& session) {
     Status status = Status::NOTHING;
     Output& out = session.out();
     session.forEachDevice([&](const Device& device) {
-        const StartFiles files = readStartFiles(session, *device.store);
-        const Rules rules = rulesOf(files);
+        const StartFiles files = readStartFiles(session, device.store.get());
+        const Rules rules = files.rules();
         if (!files.config) session.remark("no configuration is stored");
         for (const zul::ConfigEntry& entry : rules.entries)
             printEntry(out, entry);
@@ -51,7 +56,7 @@ Status runShow(Session& session) {
                    std::to_string(rules.legalTags.size()) + " legal of " +
                    counted(rules.knownTags.size(), "tag"));
         Rules checked;
-        if (checkConfig(files.config.value_or(""), checked).hasErrors()) {
+        if (checkConfig(files.config.value_or(""), checked).errors > 0) {
             session.remark("it does other than it seems to: see config check");
         }
         if (!rules.knownTags.empty() || !rules.entries.empty()) status = Status::FINE;
@@ -67,11 +72,7 @@ const Command kConfigShowCommand = {
         0,
         0,
         "What the next start has of the stored configuration, and the tags that it knows",
-        "Tags come from the tag file, from the build (a user build, which shows in the store's "
-        "folders,\n"
-        "has fixed ones) or from the stored configuration, which can also make them illegal. The "
-        "entry\n"
-        "is that of the configuration which counts for the tag.",
+        kDetails,
         {},
         true,
         runShow};

@@ -21,6 +21,12 @@ constexpr Option kOptions[] = {
         {'f', "follow", nullptr, "go on with what comes", &Options::follow},
 };
 
+constexpr char kDetails[] =
+        R"(The log is the one that --log names, for instance that of logcat -d -v threadtime; on a device
+it is asked of logcat where none is named. Where the store is at hand, what lies in it tells
+whether an event was captured. Events come in the order in which they end. A time counts from
+an event's first line to its last one.)";
+
 /** The milliseconds between two points of an event; nothing unless it got that far, by its clock. */
 Cell spanOf(LogTime start, LogTime end) {
     return start == Event::kNoTime || end < start ? Cell::none() : Cell::number(end - start);
@@ -230,20 +236,8 @@ Status runEvents(Session& session) {
 
 }  // namespace
 
-const Command kEventsCommand = {"events",
-                                "[TAG...]",
-                                0,
-                                kAnyNumber,
-                                "What became of each event of a log, and why",
-                                "The log is the one that --log names, for instance that of logcat "
-                                "-d -v threadtime; on a device\n"
-                                "it is asked of logcat where none is named. Where the store is at "
-                                "hand, what lies in it tells\n"
-                                "whether an event was captured. Events come in the order in which "
-                                "they end. A time counts from\n"
-                                "an event's first line to its last one.",
-                                kOptions,
-                                false,
-                                runEvents};
+const Command kEventsCommand = {
+        "events", "[TAG...]", 0,     kAnyNumber, "What became of each event of a log, and why",
+        kDetails, kOptions,   false, runEvents};
 
 }  // namespace zulctl

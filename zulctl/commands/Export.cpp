@@ -10,8 +10,9 @@
 #include "base/Paths.h"
 #include "zulctl/commands/Commands.h"
 #include "zulctl/commands/ConfigChecker.h"
-#include "zulctl/store/OneCapture.h"
-#include "zulctl/store/StartFiles.h"
+#include "zulctl/commands/Masks.h"
+#include "zulctl/store/Captures.h"
+#include "zulctl/store/Rules.h"
 #include "zulctl/store/Tar.h"
 
 namespace zulctl {
@@ -21,6 +22,11 @@ namespace {
 constexpr Option kOptions[] = {
         {'o', "output", "FILE.tar", "what to make; - is the standard output", &Options::output},
 };
+
+constexpr char kDetails[] =
+        R"(A store with this capture alone, below NAME/: data/ZUL/0xffff/NAME.zul, data/ZUL/zul_history
+(its line), data/ZUL/config (the entry that counts for its tag) and, with --log, zuld.log (the
+lines of its event). FILE.tar must not be there yet. --root=FILE.tar looks into it.)";
 
 /** The file to make, which is removed again unless it was completed. */
 class OutputFile {
@@ -45,72 +51,64 @@ class OutputFile {
     bool mDone = false;
 };
 
-/** What goes with the archive, by the names of the members. */
-struct Companions {
-    std::string history;
-    std::string log;
-    std::string config;
-};
+/** The texts that go with an archive, by their names. */
+using Companions = std::vector<std::pair<std::string, std::string>>;
 
 Companions collect(Session& session, const Device& device, Captures& captures,
-                   const OneCapture& found) {
-    Companions companions;
-    const Capture& capture = found.capture;
+                   const Capture& capture) {
+    const std::string tag(capture.tag);
+    std::string history;
     if (capture.recorded) {
-        companions.history = found.tag + "|" + formatWallTime(capture.time) + "|" + found.archive +
-                             "|" + found.build + "\n";
+        history = tag + "|" + formatWallTime(capture.time) + "|";
+        history.append(capture.archive).append("|").append(capture.build).append("\n");
     }
-    if (const auto event = findEvent(session, device, captures, found.archive, true)) {
-        for (const std::string& line : event->lines)
-            companions.log += line + "\n";
+    Companions companions = {{zul::kHistoryFile, history}};
+    if (const auto event = captures.eventOf(capture, true)) {
+        companions.emplace_back(std::string("/") + kLogName, join(event->lines, "\n") + "\n");
     } else if (device.log) {
         session.remark("the log has no event for it");
     }
-    const Rules rules = rulesOf(readStartFiles(session, *device.store));
-    if (const auto* entry = zul::findConfigEntry(rules.entries, found.tag)) {
-        companions.config = entryText(*entry) + "\n";
+    const Rules rules = readStartFiles(session, device.store.get()).rules();
+    if (const auto* entry = zul::findConfigEntry(rules.entries, tag)) {
+        companions.emplace_back(zul::kConfigFile, entryText(*entry) + "\n");
     }
     return companions;
 }
 
 /** A store with this capture alone, which --root takes. */
-bool writeTar(TarWriter& tar, const OneCapture& found, int archive, uint64_t size,
+bool writeTar(int fd, const Capture& capture, int archive, uint64_t size,
               const Companions& companions) {
-    const std::string folder(found.capture.name());
-    const auto add = [&](const std::string& path, const std::string& text) {
-        return text.empty() || tar.addText(folder + path, text);
-    };
-    return tar.addFile(folder + found.archive, archive, size) &&
-           tar.addText(folder + zul::kHistoryFile, companions.history) &&
-           add(std::string("/") + kLogName, companions.log) &&
-           add(zul::kConfigFile, companions.config) && tar.finish();
+    const std::string folder(capture.name());
+    TarWriter tar(fd, time(nullptr));
+    bool good = tar.addFile(folder + std::string(capture.archive), archive, size);
+    for (const auto& [name, text] : companions)
+        good = good && tar.addText(folder + name, text);
+    return good && tar.finish();
 }
 
 Status exportOf(Session& session, Device& device) {
     keepLog(session, device);
     Captures captures(session, device);
-    const auto found = findCapture(session, session.options().operands[0], captures);
-    if (found == nullptr) return Status::NOTHING;
-    const Capture& capture = found->capture;
-    const std::string name(capture.name());
-    if (capture.entry == nullptr || !capture.entry->hasArchive) {
-        session.remark("there is no archive: " + name + " is " + nameOf(capture.state));
+    const auto capture = captures.find(session.options().operands[0]);
+    if (!capture) return Status::NOTHING;
+    const std::string name(capture->name());
+    if (capture->entry == nullptr || !capture->entry->hasArchive) {
+        session.remark("there is no archive: " + name + " is " + nameOf(capture->state));
         return Status::NOTHING;
     }
 
-    const zul::ScopedFd folder = DiskIndex::open(*capture.entry->folder);
+    const zul::ScopedFd folder = capture->entry->folder->open();
     const zul::ScopedFd archive(openRegularAt(folder.get(), (name + zul::kArchiveSuffix).c_str()));
     struct stat file = {};
     if (!archive.ok() || fstat(archive.get(), &file) != 0) {
-        session.problem(found->archive + ": " + whyNotOpened(errno));
+        session.problem(std::string(capture->archive) + ": " + whyNotOpened(errno));
         return Status::PARTLY;
     }
-    const Companions companions = collect(session, device, captures, *found);
+    const Companions companions = collect(session, device, captures, *capture);
     const std::string& outputName = *session.options().output;
     OutputFile output(outputName);
-    TarWriter tar(output.get(), time(nullptr));
-    if (!output.ok() ||
-        !writeTar(tar, *found, archive.get(), static_cast<uint64_t>(file.st_size), companions)) {
+    if (!output.ok() || !writeTar(output.get(), *capture, archive.get(),
+                                  static_cast<uint64_t>(file.st_size), companions)) {
         session.problem(outputName + ": " + (errno != 0 ? strerror(errno) : "the archive was cut"));
         return Status::PARTLY;
     }
@@ -133,18 +131,7 @@ Status runExport(Session& session) {
 }  // namespace
 
 const Command kExportCommand = {
-        "export",
-        "ARCHIVE|TAG",
-        1,
-        1,
-        "Packs an archive with all that is known of it",
-        "A store with this capture alone, below NAME/: data/ZUL/0xffff/NAME.zul, "
-        "data/ZUL/zul_history\n"
-        "(its line), data/ZUL/config (the entry that counts for its tag) and, with --log, zuld.log "
-        "(the\n"
-        "lines of its event). FILE.tar must not be there yet. --root=FILE.tar looks into it.",
-        kOptions,
-        true,
-        runExport};
+        "export", "ARCHIVE|TAG", 1,    1,        "Packs an archive with all that is known of it",
+        kDetails, kOptions,      true, runExport};
 
 }  // namespace zulctl

@@ -3,13 +3,19 @@
 #include "zulctl/commands/Commands.h"
 #include "zulctl/commands/ConfigChecker.h"
 #include "zulctl/commands/Masks.h"
-#include "zulctl/store/OneCapture.h"
-#include "zulctl/store/StartFiles.h"
+#include "zulctl/store/Captures.h"
+#include "zulctl/store/Rules.h"
 #include "zulctl/store/TagLibrary.h"
 
 namespace zulctl {
 
 namespace {
+
+constexpr char kDetails[] =
+        R"(A capture is named by its folder or its archive, with or without the path, by what only its
+name begins with ("0xffff0101 2025-03-04 05:06"), or by its tag: the newest one of that.
+Type, kind, flags, cmd and text of the tag are the tag library's. Whether the tag is legal,
+and which entry of the configuration counts for it, is what the next start would find.)";
 
 void addLibrary(Facts& facts, const zul::RowData* row) {
     if (row == nullptr) return;
@@ -33,7 +39,7 @@ void addEvent(Facts& facts, const Event& event, const std::string& tag) {
     facts.add("outcome", "outcome", {outcome, outcome + (why.empty() ? "" : ", " + why)});
     if (const auto mask = parseMask("0x" + event.mask)) {
         facts.add("mask", "mask", hexMask(*mask));
-        facts.add("asked for", "asked_for", namesOf(*mask, vocabularyOf(tag)));
+        facts.add("asked for", "asked_for", bitsText(*mask, tag));
     }
     facts.add("processes", "processes", event.processes);
     facts.add("text", "event_text", event.text);
@@ -44,33 +50,31 @@ Status runInfo(Session& session) {
     session.forEachDevice([&](Device& device) {
         keepLog(session, device);
         Captures captures(session, device);
-        const auto found = findCapture(session, session.options().operands[0], captures);
-        if (found == nullptr) return;
+        const auto capture = captures.find(session.options().operands[0]);
+        if (!capture) return;
         status = Status::FINE;
-        const auto event = findEvent(session, device, captures, found->archive, false);
-
-        const Capture& capture = found->capture;
+        const std::string tag(capture->tag);
         Facts facts(session.out(), "", 12);
         if (session.out().severalDevices()) facts.add("device", nullptr, device.name);
-        facts.add("name", "name", capture.name());
-        facts.add("tag", "tag", capture.tag);
-        facts.add("time", "time", formatWallTime(capture.time));
-        facts.add("state", "state", nameOf(capture.state));
-        facts.add("archive", "archive", capture.archive);
-        facts.add("recorded", "recorded", Cell::yesNo(capture.recorded));
-        facts.add("build", "build", capture.build);
-        if (const auto bytes = captures.bytesOf(capture)) {
-            const auto number = static_cast<int64_t>(*bytes);
-            facts.add("size", "size",
-                      {number, humanSize(*bytes) + " (" + std::to_string(number) + " bytes)"});
+        facts.add("name", "name", capture->name());
+        facts.add("tag", "tag", tag);
+        facts.add("time", "time", formatWallTime(capture->time));
+        facts.add("state", "state", nameOf(capture->state));
+        facts.add("archive", "archive", capture->archive);
+        facts.add("recorded", "recorded", Cell::yesNo(capture->recorded));
+        facts.add("build", "build", capture->build);
+        if (const auto bytes = captures.bytesOf(*capture)) {
+            Cell size = Cell::size(*bytes);
+            size.shown += " (" + std::to_string(*bytes) + " bytes)";
+            facts.add("size", "size", size);
         }
-        const Took took = captures.tookOf(capture);
+        const Took took = captures.tookOf(*capture);
         facts.add("took", "took_ms", took.cell());
         facts.add(nullptr, "took_from", took.from());
-        TagLibrary library;
-        addLibrary(facts, device.store->isCopy() ? nullptr : library.find(found->tag));
-        addRules(facts, rulesOf(readStartFiles(session, *device.store)), found->tag);
-        if (event) addEvent(facts, *event, found->tag);
+        TagLibrary library(*device.store);
+        addLibrary(facts, library.find(tag));
+        addRules(facts, readStartFiles(session, device.store.get()).rules(), tag);
+        if (const auto event = captures.eventOf(*capture, false)) addEvent(facts, *event, tag);
         facts.finish();
     });
     return status;
@@ -79,20 +83,7 @@ Status runInfo(Session& session) {
 }  // namespace
 
 const Command kInfoCommand = {
-        "info",
-        "ARCHIVE|TAG",
-        1,
-        1,
-        "Tells all that is known of one capture",
-        "A capture is named by its folder or its archive, with or without the path, by what only "
-        "its\n"
-        "name begins with (\"0xffff0101 2025-03-04 05:06\"), or by its tag: the newest one of "
-        "that.\n"
-        "Type, kind, flags, cmd and text of the tag are the tag library's. Whether the tag is "
-        "legal,\n"
-        "and which entry of the configuration counts for it, is what the next start would find.",
-        {},
-        true,
-        runInfo};
+        "info", "ARCHIVE|TAG", 1,      1, "Tells all that is known of one capture", kDetails,
+        {},     true,          runInfo};
 
 }  // namespace zulctl

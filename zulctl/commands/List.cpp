@@ -7,7 +7,7 @@
 #include "zulctl/commands/Choice.h"
 #include "zulctl/commands/Commands.h"
 #include "zulctl/store/Captures.h"
-#include "zulctl/store/StartFiles.h"
+#include "zulctl/store/Rules.h"
 #include "zulctl/store/TagLibrary.h"
 
 namespace zulctl {
@@ -23,21 +23,18 @@ constexpr Option kOptions[] = {
         {0, "by-tag", nullptr, "a line for each tag, largest first", &Options::byTag},
 };
 
-constexpr char kDetails[] =
-        "States:\n"
-        "  present      the archive is there\n"
-        "  missing      neither archive nor folder are: pruned, or never made\n"
-        "  running      a process has the folder as its argument 0; in a copy, it did by the log\n"
-        "  left         the folder is there: its collector has failed\n"
-        "  overwritten  what is there belongs to a later capture of the same name\n"
-        "  unrecorded   the archive is there, without a line of the history\n"
-        "  unlisted     the archive is there, and the daemon does not know it: at its start it\n"
-        "               forgets what type folders hold\n"
-        "What a capture took is what its event in the log did; otherwise (~) it is from its start "
-        "to\n"
-        "its archive's last change, which a copy does not tell. In a copy, ages count back from "
-        "the\n"
-        "newest record.";
+constexpr char kDetails[] = R"(States:
+  present      the archive is there
+  missing      neither archive nor folder are: pruned, or never made
+  running      a process has the folder as its argument 0; in a copy, it did by the log
+  left         the folder is there: its collector has failed
+  overwritten  what is there belongs to a later capture of the same name
+  unrecorded   the archive is there, without a line of the history
+  unlisted     the archive is there, and the daemon does not know it: at its start it
+               forgets what type folders hold
+What a capture took is what its event in the log did; otherwise (~) it is from its start to
+its archive's last change, which a copy does not tell. In a copy, ages count back from the
+newest record.)";
 
 /** Archives of all tags that the daemon keeps at most, and on user builds. */
 constexpr size_t kLimit = 400;
@@ -114,7 +111,7 @@ void Lister::list(const Device& device, const std::vector<State>& states) {
     const Options& options = mSession.options();
     Captures captures(mSession, device);
     const Choice choice(options, captures.now());
-    TagLibrary library;
+    TagLibrary library(*device.store);
     std::map<std::string, TagSum> tags;
     size_t kept = 0;
     const size_t most = mCount + options.number.value_or(kAnyNumber - mCount);
@@ -123,8 +120,7 @@ void Lister::list(const Device& device, const std::vector<State>& states) {
         // Sizes of all of them take longer than a short list may.
         const bool isSurplus = capture.state == State::UNLISTED || capture.state == State::LEFT;
         const bool counts = isSurplus && !options.number;
-        const zul::RowData* row =
-                device.store->isCopy() ? nullptr : library.find(std::string(capture.tag));
+        const zul::RowData* const row = library.find(std::string(capture.tag));
         const bool taken =
                 choice.takes(capture.tag, capture.time) &&
                 choice.takesText({capture.name(), capture.build, describe(row)}) &&
@@ -149,7 +145,7 @@ void Lister::list(const Device& device, const std::vector<State>& states) {
         sum.newest = std::max(sum.newest, capture.time);
         return true;
     });
-    const size_t limit = readStartFiles(mSession, *device.store).userBuild ? kUserLimit : kLimit;
+    const size_t limit = isOfUserBuild(*device.store) ? kUserLimit : kLimit;
     if (options.byTag) printTags(tags);
     if (options.byTag && kept > limit) {
         mRemark += "; " + std::to_string(kept) + " archives are more than the " +

@@ -9,28 +9,22 @@ namespace zulctl {
 
 namespace {
 
+constexpr char kDetails[] =
+        R"(Names may also be joined by "|", as the tag library has them, and be short: anr, log. Events
+of tags with 0xffffff in them use the user vocabulary, all others the full one. A negative
+number needs a -- before it.)";
+
 constexpr int kBits = 64;
 
-struct VocabularyName {
-    Vocabulary vocabulary;
+struct NamedVocabulary {
     const char* name;
+    Vocabulary vocabulary;
 };
 
-constexpr VocabularyName kVocabularies[] = {
-        {Vocabulary::FULL, "full"},
-        {Vocabulary::USER, "user"},
+constexpr NamedVocabulary kVocabularies[] = {
+        {"full", kFullVocabulary},
+        {"user", kUserVocabulary},
 };
-
-std::string join(const std::vector<std::string>& texts, const char* separator) {
-    std::string joined;
-    for (const std::string& text : texts)
-        joined += (joined.empty() ? "" : separator) + text;
-    return joined;
-}
-
-Cell decimal(uint64_t mask) {
-    return Cell::number(static_cast<int64_t>(mask));
-}
 
 /** What names and numbers come to in one vocabulary. */
 class MaskTable {
@@ -44,14 +38,14 @@ class MaskTable {
                          {nullptr, "unnamed"},
                          {"UNKNOWN NAMES", "unknown"}}) {}
 
-    void row(const VocabularyName& in, uint64_t mask, const std::vector<std::string>& unknown) {
-        const uint64_t unnamed = unnamedBits(mask, in.vocabulary);
+    void row(const NamedVocabulary& in, uint64_t mask, const std::vector<std::string>& unknown) {
+        const MaskNames found = namesOf(mask, in.vocabulary);
         mTable.row({in.name,
                     hexMask(mask),
-                    decimal(mask),
-                    {zul::split(namesOf(mask & ~unnamed, in.vocabulary), "|"), ""},
-                    {aliasesOf(mask, in.vocabulary), ""},
-                    hexMask(unnamed),
+                    Cell::number(static_cast<int64_t>(mask)),
+                    {found.names, ""},
+                    {found.aliases, ""},
+                    hexMask(found.unnamed),
                     {unknown, join(unknown, ", ")}});
     }
 
@@ -69,72 +63,68 @@ void printBits(Output& out, uint64_t mask) {
         const uint64_t value = uint64_t{1} << bit;
         if ((mask & value) == 0) continue;
         std::vector<Cell> row = {Cell::number(bit), hexMask(value)};
-        for (const VocabularyName& in : kVocabularies) {
-            const char* const name = nameOfBit(value, in.vocabulary);
-            row.emplace_back(name != nullptr ? name : "-");
+        for (const NamedVocabulary& in : kVocabularies) {
+            const MaskNames found = namesOf(value, in.vocabulary);
+            row.emplace_back(found.names.empty() ? "-" : found.names[0]);
         }
         table.row(row);
     }
-    for (const VocabularyName& in : kVocabularies) {
+    for (const NamedVocabulary& in : kVocabularies) {
         const std::string prefix = std::string(in.name) + " vocabulary: ";
-        const std::vector<std::string> aliases = aliasesOf(mask, in.vocabulary);
-        if (!aliases.empty()) out.line(prefix + "the same as " + join(aliases, ", "));
-        const uint64_t unnamed = unnamedBits(mask, in.vocabulary);
-        if (unnamed != 0) out.line(prefix + "no name for " + hexMask(unnamed));
+        const MaskNames found = namesOf(mask, in.vocabulary);
+        if (!found.aliases.empty()) out.line(prefix + "the same as " + join(found.aliases, ", "));
+        if (found.unnamed != 0) out.line(prefix + "no name for " + hexMask(found.unnamed));
     }
 }
 
-Status showNumber(Output& out, uint64_t mask) {
-    if (!out.json()) {
-        printBits(out, mask);
-        return Status::FINE;
-    }
+void showNumber(Output& out, uint64_t mask) {
+    if (!out.json()) return printBits(out, mask);
     MaskTable table(out);
-    for (const VocabularyName& in : kVocabularies)
+    for (const NamedVocabulary& in : kVocabularies)
         table.row(in, mask, {});
-    return Status::FINE;
 }
 
 Status showNames(Output& out, const std::vector<std::string>& names) {
     MaskTable table(out);
-    for (const VocabularyName& in : kVocabularies) {
+    Status status = Status::FINE;
+    for (const NamedVocabulary& in : kVocabularies) {
         uint64_t mask = 0;
         std::vector<std::string> unknown;
         for (const std::string& name : names) {
             const auto value = valueOf(name, in.vocabulary);
             mask |= value.value_or(0);
             if (!value) unknown.push_back(name);
+            // Each is to be known to one of them.
+            const bool isKnown = valueOf(name, kFullVocabulary) || valueOf(name, kUserVocabulary);
+            if (!isKnown) status = Status::NOTHING;
         }
         table.row(in, mask, unknown);
-        if (in.vocabulary != Vocabulary::USER) continue;
-        // Each is to be known to one of them.
-        for (const std::string& name : unknown) {
-            if (!valueOf(name, Vocabulary::FULL)) return Status::NOTHING;
-        }
     }
-    return Status::FINE;
+    return status;
 }
 
-Status showAll(Output& out) {
+void showAll(Output& out) {
     Table table(out, {{"VOCABULARY", "vocabulary", 10}, {"VALUE", "mask", 18}, {"NAME", "name"}});
-    for (const VocabularyName& in : kVocabularies) {
-        for (const zul::FlagEntry& entry : entriesOf(in.vocabulary))
+    for (const NamedVocabulary& in : kVocabularies) {
+        for (const zul::FlagEntry& entry : in.vocabulary)
             table.row({in.name, hexMask(static_cast<uint64_t>(entry.value)), entry.name});
     }
-    return Status::FINE;
 }
 
 Status runMask(Session& session) {
     const std::vector<std::string>& operands = session.options().operands;
-    if (operands.empty()) return showAll(session.out());
-    if (operands.size() == 1) {
-        const std::optional<uint64_t> mask = parseMask(operands[0]);
-        if (mask) return showNumber(session.out(), *mask);
+    const auto mask = operands.size() == 1 ? parseMask(operands[0]) : std::nullopt;
+    if (operands.empty()) {
+        showAll(session.out());
+    } else if (mask) {
+        showNumber(session.out(), *mask);
+    } else {
+        const auto names = zul::split(zul::withoutBlanks(join(operands, "|")), "|");
+        // Else an empty variable of a script would pass for a mask of nothing.
+        if (names.empty()) return session.wrongCall("mask needs a number or names");
+        return showNames(session.out(), names);
     }
-    const auto names = zul::split(zul::withoutBlanks(join(operands, "|")), "|");
-    // Else an empty variable of a script would pass for a mask of nothing.
-    if (names.empty()) return session.wrongCall("mask needs a number or names");
-    return showNames(session.out(), names);
+    return Status::FINE;
 }
 
 }  // namespace
@@ -144,11 +134,7 @@ const Command kMaskCommand = {"mask",
                               0,
                               kAnyNumber,
                               "What a collection mask asks for, the mask of names, or all names",
-                              "Names may also be joined by \"|\", as the tag library has them, and "
-                              "be short: anr, log. Events\n"
-                              "of tags with 0xffffff in them use the user vocabulary, all others "
-                              "the full one. A negative\n"
-                              "number needs a -- before it.",
+                              kDetails,
                               {},
                               false,
                               runMask};

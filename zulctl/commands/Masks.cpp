@@ -5,75 +5,27 @@
 #include <stdio.h>
 #include <strings.h>
 
-#include <algorithm>
 #include <charconv>
-
-#include "rules/FlagNames.h"
 
 namespace zulctl {
 
-namespace {
-
-bool isSingleBit(uint64_t mask) {
-    return mask != 0 && (mask & (mask - 1)) == 0;
-}
-
-uint64_t bitsOf(const zul::FlagEntry& entry) {
-    return static_cast<uint64_t>(entry.value);
-}
-
-template <class Number>
-std::optional<uint64_t> parseWhole(std::string_view digits, int base) {
-    Number value = 0;
-    const char* const end = digits.data() + digits.size();
-    const auto [stopped, error] = std::from_chars(digits.data(), end, value, base);
-    if (error != std::errc() || stopped != end) return std::nullopt;
-    return static_cast<uint64_t>(value);
-}
-
-}  // namespace
-
-std::span<const zul::FlagEntry> entriesOf(Vocabulary vocabulary) {
-    if (vocabulary == Vocabulary::USER) return zul::kUserFlags;
-    return zul::kFlags;
-}
-
 Vocabulary vocabularyOf(std::string_view tag) {
-    return zul::hasUserFlags(tag) ? Vocabulary::USER : Vocabulary::FULL;
+    return zul::hasUserFlags(tag) ? kUserVocabulary : kFullVocabulary;
 }
 
-const char* nameOfBit(uint64_t bit, Vocabulary vocabulary) {
-    for (const zul::FlagEntry& entry : entriesOf(vocabulary)) {
-        if (bitsOf(entry) == bit) return entry.name;
+MaskNames namesOf(uint64_t mask, Vocabulary vocabulary) {
+    MaskNames found;
+    found.unnamed = mask;
+    for (const zul::FlagEntry& entry : vocabulary) {
+        const auto bits = static_cast<uint64_t>(entry.value);
+        if ((found.unnamed & bits) != 0) {
+            found.names.emplace_back(entry.name);
+        } else if (bits == mask) {
+            found.aliases.emplace_back(entry.name);
+        }
+        found.unnamed &= ~bits;
     }
-    return nullptr;
-}
-
-std::vector<std::string> aliasesOf(uint64_t mask, Vocabulary vocabulary) {
-    std::vector<std::string> names;
-    for (const zul::FlagEntry& entry : entriesOf(vocabulary)) {
-        const bool namesTheBit = isSingleBit(mask) && entry.name == nameOfBit(mask, vocabulary);
-        if (bitsOf(entry) == mask && !namesTheBit) names.emplace_back(entry.name);
-    }
-    return names;
-}
-
-uint64_t unnamedBits(uint64_t mask, Vocabulary vocabulary) {
-    for (const zul::FlagEntry& entry : entriesOf(vocabulary))
-        mask &= ~bitsOf(entry);
-    return mask;
-}
-
-std::string namesOf(uint64_t mask, Vocabulary vocabulary) {
-    std::string names;
-    const auto add = [&names](const std::string& name) {
-        names += (names.empty() ? "" : "|") + name;
-    };
-    for (uint64_t rest = mask & ~unnamedBits(mask, vocabulary); rest != 0; rest &= rest - 1)
-        add(nameOfBit(rest & -rest, vocabulary));
-    const uint64_t unnamed = unnamedBits(mask, vocabulary);
-    if (unnamed != 0) add(hexMask(unnamed));
-    return names;
+    return found;
 }
 
 std::optional<uint64_t> valueOf(std::string_view name, Vocabulary vocabulary) {
@@ -86,14 +38,20 @@ std::optional<uint64_t> valueOf(std::string_view name, Vocabulary vocabulary) {
         return known.size() == name.size() &&
                strncasecmp(known.data(), name.data(), name.size()) == 0;
     };
-    for (const zul::FlagEntry& entry : entriesOf(vocabulary)) {
-        if (name == entry.name || isShortOf(entry.name)) return bitsOf(entry);
+    for (const zul::FlagEntry& entry : vocabulary) {
+        if (name == entry.name || isShortOf(entry.name)) return static_cast<uint64_t>(entry.value);
     }
     return std::nullopt;
 }
 
+std::string bitsText(uint64_t mask, std::string_view tag) {
+    MaskNames found = namesOf(mask, vocabularyOf(tag));
+    if (found.unnamed != 0) found.names.push_back(hexMask(found.unnamed));
+    return join(found.names, "|");
+}
+
 std::string maskText(uint64_t mask, std::string_view tag) {
-    return mask != 0 ? hexMask(mask) + " " + namesOf(mask, vocabularyOf(tag)) : "";
+    return mask != 0 ? hexMask(mask) + " " + bitsText(mask, tag) : "";
 }
 
 std::string hexMask(uint64_t mask) {
@@ -103,11 +61,22 @@ std::string hexMask(uint64_t mask) {
 }
 
 std::optional<uint64_t> parseMask(std::string_view text) {
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        return parseWhole<uint64_t>(text.substr(2), 16);
-    }
-    if (text.starts_with('-')) return parseWhole<int64_t>(text, 10);
-    return parseWhole<uint64_t>(text, 10);
+    const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+    const bool isNegative = text.starts_with('-');
+    text.remove_prefix(isHex ? 2 : isNegative ? 1 : 0);
+    uint64_t mask = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, mask, isHex ? 16 : 10);
+    const bool fits = !isNegative || mask <= uint64_t{1} << 63;
+    if (error != std::errc() || stopped != end || !fits) return std::nullopt;
+    return isNegative ? -mask : mask;
+}
+
+std::string join(const std::vector<std::string>& texts, const char* separator) {
+    std::string joined;
+    for (const std::string& text : texts)
+        joined += (joined.empty() ? "" : separator) + text;
+    return joined;
 }
 
 }  // namespace zulctl

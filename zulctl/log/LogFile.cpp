@@ -131,8 +131,7 @@ LogTime LogFile::timeOf(const LogHeader& header) {
 void LogFile::learnTime(std::string_view text) {
     text = text.substr(0, text.find_first_of(" \r\n"));
     const auto parts = parseArchiveName(text.substr(text.rfind('/') + 1));
-    const auto time = parts ? parseNameTime(parts->time) : std::nullopt;
-    if (time) mNear = *time * kSecond;
+    if (parts) mNear = parts->time * kSecond;
 }
 
 bool LogFile::next(LogLine& line) {

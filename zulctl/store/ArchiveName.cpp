@@ -2,56 +2,37 @@
 
 #include "zulctl/store/ArchiveName.h"
 
+#include <charconv>
+#include <string>
+
+#include "base/Paths.h"
 #include "rules/ArchiveName.h"
 
 namespace zulctl {
 
-namespace {
-
-constexpr std::string_view kTimePattern = "0000_00_00_00_00_00";
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool isTime(std::string_view text) {
-    if (text.size() != kTimePattern.size()) return false;
-    for (size_t i = 0; i < text.size(); i++) {
-        if (kTimePattern[i] == '0' ? !isDigit(text[i]) : text[i] != kTimePattern[i]) return false;
-    }
-    return true;
-}
-
-/** A remainder of 100, as it is printed; nothing else. */
-std::optional<int> parseRemainder(std::string_view text) {
-    const bool negative = text.starts_with('-');
-    if (negative) text.remove_prefix(1);
-    if (text.empty() || text.size() > 2) return std::nullopt;
-    if (text[0] == '0' && (negative || text.size() == 2)) return std::nullopt;
-    int number = 0;
-    for (const char c : text) {
-        if (!isDigit(c)) return std::nullopt;
-        number = number * 10 + (c - '0');
-    }
-    return negative ? -number : number;
-}
-
-}  // namespace
-
 std::optional<ArchiveName> parseArchiveName(std::string_view name) {
-    const size_t numberStart = name.rfind('_');
-    if (numberStart == std::string_view::npos) return std::nullopt;
-    const std::optional<int> number = parseRemainder(name.substr(numberStart + 1));
-    if (!number || numberStart < kTimePattern.size() + 1) return std::nullopt;
-
-    const size_t timeStart = numberStart - kTimePattern.size();
-    const std::string_view tag = name.substr(0, timeStart - 1);
-    const std::string_view time = name.substr(timeStart, kTimePattern.size());
-    if (name[timeStart - 1] != '_' || !isTime(time) ||
-        !zul::makesName(tag, zul::kTypePrefixLength)) {
+    constexpr size_t kTimeSize = sizeof("0000_00_00_00_00_00") - 1;
+    const size_t end = name.rfind('_');
+    if (end == std::string_view::npos || end <= kTimeSize) return std::nullopt;
+    const size_t start = end - kTimeSize;
+    const std::string_view tag = name.substr(0, start - 1);
+    const auto time = parseNameTime(name.substr(start, kTimeSize));
+    if (!time || name[start - 1] != '_' || !zul::makesName(tag, zul::kTypePrefixLength)) {
         return std::nullopt;
     }
-    return ArchiveName{tag, time, *number};
+    // A remainder of 100, as it is printed; nothing else.
+    const std::string_view digits = name.substr(end + 1);
+    int number = 100;
+    std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const bool fits = number > -100 && number < 100;
+    if (!fits || std::to_string(number) != digits) return std::nullopt;
+    return ArchiveName{tag, *time};
+}
+
+std::string_view lastName(std::string_view path) {
+    path.remove_prefix(path.rfind('/') + 1);
+    if (path.ends_with(zul::kArchiveSuffix)) path.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
+    return path;
 }
 
 }  // namespace zulctl

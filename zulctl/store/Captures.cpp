@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"
@@ -41,10 +42,6 @@ uint64_t sizeOfTree(int parent, const char* name, int depth) {
     return bytes;
 }
 
-bool isOlder(const DiskEntry* a, const DiskEntry* b) {
-    return a->time != b->time ? a->time < b->time : a->path < b->path;
-}
-
 }  // namespace
 
 const char* nameOf(State state) {
@@ -56,12 +53,6 @@ std::optional<State> stateOf(std::string_view name) {
         if (name == kStateNames[i]) return static_cast<State>(i);
     }
     return std::nullopt;
-}
-
-std::string_view Capture::name() const {
-    std::string_view text = archive.substr(archive.rfind('/') + 1);
-    text.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
-    return text;
 }
 
 Cell Took::cell() const {
@@ -78,6 +69,7 @@ Cell Took::from() const {
 
 Captures::Captures(Session& session, const Device& device, LogStory log)
       : mSession(session),
+        mDevice(device),
         mStore(*device.store),
         mHistoryFd(mStore.openFile(kHistoryName)),
         mHistory(mHistoryFd.get()),
@@ -87,24 +79,23 @@ Captures::Captures(Session& session, const Device& device, LogStory log)
     if (!mHasHistory && errno != ENOENT) {
         mSession.problem(std::string(zul::kHistoryFile) + ": " + whyNotOpened(errno));
     }
-    mDisk.scan(mStore, [this](const std::string& text) { mSession.problem(text); });
+    mDisk.scan(mStore, mSession);
     mDaemonStart = mLog.daemonStart;
-    if (mStore.isCopy()) return;
+    if (mStore.isCopy) return;
+    // Not before the listing: a collector that started in between would be missing.
+    mProcesses = Processes::look();
     const auto isUnfinished = [](const auto& entry) { return entry.second.hasFolder; };
     if (std::any_of(mDisk.entries().begin(), mDisk.entries().end(), isUnfinished)) {
         lookAtProcesses();
-    } else {
-        mProcesses = Processes::look();
     }
     if (const auto start = mProcesses->daemonStart()) {
         // Anybody can write that line into a log, and a clock may have been set since.
-        mDaemonStart = std::min(wallTime(*start), mDaemonStart.value_or(INT64_MAX));
+        mDaemonStart =
+                std::min(wallTime(static_cast<time_t>(*start)), mDaemonStart.value_or(INT64_MAX));
     }
 }
 
 bool Captures::lookAtProcesses() {
-    // Not before the listing: a collector that started in between would be missing.
-    if (!mProcesses) mProcesses = Processes::look();
     if (!mProcesses->seen()) {
         mSession.problem(
                 "processes of others cannot be seen: what runs is not told from what is left");
@@ -116,12 +107,11 @@ bool Captures::runs(const DiskEntry& entry) const {
     return entry.hasFolder && mProcesses && mProcesses->has(std::string(entry.path));
 }
 
-State Captures::stateOfFolder(const DiskEntry& entry, std::string_view archive) const {
-    if (runs(entry)) return State::RUNNING;
+State Captures::stateOfFolder(const DiskEntry& entry) const {
     // When the copy was made.
-    const LogStory::Capture* const logged = mStore.isCopy() ? mLog.find(archive) : nullptr;
-    return logged != nullptr && logged->outcome == Outcome::UNDER_WAY ? State::RUNNING
-                                                                      : State::LEFT;
+    const LogStory::Capture* const logged = mStore.isCopy ? mLog.find(entry.archive) : nullptr;
+    const bool ran = logged != nullptr && logged->outcome == Outcome::UNDER_WAY;
+    return ran || runs(entry) ? State::RUNNING : State::LEFT;
 }
 
 State Captures::stateOfArchive(const DiskEntry& entry, const HistoryLine* line) {
@@ -135,14 +125,42 @@ bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
     if (!mDaemonStart || line.time >= *mDaemonStart || !entry.folder->isTypeFolder()) {
         return false;
     }
-    const LogStory::Capture* const logged = mLog.find(line.record.archive);
+    const LogStory::Capture* const logged = mLog.find(entry.archive);
     if (logged != nullptr && logged->daemon == mLog.daemon) return false;
     struct stat status = {};
-    if (mStore.isCopy() || !statArchive(entry, status)) return true;
-    // The clock of names follows the user from zone to zone, that of files does not. What a collector made that
-    // went on without its daemon stays in doubt.
+    if (mStore.isCopy || !statArchive(entry, status)) return true;
+    // The clock of names follows the user from zone to zone, that of files does not, and the time of a change
+    // is the kernel's alone. What a collector made that went on without its daemon stays in doubt.
     const auto start = mProcesses->daemonStart();
-    return !start || status.st_mtime < *start;
+    return !start || std::max(secondsOf(status.st_mtim), secondsOf(status.st_ctim)) < *start;
+}
+
+Capture Captures::take(DiskEntry* entry, const HistoryLine* line) {
+    Capture capture;
+    capture.state = State::MISSING;
+    capture.recorded = line != nullptr;
+    if (line != nullptr) {
+        capture.tag = line->record.tag;
+        capture.time = line->time;
+        capture.archive = line->record.archive;
+        capture.build = line->record.build;
+    } else {
+        capture.tag = entry->tag;
+        capture.time = entry->time;
+        capture.archive = entry->archive;
+    }
+    if (entry == nullptr) return capture;
+    // An archive beside a folder is of an earlier capture: each packs its own at the end.
+    const int claim = entry->claims++;
+    if (claim == 0 && entry->hasFolder) {
+        capture.state = stateOfFolder(*entry);
+    } else if (claim == (entry->hasFolder ? 1 : 0) && entry->hasArchive) {
+        capture.state = stateOfArchive(*entry, line);
+    } else {
+        capture.state = State::OVERWRITTEN;
+    }
+    capture.entry = capture.state != State::OVERWRITTEN ? entry : nullptr;
+    return capture;
 }
 
 void Captures::readToTheStart() {
@@ -158,85 +176,94 @@ void Captures::readToTheStart() {
 
 /** Visits what no line tells of and is newer than `behind`. */
 bool Captures::visitUnrecorded(WallTime behind, const std::function<bool(const Capture&)>& visit) {
-    while (!mUnvisited.empty() && mUnvisited.front()->time > behind) {
-        DiskEntry* entry = mUnvisited.front();
+    while (!mUnvisited.empty() && mUnvisited.top()->time > behind) {
+        DiskEntry* const entry = mUnvisited.top();
         // A clock that was set back can have its line still to come.
         if (!entry->recorded && !mReadToTheStart) readToTheStart();
-        std::pop_heap(mUnvisited.begin(), mUnvisited.end(), isOlder);
-        mUnvisited.pop_back();
-        if (entry->recorded) continue;
-        const std::string archive = std::string(entry->path) + zul::kArchiveSuffix;
-        if (!visit({.tag = entry->tag,
-                    .time = entry->time,
-                    .state = entry->hasFolder ? stateOfFolder(*entry, archive)
-                                              : stateOfArchive(*entry, nullptr),
-                    .archive = archive,
-                    .entry = entry})) {
-            return false;
-        }
+        mUnvisited.pop();
+        if (!entry->recorded && !visit(take(entry, nullptr))) return false;
     }
     return true;
 }
 
 void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
-    for (auto& [path, entry] : mDisk.entries())
-        mUnvisited.push_back(&entry);
-    std::make_heap(mUnvisited.begin(), mUnvisited.end(), isOlder);
+    std::vector<DiskEntry*> entries;
+    for (auto& [archive, entry] : mDisk.entries())
+        entries.push_back(&entry);
+    mUnvisited = decltype(mUnvisited)({}, std::move(entries));
 
     bool goOn = true;
     while (const auto line = goOn ? mHistory.previous() : std::nullopt) {
         DiskEntry* entry = mDisk.find(line->record.archive);
         if (entry != nullptr) entry->recorded = true;
-        if (!visitUnrecorded(line->time, visit)) {
-            goOn = false;
-            break;
-        }
-        Capture capture = {.tag = line->record.tag,
-                           .time = line->time,
-                           .state = State::MISSING,
-                           .archive = line->record.archive,
-                           .build = line->record.build,
-                           .recorded = true};
-        if (entry != nullptr) {
-            // An archive beside a folder is of an earlier capture: each packs its own at the end.
-            if (entry->claims == 0 && entry->hasFolder) {
-                capture.state = stateOfFolder(*entry, capture.archive);
-            } else if (entry->claims == (entry->hasFolder ? 1 : 0) && entry->hasArchive) {
-                capture.state = stateOfArchive(*entry, &*line);
-            } else {
-                capture.state = State::OVERWRITTEN;
-            }
-            capture.entry = capture.state != State::OVERWRITTEN ? entry : nullptr;
-            entry->claims++;
-        }
-        goOn = visit(capture);
+        goOn = visitUnrecorded(line->time, visit) && visit(take(entry, &*line));
     }
-    // What is left on the heap at the history's start has no line.
+    // What is left at the history's start has no line.
     mReadToTheStart = mReadToTheStart || goOn;
     if (goOn) visitUnrecorded(LLONG_MIN, visit);
-    tellOfHistory();
+    tellOf(mHistory);
 }
 
-void Captures::tellOfHistory() {
+void Captures::tellOf(const HistoryFile& history) {
     const std::string name = zul::kHistoryFile;
-    if (mHistory.failed()) mSession.problem(name + ": cannot be read to its start");
-    if (mHistory.wasCut() && mReadToTheStart) {
+    if (history.failed()) mSession.problem(name + ": cannot be read to its start");
+    if (history.wasCut() && mReadToTheStart) {
         mSession.problem(name + ": only its last " + humanSize(HistoryFile::kMostBytes) +
                          " are read");
     }
-    if (mHistory.strangeLines() > 0) {
-        mSession.problem(name + ": " + counted(mHistory.strangeLines(), "line") +
+    if (history.strangeLines() > 0) {
+        mSession.problem(name + ": " + counted(history.strangeLines(), "line") +
                          " cannot be read as a record");
     }
 }
 
+std::optional<Capture> Captures::find(const std::string& wanted) {
+    const std::string_view name = lastName(wanted);
+    std::string start(name);
+    std::replace_if(
+            start.begin(), start.end(), [](char c) { return c == ' ' || c == '-' || c == ':'; },
+            '_');
+
+    std::optional<Capture> found;
+    std::optional<Capture> beginsSo;
+    bool several = false;
+    visitAll([&](const Capture& capture) {
+        if (capture.name() == name || capture.tag == wanted) {
+            found = capture;
+        } else if (!start.empty() && capture.name().starts_with(start)) {
+            several = several || (beginsSo && beginsSo->archive != capture.archive);
+            if (!beginsSo) beginsSo = capture;
+        }
+        return !found;
+    });
+    if (!found && !several) found = beginsSo;
+    if (!found) {
+        mSession.remark(
+                (several ? "several captures begin so: " : "there is no capture of that name: ") +
+                wanted);
+    }
+    return found;
+}
+
+std::optional<Event> Captures::eventOf(const Capture& capture, bool keepLines) {
+    std::optional<Event> found;
+    if (!mDevice.log) return found;
+    // Of several the last one: it has overwritten the others.
+    readEvents(mSession, mDevice,
+               {.event =
+                        [&](Event& event) {
+                            decide(event);
+                            if (event.archive == capture.archive) found = std::move(event);
+                        },
+                .keepLines = keepLines});
+    return found;
+}
+
 WallTime Captures::now() {
-    if (!mStore.isCopy()) return wallTimeNow();
-    const auto newest = mHistory.previous();
-    mHistory.restart();
-    if (newest) return newest->time;
+    if (!mStore.isCopy) return wallTimeNow();
+    if (const auto newest = HistoryFile(mHistoryFd.get()).previous()) return newest->time;
     WallTime time = 0;
-    for (const auto& [path, entry] : mDisk.entries())
+    for (const auto& [archive, entry] : mDisk.entries())
         time = std::max(time, entry.time);
     return time;
 }
@@ -245,14 +272,9 @@ WallTime Captures::now() {
 int Captures::folderFor(const DiskEntry& entry) {
     if (!mOpen.ok() || mOpenFolder != entry.folder) {
         mOpenFolder = entry.folder;
-        mOpen = DiskIndex::open(*entry.folder);
+        mOpen = entry.folder->open();
     }
     return mOpen.get();
-}
-
-uint64_t Captures::folderBytes(const DiskEntry& entry) {
-    const std::string name(entry.name);
-    return sizeOfTree(folderFor(entry), name.c_str(), 0);
 }
 
 bool Captures::statArchive(const DiskEntry& entry, struct stat& status) {
@@ -262,10 +284,12 @@ bool Captures::statArchive(const DiskEntry& entry, struct stat& status) {
 
 std::optional<uint64_t> Captures::bytesOf(const Capture& capture) {
     if (capture.entry == nullptr) return std::nullopt;
-    const bool isFolder = capture.state == State::LEFT || capture.state == State::RUNNING;
-    if (isFolder) return folderBytes(*capture.entry);
+    const DiskEntry& entry = *capture.entry;
+    if (capture.isFolder()) {
+        return sizeOfTree(folderFor(entry), std::string(entry.name).c_str(), 0);
+    }
     struct stat status = {};
-    if (!statArchive(*capture.entry, status)) return std::nullopt;
+    if (!statArchive(entry, status)) return std::nullopt;
     return static_cast<uint64_t>(status.st_size);
 }
 
@@ -275,7 +299,7 @@ Took Captures::tookOf(const Capture& capture) {
     if (logged != nullptr && logged->took >= 0) return {logged->took, true};
     // A copy's files have times of another clock, or of the copying.
     struct stat status = {};
-    if (mStore.isCopy() || capture.entry == nullptr || capture.entry->hasFolder ||
+    if (mStore.isCopy || capture.entry == nullptr || capture.entry->hasFolder ||
         !statArchive(*capture.entry, status)) {
         return {};
     }
@@ -286,12 +310,12 @@ Took Captures::tookOf(const Capture& capture) {
 void Captures::decide(Event& event) {
     if (!mCountedLines) {
         mCountedLines = true;
-        while (const auto line = mHistory.previous()) {
+        HistoryFile history(mHistoryFd.get());
+        while (const auto line = history.previous()) {
             DiskEntry* const entry = mDisk.find(line->record.archive);
             if (entry != nullptr) entry->linesToCome++;
         }
-        tellOfHistory();
-        mHistory.restart();
+        tellOf(history);
     }
     DiskEntry* const entry = mDisk.find(event.archive);
     const bool isLast = entry == nullptr || --entry->linesToCome <= 0;
@@ -316,7 +340,7 @@ void Captures::decide(Event& event) {
     } else if (event.outcome == Outcome::COLLECTED && entry == nullptr) {
         become(Outcome::CAPTURED, kGone);
     } else if (event.outcome == Outcome::COLLECTED ||
-               (event.outcome == Outcome::UNDER_WAY && hasFolder && !mStore.isCopy())) {
+               (event.outcome == Outcome::UNDER_WAY && hasFolder && !mStore.isCopy)) {
         become(Outcome::FAILED, reasonOf(Outcome::FAILED));
     }
 }

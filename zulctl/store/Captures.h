@@ -5,11 +5,13 @@
 
 #include <functional>
 #include <optional>
+#include <queue>
 #include <string>
 #include <string_view>
 
 #include "zulctl/Session.h"
 #include "zulctl/log/LogEvents.h"
+#include "zulctl/store/ArchiveName.h"
 #include "zulctl/store/DiskIndex.h"
 #include "zulctl/store/HistoryFile.h"
 #include "zulctl/store/Processes.h"
@@ -37,7 +39,7 @@ enum class State {
 const char* nameOf(State state);
 std::optional<State> stateOf(std::string_view name);
 
-/** One capture, as history and disk together tell of it. The views are good while it is visited. */
+/** One capture, as history and disk together tell of it. Good as long as the Captures that it is of. */
 struct Capture {
     std::string_view tag;
     /** Of the history's line; without one, of the name. */
@@ -52,7 +54,9 @@ struct Capture {
     const DiskEntry* entry = nullptr;
 
     /** The last part of the path of its folder. */
-    std::string_view name() const;
+    std::string_view name() const { return lastName(archive); }
+    /** What is there is its folder. */
+    bool isFolder() const { return state == State::LEFT || state == State::RUNNING; }
 };
 
 /** How long a capture took. */
@@ -79,33 +83,41 @@ class Captures {
 
     /** Visits all captures, newest first, until `visit` gives false. To be called once. */
     void visitAll(const std::function<bool(const Capture&)>& visit);
+    /**
+     * The capture that `wanted` names: the name or the path of its folder or archive, or a tag, of which it
+     * is the newest; or what only its name begins with, in which blanks, "-" and ":" stand for "_". Nothing
+     * when there is none or are several, which is told. To be called once.
+     */
+    std::optional<Capture> find(const std::string& wanted);
+    /** The event of the log that made a capture; nothing without a log. */
+    std::optional<Event> eventOf(const Capture& capture, bool keepLines);
 
     /** The time from which relative times count back: now, or the newest record of a copy. */
     WallTime now();
-
-    /** False when processes of the daemon's user are hidden, which is told as a problem. */
+    /** False, and told, when processes are hidden, so that nothing is known of what runs. */
     bool lookAtProcesses();
     /** Bytes of the archive, of the folder where that is what is there; nothing where nothing is. */
     std::optional<uint64_t> bytesOf(const Capture& capture);
     Took tookOf(const Capture& capture);
-    /** Bytes of the files in its folder. */
-    uint64_t folderBytes(const DiskEntry& entry);
 
     /** What became of the next event of a log: what lies on disk decides, where it was to lie there. */
     void decide(Event& event);
 
   private:
-    State stateOfFolder(const DiskEntry& entry, std::string_view archive) const;
+    /** What the entry, null for none, is for that line, null for none. */
+    Capture take(DiskEntry* entry, const HistoryLine* line);
+    State stateOfFolder(const DiskEntry& entry) const;
     State stateOfArchive(const DiskEntry& entry, const HistoryLine* line);
     bool isUnlisted(const DiskEntry& entry, const HistoryLine& line);
     bool runs(const DiskEntry& entry) const;
     bool visitUnrecorded(WallTime behind, const std::function<bool(const Capture&)>& visit);
     void readToTheStart();
-    void tellOfHistory();
+    void tellOf(const HistoryFile& history);
     int folderFor(const DiskEntry& entry);
     bool statArchive(const DiskEntry& entry, struct stat& status);
 
     Session& mSession;
+    const Device& mDevice;
     const Store& mStore;
     DiskIndex mDisk;
     std::optional<Processes> mProcesses;
@@ -117,8 +129,13 @@ class Captures {
     LogStory mLog;
     /** All lines have been looked at, and what they tell of is marked. */
     bool mReadToTheStart = false;
-    /** Entries that may be unrecorded, a heap with the newest at its front. */
-    std::vector<DiskEntry*> mUnvisited;
+    struct IsOlder {
+        bool operator()(const DiskEntry* a, const DiskEntry* b) const {
+            return a->time != b->time ? a->time < b->time : a->archive < b->archive;
+        }
+    };
+    /** Entries that may be unrecorded. */
+    std::priority_queue<DiskEntry*, std::vector<DiskEntry*>, IsOlder> mUnvisited;
     /** And counted, for events, which come in the same order. */
     bool mCountedLines = false;
     /** The folder that was looked into last. */

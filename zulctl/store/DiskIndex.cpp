@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "zulctl/store/DiskIndex.h"
-#include "zulctl/store/ArchiveName.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -10,14 +9,14 @@
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"
-#include "base/Text.h"
 #include "rules/ArchiveName.h"
+#include "zulctl/Session.h"
+#include "zulctl/store/ArchiveName.h"
 
 namespace zulctl {
 
 namespace {
 
-constexpr size_t kPathsBlock = size_t{64} << 10;
 constexpr size_t kSuffixSize = sizeof(zul::kArchiveSuffix) - 1;
 
 /** The kind of an entry as DT_… tells it, looked up where the listing does not. */
@@ -30,30 +29,29 @@ unsigned char kindOf(int folder, const dirent& entry) {
 
 }  // namespace
 
-zul::ScopedFd DiskIndex::open(const CaptureFolder& folder) {
-    return zul::openInner(folder.root, folder.isTypeFolder() ? folder.name.c_str() : ".");
+zul::ScopedFd CaptureFolder::open() const {
+    return zul::openInner(root, isTypeFolder() ? name.c_str() : ".");
 }
 
-void DiskIndex::scan(const Store& store, const std::function<void(const std::string&)>& problem) {
+void DiskIndex::scan(const Store& store, Session& session) {
     std::vector<std::string> typeFolders;
-    list({zul::kOutputRoot, store.outputRoot(), ""}, problem, &typeFolders);
-    if (store.stuckLogoRoot() >= 0) {
-        list({zul::kStuckLogoRoot, store.stuckLogoRoot(), ""}, problem, nullptr);
+    list({zul::kOutputRoot, store.outputRoot.get(), ""}, session, &typeFolders);
+    if (store.stuckLogoRoot.ok()) {
+        list({zul::kStuckLogoRoot, store.stuckLogoRoot.get(), ""}, session, nullptr);
     }
     for (const std::string& name : typeFolders)
-        list({zul::kOutputRoot + name + "/", store.outputRoot(), name}, problem, nullptr);
+        list({zul::kOutputRoot + name + "/", store.outputRoot.get(), name}, session, nullptr);
 }
 
 /** `others` gets the names of folders in it that hold captures perhaps; null for no interest in them. */
-void DiskIndex::list(const CaptureFolder& folder,
-                     const std::function<void(const std::string&)>& problem,
+void DiskIndex::list(const CaptureFolder& folder, Session& session,
                      std::vector<std::string>* others) {
-    zul::ScopedFd fd = open(folder);
+    zul::ScopedFd fd = folder.open();
     const zul::ScopedFolder names(fd.ok() ? fdopendir(fd.get()) : nullptr);
     if (names == nullptr) {
         // Gone, or exchanged for something else since its name was read.
         if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return;
-        problem(folder.path + ": " + strerror(errno));
+        session.problem(folder.path + ": " + strerror(errno));
         return;
     }
     fd.release();
@@ -71,39 +69,28 @@ void DiskIndex::list(const CaptureFolder& folder,
         }
         errno = 0;
     }
-    if (errno != 0) problem(folder.path + ": " + strerror(errno));
+    if (errno != 0) session.problem(folder.path + ": " + strerror(errno));
 }
 
 bool DiskIndex::add(const CaptureFolder& folder, std::string_view name, bool isFolder) {
     const auto parts = parseArchiveName(name);
     if (!parts || !parts->tag.starts_with(folder.name)) return false;
-    const auto time = parseNameTime(parts->time);
-    if (!time) return false;
-    const size_t size = folder.path.size() + name.size();
-    if (mPaths.empty() || mPaths.back().capacity() < mPaths.back().size() + size) {
-        mPaths.emplace_back().reserve(kPathsBlock + size);
-    }
-    std::string& paths = mPaths.back();
-    const std::string_view path(paths.data() + paths.size(), size);
-    paths.append(folder.path).append(name);
-    const auto [found, isNew] = mEntries.try_emplace(path);
-    if (!isNew) paths.resize(paths.size() - size);
-    DiskEntry& entry = found->second;
-    if (isNew) {
+    auto& [archive, entry] =
+            *mEntries.try_emplace(folder.path + std::string(name) + zul::kArchiveSuffix).first;
+    if (entry.folder == nullptr) {
         entry.folder = &folder;
-        entry.path = path;
+        entry.archive = archive;
+        entry.path = entry.archive.substr(0, archive.size() - kSuffixSize);
         entry.name = entry.path.substr(folder.path.size());
         entry.tag = entry.name.substr(0, parts->tag.size());
-        entry.time = *time;
+        entry.time = parts->time;
     }
     (isFolder ? entry.hasFolder : entry.hasArchive) = true;
     return true;
 }
 
-DiskEntry* DiskIndex::find(std::string_view archivePath) {
-    if (!archivePath.ends_with(zul::kArchiveSuffix)) return nullptr;
-    archivePath.remove_suffix(kSuffixSize);
-    const auto found = mEntries.find(archivePath);
+DiskEntry* DiskIndex::find(std::string_view archive) {
+    const auto found = mEntries.find(mWanted.assign(archive));
     return found != mEntries.end() ? &found->second : nullptr;
 }
 

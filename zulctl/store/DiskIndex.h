@@ -2,10 +2,8 @@
 #pragma once
 
 #include <stddef.h>
-#include <stdint.h>
 
 #include <deque>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,6 +14,8 @@
 
 namespace zulctl {
 
+class Session;
+
 /** A folder of the store in which captures lie. */
 struct CaptureFolder {
     /** As the device has it, with a "/" at the end. */
@@ -25,12 +25,15 @@ struct CaptureFolder {
     std::string name;
 
     bool isTypeFolder() const { return !name.empty(); }
+    /** Opens it, through no link; else -1 inside, and errno. */
+    zul::ScopedFd open() const;
 };
 
 /** What lies in the store for one capture. */
 struct DiskEntry {
     const CaptureFolder* folder = nullptr;
-    /** Path of the capture folder on the device; its last name; the tag in that. */
+    // Path of its archive on the device; that of its folder, the last name of that, and the tag in it.
+    std::string_view archive = {};
     std::string_view path = {};
     std::string_view name = {};
     std::string_view tag = {};
@@ -39,7 +42,7 @@ struct DiskEntry {
     bool hasFolder = false;
     /** A line of the history tells of it. */
     bool recorded = false;
-    /** Lines that were visited; and those that no event was found for so far. */
+    /** Captures of its name that were visited; and lines that no event was found for so far. */
     int claims = 0;
     int linesToCome = 0;
 };
@@ -55,18 +58,15 @@ class DiskIndex {
     DiskIndex& operator=(const DiskIndex&) = delete;
 
     /** Lists the store's folders; tells of those that cannot be listed. */
-    void scan(const Store& store, const std::function<void(const std::string&)>& problem);
+    void scan(const Store& store, Session& session);
 
-    std::unordered_map<std::string_view, DiskEntry>& entries() { return mEntries; }
-    const std::unordered_map<std::string_view, DiskEntry>& entries() const { return mEntries; }
+    /** By the archives' paths. */
+    std::unordered_map<std::string, DiskEntry>& entries() { return mEntries; }
     /** What lies there for the capture with this archive; null when nothing does. */
-    DiskEntry* find(std::string_view archivePath);
-    /** Opens a folder, through no link; else -1 inside, and errno. */
-    static zul::ScopedFd open(const CaptureFolder& folder);
+    DiskEntry* find(std::string_view archive);
 
   private:
-    void list(const CaptureFolder& folder, const std::function<void(const std::string&)>& problem,
-              std::vector<std::string>* others);
+    void list(const CaptureFolder& folder, Session& session, std::vector<std::string>* others);
     /** False when the daemon gives no such name. */
     bool add(const CaptureFolder& folder, std::string_view name, bool isFolder);
 
@@ -74,10 +74,9 @@ class DiskIndex {
 
     /** They stay where they are. */
     std::deque<CaptureFolder> mFolders;
-    /** Their paths, some hundred in each. */
-    std::deque<std::string> mPaths;
-    /** By path. */
-    std::unordered_map<std::string_view, DiskEntry> mEntries;
+    std::unordered_map<std::string, DiskEntry> mEntries;
+    /** Whose memory is used again. */
+    std::string mWanted;
 };
 
 }  // namespace zulctl

@@ -28,11 +28,9 @@ std::optional<HistoryLine> readHistoryLine(std::string_view line) {
     result.time = *time;
 
     // A torn line may end within the path.
-    std::string_view name = result.record.archive;
-    if (!name.ends_with(zul::kArchiveSuffix)) return std::nullopt;
-    name.remove_suffix(sizeof(zul::kArchiveSuffix) - 1);
-    name.remove_prefix(name.rfind('/') + 1);
-    const auto parts = parseArchiveName(name);
+    const std::string_view archive = result.record.archive;
+    if (!archive.ends_with(zul::kArchiveSuffix)) return std::nullopt;
+    const auto parts = parseArchiveName(lastName(archive));
     if (!parts || parts->tag != result.record.tag) return std::nullopt;
     return result;
 }
@@ -41,12 +39,10 @@ HistoryFile::HistoryFile(int fd) : mFd(fd) {
     struct stat status = {};
     if (fd < 0) return;
     mFailed = fstat(fd, &status) != 0;
-    const auto size = static_cast<uint64_t>(status.st_size);
-    mCut = size > kMostBytes;
-    mStart = static_cast<off_t>(mCut ? size - kMostBytes : 0);
-    mSize = mEnd = mLoaded = static_cast<size_t>(size) - static_cast<size_t>(mStart);
+    mStart = std::max<off_t>(status.st_size - static_cast<off_t>(kMostBytes), 0);
+    mEnd = mLoaded = static_cast<size_t>(status.st_size - mStart);
     // Memory is needed for what is loaded.
-    mText.reset(new char[mSize]);
+    mText.reset(new char[mEnd]);
 }
 
 /** Loads what stands before; false when that fails. */
@@ -69,20 +65,21 @@ std::optional<std::string_view> HistoryFile::previousText() {
     if (mEnd == 0 || (mEnd == mLoaded && !load())) return std::nullopt;
     // The line's own end does not count.
     const size_t end = mText[mEnd - 1] == '\n' ? mEnd - 1 : mEnd;
-    const void* before = memrchr(&mText[mLoaded], '\n', end - mLoaded);
-    while (before == nullptr && mLoaded > 0) {
-        const size_t searched = mLoaded;
+    size_t searched = end;
+    const void* before;
+    while ((before = memrchr(&mText[mLoaded], '\n', searched - mLoaded)) == nullptr &&
+           mLoaded > 0) {
+        searched = mLoaded;
         if (!load()) return std::nullopt;
-        before = memrchr(&mText[mLoaded], '\n', std::min(searched, end) - mLoaded);
     }
-    const size_t start =
-            before == nullptr
-                    ? 0
-                    : static_cast<size_t>(static_cast<const char*>(before) - mText.get()) + 1;
-    mEnd = start;
-    // The first one of a part is a part itself.
-    if (start == 0 && mCut) return std::nullopt;
-    return std::string_view(&mText[start], end - start);
+    mEnd = 0;
+    if (before != nullptr) {
+        mEnd = static_cast<size_t>(static_cast<const char*>(before) - mText.get()) + 1;
+    } else if (wasCut()) {
+        // The first one of a part is a part itself.
+        return std::nullopt;
+    }
+    return std::string_view(&mText[mEnd], end - mEnd);
 }
 
 std::optional<HistoryLine> HistoryFile::previous() {

@@ -22,7 +22,10 @@ struct HistoryLine {
 /** The record that stands in `line`; nothing when the daemon writes no such line. */
 std::optional<HistoryLine> readHistoryLine(std::string_view line);
 
-/** The lines of a history from its end to its start; what is appended later is not among them. */
+/**
+ * The lines of a history from its end to its start; what is appended later is not among them. Texts of
+ * lines are good as long as this object.
+ */
 class HistoryFile {
   public:
     /** A million lines. What anybody has put before these is not read. */
@@ -38,11 +41,6 @@ class HistoryFile {
     /** Behind the line that comes next; to go on from there another time. */
     size_t position() const { return mEnd; }
     void seek(size_t position) { mEnd = position; }
-    /** Begins at the last line again. */
-    void restart() {
-        mEnd = mSize;
-        mStrangeLines = 0;
-    }
 
     /**
      * Lines so far that are no records; but not what stands behind the last line end, which may be in the
@@ -52,7 +50,7 @@ class HistoryFile {
     /** True after a read that failed: what is before was not seen. */
     bool failed() const { return mFailed; }
     /** It is longer than what is read of it. */
-    bool wasCut() const { return mCut; }
+    bool wasCut() const { return mStart > 0; }
 
   private:
     bool load();
@@ -61,12 +59,10 @@ class HistoryFile {
     /** Of the file from here on, as far as it was loaded: from its end back to a place in it. */
     off_t mStart = 0;
     std::unique_ptr<char[]> mText;
-    size_t mSize = 0;
     size_t mLoaded = 0;
     /** Behind the line that comes next. */
     size_t mEnd = 0;
     bool mFailed = false;
-    bool mCut = false;
     size_t mStrangeLines = 0;
 };
 

@@ -3,11 +3,11 @@
 #include "zulctl/store/Processes.h"
 
 #include <errno.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <charconv>
 
 #include "base/Files.h"
 #include "base/Text.h"
@@ -30,26 +30,30 @@ std::optional<std::string> readStart(int folder, const char* name) {
     return std::string(text, static_cast<size_t>(size));
 }
 
-std::optional<int64_t> startOf(int process) {
+timespec nowOf(clockid_t clock) {
+    timespec now = {};
+    clock_gettime(clock, &now);
+    return now;
+}
+
+/** By the clock as it is now: the kernel counts ticks since the device's start. */
+std::optional<double> startOf(int process) {
     const std::string status = readStart(process, "stat").value_or("");
     // The name of a process can look like the rest.
     const size_t name = status.rfind(") ");
     if (name == std::string::npos) return std::nullopt;
     const std::vector<std::string> fields = zul::split(status.substr(name), " ");
-    int64_t ticks = 0;
     if (fields.size() <= kStartField) return std::nullopt;
-    const std::string& field = fields[kStartField];
-    std::from_chars(field.data(), field.data() + field.size(), ticks);
-    return ticks;
-}
-
-double secondsOf(clockid_t clock) {
-    timespec now = {};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+    const double sinceBoot = strtod(fields[kStartField].c_str(), nullptr) /
+                             static_cast<double>(sysconf(_SC_CLK_TCK));
+    return secondsOf(nowOf(CLOCK_REALTIME)) - secondsOf(nowOf(CLOCK_BOOTTIME)) + sinceBoot;
 }
 
 }  // namespace
+
+double secondsOf(const timespec& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
 
 Processes Processes::look(const char* folder, uid_t user) {
     Processes processes;
@@ -70,19 +74,13 @@ Processes Processes::look(const char* folder, uid_t user) {
         processes.mArguments.insert(argument);
         if (argument.substr(argument.rfind('/') + 1) != "zuld") continue;
         // Its children have its arguments too, until they become collectors.
-        const auto ticks = startOf(process.get());
-        if (ticks && (!processes.mDaemonTicks || *ticks < *processes.mDaemonTicks)) {
-            processes.mDaemonTicks = ticks;
-        }
+        const auto start = startOf(process.get());
+        if (!start) continue;
+        // By the clock of then, where that has been set since: the kernel's folder is as old as its first user.
+        const double first = std::min(*start, secondsOf(status.st_mtim));
+        processes.mDaemonStart = std::min(first, processes.mDaemonStart.value_or(first));
     }
     return processes;
-}
-
-std::optional<time_t> Processes::daemonStart() const {
-    if (!mDaemonTicks) return std::nullopt;
-    const double sinceBoot =
-            static_cast<double>(*mDaemonTicks) / static_cast<double>(sysconf(_SC_CLK_TCK));
-    return static_cast<time_t>(secondsOf(CLOCK_REALTIME) - secondsOf(CLOCK_BOOTTIME) + sinceBoot);
 }
 
 }  // namespace zulctl

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <stdint.h>
+#include <sys/types.h>
 #include <time.h>
 
 #include <optional>
@@ -9,6 +9,8 @@
 #include <unordered_set>
 
 namespace zulctl {
+
+double secondsOf(const timespec& time);
 
 /** The processes of the daemon's user on this device, as of one moment. Those of others can pretend anything. */
 class Processes {
@@ -20,14 +22,13 @@ class Processes {
     bool seen() const { return mSeen; }
     /** A process has this as its argument 0, as the collector has its capture folder. */
     bool has(const std::string& argument) const { return mArguments.count(argument) > 0; }
-    /** When the running daemon has started; nothing where none is seen. */
-    std::optional<time_t> daemonStart() const;
+    /** Seconds since 1970 when the running daemon started, or before; nothing where none is seen. */
+    std::optional<double> daemonStart() const { return mDaemonStart; }
 
   private:
     bool mSeen = false;
     std::unordered_set<std::string> mArguments;
-    /** In the kernel's ticks since the device's start. */
-    std::optional<int64_t> mDaemonTicks;
+    std::optional<double> mDaemonStart;
 };
 
 }  // namespace zulctl

@@ -71,40 +71,29 @@ std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::
         problem = path + ": " + strerror(errno);
         return nullptr;
     };
-    const auto openStuckLogoRoot = [&tell](int base, const char* path) {
-        zul::ScopedFd folder = openPath(base, path);
-        if (!folder.ok() && errno != ENOENT) tell(zul::kStuckLogoRoot);
-        return folder;
-    };
     const zul::ScopedFd base(::open(root ? root->c_str() : "/", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!base.ok()) return tell(root.value_or("/"));
-    if (!root) {
-        // Step by step: the "/" at the end of a path would have a link followed.
-        zul::ScopedFd outputRoot = openPath(base.get(), zul::kOutputRoot + 1);
-        if (!outputRoot.ok()) return tell(zul::kOutputRoot);
-        return std::unique_ptr<Store>(
-                new Store(false, std::move(outputRoot),
-                          openStuckLogoRoot(base.get(), zul::kStuckLogoRoot + 1)));
-    }
-
+    auto store = std::make_unique<Store>();
+    store->isCopy = root.has_value();
     for (const Layout& layout : kLayouts) {
-        zul::ScopedFd outputRoot = openPath(base.get(), layout.outputRoot);
+        store->outputRoot = openPath(base.get(), layout.outputRoot);
+        const bool found = store->outputRoot.ok();
+        if (!found && !root) return tell(zul::kOutputRoot);
         const bool isBase = strcmp(layout.outputRoot, ".") == 0;
-        if (!outputRoot.ok() || (isBase && !looksLikeOutputRoot(outputRoot.get()))) continue;
-        zul::ScopedFd stuckLogoRoot(-1);
+        if (!found || (isBase && !looksLikeOutputRoot(store->outputRoot.get()))) continue;
         for (const char* path : layout.stuckLogoRoots) {
-            if (path != nullptr && !stuckLogoRoot.ok())
-                stuckLogoRoot = openStuckLogoRoot(base.get(), path);
+            if (path == nullptr || store->stuckLogoRoot.ok()) continue;
+            store->stuckLogoRoot = openPath(base.get(), path);
+            if (!store->stuckLogoRoot.ok() && errno != ENOENT) tell(zul::kStuckLogoRoot);
         }
-        return std::unique_ptr<Store>(
-                new Store(true, std::move(outputRoot), std::move(stuckLogoRoot)));
+        return store;
     }
     problem = *root + ": no copy of /data or of /data/ZUL";
     return nullptr;
 }
 
 zul::ScopedFd Store::openFile(const char* name) const {
-    return zul::ScopedFd(openRegularAt(mOutputRoot.get(), name));
+    return zul::ScopedFd(openRegularAt(outputRoot.get(), name));
 }
 
 }  // namespace zulctl

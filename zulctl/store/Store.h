@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "base/Files.h"
 
@@ -14,8 +13,7 @@ namespace zulctl {
  * The folders of a store, of this device or of a copy. Everything in it may have been put there by anyone:
  * it is reached from these descriptors alone, no link is followed, and only regular files are read.
  */
-class Store {
-  public:
+struct Store {
     /**
      * Opens the store of this device, or the copy in `root`: of /data, of /data/ZUL, or of what holds
      * both data and morvfs; morvfs may lie beside it. Null, and a problem, when there is none; a problem alone when one of
@@ -23,27 +21,15 @@ class Store {
      */
     static std::unique_ptr<Store> open(const std::optional<std::string>& root,
                                        std::string& problem);
-    Store(const Store&) = delete;
-    Store& operator=(const Store&) = delete;
-
-    bool isCopy() const { return mIsCopy; }
-    /** Descriptor of /data/ZUL. */
-    int outputRoot() const { return mOutputRoot.get(); }
-    /** Descriptor of /morvfs/stuck_logo; -1 where there is none. */
-    int stuckLogoRoot() const { return mStuckLogoRoot.get(); }
 
     /** Opens a regular file of /data/ZUL for reading; otherwise -1 inside, and errno tells why. */
     zul::ScopedFd openFile(const char* name) const;
 
-  private:
-    Store(bool isCopy, zul::ScopedFd outputRoot, zul::ScopedFd stuckLogoRoot)
-          : mIsCopy(isCopy),
-            mOutputRoot(std::move(outputRoot)),
-            mStuckLogoRoot(std::move(stuckLogoRoot)) {}
-
-    const bool mIsCopy;
-    const zul::ScopedFd mOutputRoot;
-    const zul::ScopedFd mStuckLogoRoot;
+    bool isCopy = false;
+    /** /data/ZUL. */
+    zul::ScopedFd outputRoot{-1};
+    /** /morvfs/stuck_logo; -1 inside where there is none. */
+    zul::ScopedFd stuckLogoRoot{-1};
 };
 
 /** Opens `name` of `parent` for reading, if it is a regular file; otherwise -1, and errno. */

@@ -18,11 +18,8 @@ const zul::RowData* TagLibrary::find(const std::string& tag) {
     }
     if (mGetRowByKey == nullptr) return nullptr;
     const auto [known, isNew] = mRows.try_emplace(tag);
-    if (isNew) {
-        const zul::RowData* row = mGetRowByKey(tag);
-        if (row != nullptr && !row->tagId.empty()) known->second = *row;
-    }
-    return known->second ? &*known->second : nullptr;
+    if (const zul::RowData* row = isNew ? mGetRowByKey(tag) : nullptr) known->second = *row;
+    return known->second.tagId.empty() ? nullptr : &known->second;
 }
 
 std::string describe(const zul::RowData* row) {

@@ -21,9 +21,9 @@ typedef enum android_LogPriority {
 /**
  * Writes one line to standard error: `MM-DD HH:MM:SS.mmm PID TID P TAG: message` and a line break.
  *
- * The message is cut after 1023 bytes and the tag after 128. Whatever bytes they hold are written
- * as they are: a line break in the message stays one, so readers that must not be fooled by a
- * forged line check what they pass in.
+ * The message is cut after 1023 bytes and the tag after 128. Each further line of the message begins
+ * in the same way, but line breaks at its very end stay as they are. All other bytes are written as
+ * they are.
  *
  * May be called in the child of a `fork()` or `vfork()` of a process with several threads: there it
  * takes no lock and allocates nothing. `errno` is left alone.

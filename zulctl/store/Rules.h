@@ -11,23 +11,10 @@
 namespace zulctl {
 
 class Session;
-class Store;
+struct Store;
 
-/** What the next start of the daemon reads. */
-struct StartFiles {
-    /** A user build has fixed tags, and reads no tag file. */
-    bool userBuild = false;
-    /** Of the tag file. */
-    std::vector<std::string> tagLines;
-    /** The stored configuration, without line ends; nothing where there is none. */
-    std::optional<std::string> config;
-};
-
-/**
- * Reads them from the store; what is there and cannot be read is told as a problem. That a store is of
- * a user build shows in its folders.
- */
-StartFiles readStartFiles(Session& session, const Store& store);
+/** That a store is of a user build, which has fixed tags, shows in its folders. */
+bool isOfUserBuild(const Store& store);
 
 /**
  * All of a file that a user names, "-" for the standard input. Nothing, and a problem told, when it
@@ -56,7 +43,18 @@ struct Rules {
     void update(const std::string& text);
 };
 
-/** What a start makes of the files. */
-Rules rulesOf(const StartFiles& files);
+/** What the next start of the daemon reads. */
+struct StartFiles {
+    /** Without a configuration. */
+    Rules tags;
+    /** The stored configuration, without line ends; nothing where there is none. */
+    std::optional<std::string> config;
+
+    /** What a start makes of them. */
+    Rules rules() const;
+};
+
+/** What is there and cannot be read is told as a problem; of no store there is nothing. */
+StartFiles readStartFiles(Session& session, const Store* store);
 
 }  // namespace zulctl

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "zulctl/store/Rules.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include "base/Paths.h"
+#include "base/Text.h"
+#include "rules/TagFile.h"
+#include "zulctl/Session.h"
+
+namespace zulctl {
+
+namespace {
+
+/** Four times what the daemon reads of a file that it did not write. */
+constexpr size_t kMostBytes = 4 * zul::kStartFileLimit;
+
+/** All that can be read of a descriptor; nothing, and errno, when that fails or is too much. */
+std::optional<std::string> readWhole(int fd) {
+    std::string text;
+    char block[1 << 16];
+    for (;;) {
+        const ssize_t count = read(fd, block, sizeof(block));
+        if (count < 0 && errno == EINTR) continue;
+        if (count == 0) return text;
+        if (count > 0) text.append(block, static_cast<size_t>(count));
+        if (text.size() > kMostBytes) errno = EFBIG;
+        if (count < 0 || text.size() > kMostBytes) return std::nullopt;
+    }
+}
+
+std::optional<std::string> readStored(Session& session, const Store& store, const char* path) {
+    const zul::ScopedFd file = store.openFile(strrchr(path, '/') + 1);
+    if (!file.ok() && errno == ENOENT) return std::nullopt;
+    std::optional<std::string> text;
+    if (file.ok()) text = readWhole(file.get());
+    if (!text) session.problem(std::string(path) + ": " + whyNotOpened(errno));
+    return text;
+}
+
+}  // namespace
+
+bool isOfUserBuild(const Store& store) {
+    // Only there the folders of user tags have longer names.
+    struct stat status = {};
+    return fstatat(store.outputRoot.get(), "0xffffff", &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+std::optional<std::string> readText(Session& session, const std::string& name) {
+    const bool standardInput = name == "-";
+    const zul::ScopedFd opened(standardInput ? -1 : open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    std::optional<std::string> text;
+    if (standardInput || opened.ok()) text = readWhole(standardInput ? STDIN_FILENO : opened.get());
+    if (!text) session.problem(name + ": " + strerror(errno));
+    return text;
+}
+
+std::vector<std::vector<size_t>> Rules::update(const std::vector<zul::ConfigEntry>& records) {
+    auto became = zul::mergeConfig(records, entries, legalTags);
+    for (const auto& [tag, archives] : legalTags)
+        knownTags.try_emplace(tag, KnownTag{"config", ""});
+    return became;
+}
+
+void Rules::update(const std::string& text) {
+    update(zul::parseConfig(text, [](auto&&...) {}));
+}
+
+Rules StartFiles::rules() const {
+    Rules rules = tags;
+    rules.update(config.value_or(""));
+    return rules;
+}
+
+StartFiles readStartFiles(Session& session, const Store* store) {
+    StartFiles files;
+    if (store == nullptr) return files;
+    const auto add = [&files](const std::string& tag, const KnownTag& known) {
+        files.tags.legalTags.try_emplace(tag);
+        files.tags.knownTags.try_emplace(tag, known);
+    };
+    if (isOfUserBuild(*store)) {
+        for (const std::string& tag : zul::userTags())
+            add(tag, {"build", ""});
+    } else {
+        const auto text = readStored(session, *store, zul::kTagFile).value_or("");
+        for (const std::string& line : zul::split(text, "\n")) {
+            const std::optional<std::string> tag = zul::tagOfLine(line);
+            if (tag) add(*tag, {"file", line.substr(tag->size() + 1)});
+        }
+    }
+    files.config = readStored(session, *store, zul::kConfigFile);
+    if (files.config) files.config = zul::joinLines(zul::split(*files.config, "\n"));
+    return files;
+}
+
+}  // namespace zulctl
