@@ -3,7 +3,8 @@
 // One capture, from the engine's call to the answer, beside what the system calls alone take and
 // beside a script. Each repetition begins with a fresh store, on which each capture has a tag of its
 // own: two captures of one tag within a second would share a folder. It counts by its median capture, as
-// a disk's journal now and then holds one up for longer than all its other parts take.
+// a disk's journal now and then holds one up for longer than all its other parts take. Each is followed by
+// one of the floor: both meet the machine in the same mood, and their ratio counts.
 
 #include <benchmark/benchmark.h>
 #include <sys/statfs.h>
@@ -44,27 +45,37 @@ double median(std::vector<double> times) {
 }
 
 void captures(benchmark::State& state, const ContenderKind& row, const Load& load) {
+    const Store floorStore("/data/beside");
     const Store store(row.root);
     const std::vector<std::string> tags = bench::makeTags(load.captures);
-    const bool inRoot = std::string_view(row.root) == "/data/ZUL";
-    const std::unique_ptr<Contender> contender = [&] {
-        store.fill(tags, load.archives, inRoot);
-        return row.start(store);
-    }();
-    if (contender == nullptr) {
-        state.SkipWithError("the contender does not come up");
+    // The daemon counts at its start what lies there, and the floor is to touch the same folders.
+    const bool inRoot = std::string_view(row.root) != "/data/script";
+    floorStore.fill(tags, load.archives, true);
+    const std::unique_ptr<Contender> floor = bench::kContenders[0].start(floorStore);
+    store.fill(tags, load.archives, inRoot);
+    const std::unique_ptr<Contender> contender = row.start(store);
+    if (floor == nullptr || contender == nullptr) {
+        state.SkipWithError("a contender does not come up");
         return;
     }
 
     for (auto _ : state) {
         std::vector<double> times;
+        std::vector<double> ratios;
         for (const std::string& tag : tags) {
-            const std::string old = load.archives > 0 ? store.oldArchive(tag, 1, inRoot) : "";
-            times.push_back(contender->capture({tag, load.order, old}));
+            const auto job = [&](const Store& where, bool archivesInRoot) {
+                const bool prunes = load.archives > 0;
+                return bench::Job{tag, load.order,
+                                  prunes ? where.oldArchive(tag, 1, archivesInRoot) : ""};
+            };
+            times.push_back(contender->capture(job(store, inRoot)));
+            ratios.push_back(times.back() / floor->capture(job(floorStore, true)));
         }
-        if (std::ranges::min(times) < 0) state.SkipWithError("a capture failed");
+        if (std::ranges::min(times) < 0 || std::ranges::min(ratios) < 0)
+            state.SkipWithError("a capture failed");
         // The first one is for what a process does once.
         state.SetIterationTime(median({times.begin() + 1, times.end()}));
+        state.counters["floor_fork"] = median({ratios.begin() + 1, ratios.end()});
     }
     const size_t folders = load.archives > 0 ? 0 : tags.size();
     const std::string difference =

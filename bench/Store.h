@@ -17,8 +17,7 @@ class Store {
 
     /**
      * Makes an empty store that knows `tags`; each has `archives` archives from an earlier day.
-     * They lie in the root itself, where the daemon counts them when it starts, or in the tag's
-     * folder.
+     * They lie in the root itself or in the tag's folder.
      */
     void fill(const std::vector<std::string>& tags, int archives, bool inRoot) const;
 

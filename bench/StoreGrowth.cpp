@@ -53,10 +53,6 @@ void resetHistory() {
     makeFile(gArchive);
 }
 
-bool lineFound() {
-    return ZulService::mCompressFileCount == 398 + gLines;
-}
-
 bool prepareArchives(int size) {
     gService = new ZulService();
     gListed = static_cast<size_t>(size);
@@ -89,15 +85,16 @@ const Curve kHistory = {"history",
                         [](int lines) { return prepareHistory(lines, kElsewhere); },
                         resetHistory,
                         ZulService::cleanOldFile,
-                        lineFound};
-const Curve kHistoryRemoval = {"history_removal",
-                               10,
-                               1000000,
-                               10,
-                               [](int lines) { return prepareHistory(lines, kInStore); },
-                               resetHistory,
-                               ZulService::cleanOldFile,
-                               [] { return lineFound() && !fs::exists(kInStore); }};
+                        [] { return ZulService::mCompressFileCount == 399 + gLines; }};
+const Curve kHistoryRemoval = {
+        "history_removal",
+        10,
+        1000000,
+        10,
+        [](int lines) { return prepareHistory(lines, kInStore); },
+        resetHistory,
+        ZulService::cleanOldFile,
+        [] { return ZulService::mCompressFileCount == 398 + gLines && !fs::exists(kInStore); }};
 const Curve kArchives = {"archives",
                          10,
                          10000,
