@@ -201,6 +201,9 @@ TEST_P(StartTest, FindsTheEngineAndRegistersAsItAsks) {
     EXPECT_EXIT(startAndTell(c), testing::ExitedWithCode(0), testing::Eq(expected));
 }
 
+constexpr char kNoNumber[] =
+        "E engine gave no thread number: Status(EX_TRANSACTION_FAILED): 'OK: gone'\n";
+
 const EngineCase kEngineCases[] = {
         {"HidlThere", false, 0, 3, true, true, 0, 3, "D hwbinder thread number=3\n"},
         {"HidlLate", false, 4, 1, true, false, 0, 1, ""},
@@ -209,15 +212,7 @@ const EngineCase kEngineCases[] = {
          "E service is still nullptr after 10 attempts, return -1\n"},
         {"HidlNone", false, 0, 0, true, true, 0, 0, "D hwbinder thread number=0\n"},
         {"HidlNegative", false, 0, -7, true, true, 0, 0, "D hwbinder thread number=-7\n"},
-        {"HidlGivesNoNumber",
-         false,
-         0,
-         {},
-         true,
-         true,
-         -1,
-         0,
-         "E engine gave no thread number: Status(EX_TRANSACTION_FAILED): 'OK: gone'\n"},
+        {"HidlGivesNoNumber", false, 0, {}, true, true, -1, 0, kNoNumber},
         {"HidlTakesNone", false, 0, 2, false, false, 0, 2, ""},
         {"AidlThere", true, 0, 3, true, true, 0, 3, "D aidlbinder thread number=3\n"},
         {"AidlLate", true, 9, 2, true, false, 0, 2, ""},

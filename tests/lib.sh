@@ -65,15 +65,9 @@ assert_refused() {
         || fail "'$*' gave status $status and '$output'"
 }
 
-# log_lines: every line of the daemon's own log tag, as "PID TID PRIORITY TEXT"; of a message with line breaks
-# it is the first line.
-log_lines() {
-    sed -nE 's/^[0-9-]{5} [0-9:.]{12} +([0-9]+) +([0-9]+) ([A-Z]) ZUL_DEBUG: /\1 \2 \3 /p' "$DAEMON_LOG"
-}
-
-# The same as "PRIORITY TEXT".
+# Every line of the daemon's own log tag, as "PRIORITY TEXT".
 daemon_lines() {
-    log_lines | cut -d ' ' -f 3-
+    sed -nE 's/^[0-9-]{5} [0-9:.]{12} +[0-9]+ +[0-9]+ ([A-Z]) ZUL_DEBUG: /\1 /p' "$DAEMON_LOG"
 }
 
 # count_log PRIORITY TEXT: how often exactly this line was written.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The log for programs that measure or fuzz: lines are formatted as by any log, and written nowhere. It
-// takes the place of the whole library.
+// The log of the fuzz targets, in place of the whole library: lines are formatted, and written nowhere.
 
 #include <android/log.h>
 #include <stdarg.h>
