@@ -92,13 +92,16 @@ class CleanTest : public ZulctlTest {
 
 struct CleanCase {
     const char* name;
-    bool daemon;
+    /** Argument 0 of the daemon; "" for none. */
+    const char* daemon;
     /** KINDS AGE STAYS, with A and F for what stays; behind it, the age that it has got since the daemon's start. */
     std::string captures;
     const char* call;
     int status;
     const char* out;
     const char* err = "";
+    /** What it has said an hour ago. */
+    const char* log = "";
 };
 
 class CleanedTest : public CleanTest, public testing::WithParamInterface<CleanCase> {};
@@ -111,7 +114,9 @@ TEST_P(CleanedTest, OfAllThatWasAskedFor) {
         paths.push_back(make(words[0], stol(words[1])));
     }
     std::optional<Process> daemon;
-    if (GetParam().daemon) daemon.emplace("zuld");
+    if (*GetParam().daemon != '\0') daemon.emplace(GetParam().daemon);
+    write("/tmp/log",
+          timeText(3600, "%m-%d %H:%M:%S.000 5 5 D ZUL_DEBUG: ") + GetParam().log + "\n");
     for (size_t i = 0; i < paths.size(); i++) {
         const bool isArchive = zul::contains(captures[i][0], "A");
         if (captures[i].size() > 3)
@@ -126,80 +131,63 @@ TEST_P(CleanedTest, OfAllThatWasAskedFor) {
 }
 
 const CleanCase kCleanCases[] = {
-        {"WhatCollectorsLeft", false, "F 3600 -, FR 3600 F, AF 3600 A, FS 3600 -", "clean -f", 0,
+        {"WhatCollectorsLeft", "", "F 3600 -, FR 3600 F, AF 3600 A, FS 3600 -", "clean -f", 0,
          "removed 0 archives and 3 folders, 21B\n"},
-        {"NothingInADryRun", false, "F 3600 F", "clean -n", 0,
+        {"NothingInADryRun", "", "F 3600 F", "clean -n", 0,
          "would remove 0 archives and 1 folder, 7B\n"},
-        {"WhatTheDaemonHasForgotten", true,
+        {"WhatTheDaemonHasForgotten", "zuld",
          "LA 7200 -, LAD 7200 A, LAS 7200 A, LA -5 A, A 7200 A, F 7200 F", "clean -f --unlisted", 0,
          "removed 1 archive and 0 folders, 5B\n"},
-        {"WhatIsLeftAlone", true, "LA 7200 A, F 7200 -", "clean -f --left", 0,
+        {"NothingThatNobodyHasForgotten", "", "LA 7200 A", "clean -f", 1, "removed 0"},
+        {"NothingForAnotherProgram", "/data/ZUL/zuld.sh", "LA 7200 A", "clean -f", 1, "removed 0"},
+        // The log knows when the daemon started that made it.
+        {"WhatALogsDaemonHasForgotten", "", "LA 7200 -, LA 3000 A", "--log=/tmp/log clean -f", 0,
+         "removed 1 archive and", "", "ZUL  main start."},
+        {"NothingWithoutItsStart", "", "LA 7200 A", "--log=/tmp/log clean -f", 1, "removed 0", "",
+         "startWork...."},
+        {"WhatTheFirstStartForgot", "/system_ext/bin/zuld", "LA 7200 -, LA 3000 A",
+         "--log=/tmp/log clean -f", 0, "removed 1 archive and", "", "ZUL  main start."},
+        {"WhatIsLeftAlone", "zuld", "LA 7200 A, F 7200 -", "clean -f --left", 0,
          "removed 0 archives and 1 folder, 7B\n"},
-        {"Both", true, "LA 7200 -, F 7200 -", "clean -f", 0,
+        {"Both", "zuld", "LA 7200 -, F 7200 -", "clean -f", 0,
          "removed 1 archive and 1 folder, 12B\n"},
         // Younger than the daemon, whatever their names say: a user came from another zone, a clock was set. The
         // last one says so nowhere but in the time of its last change.
-        {"NothingThatAClockMakesDoubtful", true,
+        {"NothingThatAClockMakesDoubtful", "zuld",
          "LA 172800 -, LA 345600 A, LA 7200 A -1, LA 7200 A 7200", "clean -f --unlisted", 0,
          "removed 1 archive and", "the clock was set back: 1 archive may be known"},
-        {"ForASizeDoubtfulOnesToo", true, "LA 172800 -, LA 345600 -", "clean -f --to=0", 0,
+        {"ForASizeDoubtfulOnesToo", "zuld", "LA 172800 -, LA 345600 -", "clean -f --to=0", 0,
          "removed 2 archives"},
-        {"NothingAtTheSize", false, "LA 4000 A, LA 3000 A, FR 5000 F", "clean -f --to=17", 1,
+        {"NothingAtTheSize", "", "LA 4000 A, LA 3000 A, FR 5000 F", "clean -f --to=17", 1,
          "removed 0 archives"},
-        {"TheOldestAboveTheSize", false, "LA 4000 -, LA 3000 A, FR 5000 F", "clean -f --to=16", 0,
+        {"TheOldestAboveTheSize", "", "LA 4000 -, LA 3000 A, FR 5000 F", "clean -f --to=16", 0,
          "removed 1 archive and 0 folders"},
-        {"AllButWhatRuns", false, "LA 4000 -, LA 3000 -, FR 5000 F", "clean -f --to=0", 0,
+        {"AllButWhatRuns", "", "LA 4000 -, LA 3000 -, FR 5000 F", "clean -f --to=0", 0,
          "removed 2 archives and 0 folders"},
-        {"NothingBelowASizeInUnits", false, "LA 4000 A", "clean -f --to=1K", 1,
-         "removed 0 archives"},
-        {"ForASizeWhatIsOldEnough", false, "LA 4000 -, LA 3000 A",
-         "clean -f --to=0 --older-than=1h", 0, "removed 1 archive"},
-        {"WhatIsOldEnough", false, "F 3000 F, F 4200 -", "clean -f --left --older-than=1h", 0,
+        {"NothingBelowASizeInUnits", "", "LA 4000 A", "clean -f --to=1K", 1, "removed 0 archives"},
+        {"ForASizeWhatIsOldEnough", "", "LA 4000 -, LA 3000 A", "clean -f --to=0 --older-than=1h",
+         0, "removed 1 archive"},
+        {"WhatIsOldEnough", "", "F 3000 F, F 4200 -", "clean -f --left --older-than=1h", 0,
          "removed 0 archives and 1 folder,"},
-        {"NothingWhoseCollectorMayStart", false, "F 60 F 28", "clean -f", 1, "removed 0",
+        {"NothingWhoseCollectorMayStart", "", "F 60 F 28", "clean -f", 1, "removed 0",
          "1 folder may be about to get a collector"},
-        {"WhatIsSettled", false, "F 60 - 31", "clean -f", 0, "removed 0 archives and 1 folder"},
+        {"WhatIsSettled", "", "F 60 - 31", "clean -f", 0, "removed 0 archives and 1 folder"},
 };
 INSTANTIATE_TEST_SUITE_P(Stores, CleanedTest, testing::ValuesIn(kCleanCases), caseName);
 
 TEST_F(CleanTest, TellsWhatItRemoves) {
-    const std::string path = make("F", 3600);
-    expectCalls({{"clean -n", 0, "would be  left            7B  " + path + "\n"},
+    const std::string left = make("F", 3600);
+    const std::string running = make("FR", 3600);
+    const std::string forgotten = make("LA", 3600);
+    const Process daemon("zuld");
+    expectCalls({{"clean -n", 0, "would be  left            7B  " + left + "\n"},
+                 {"clean -n", 0, "would be  unlisted        5B  " + forgotten + ".zul\n"},
+                 {"list --json --state=running", 0, running},
+                 {"list --json --state=unlisted", 0, forgotten},
                  {"clean -f --json", 0,
-                  R"({"v":1,"device":"","removed":true,"state":"left","size":7,"path":")" + path +
+                  R"({"v":1,"device":"","removed":true,"state":"left","size":7,"path":")" + left +
                           "\"}\n"},
                  {"clean -f", 1, "removed 0 archives and 0 folders"}});
-}
-
-TEST_F(CleanTest, ListsWhatARunningDaemonHasForgotten) {
-    // The fourth is of the future, as the process was started now.
-    const char* const cases[] = {"LA 7200 unlisted", "LAD 7200 present", "LAS 7200 present",
-                                 "LA -5 present",    "FR 7200 running",  "F 7200 left"};
-    std::vector<std::vector<std::string>> rows;
-    for (const char* text : cases)
-        rows.push_back(zul::split(text, " "));
-    for (std::vector<std::string>& row : rows)
-        row[0] = make(row[0], stol(row[1]));
-    const auto unlisted = [](const std::string& options = "") {
-        return call(zul::split(options + "--json list --state=unlisted", " ")).out;
-    };
-    // The log knows when the daemon started that made it.
-    const auto inLog = [&](const std::string& text) {
-        write("/tmp/log", timeText(3600, "%m-%d %H:%M:%S.000 5 5 D ZUL_DEBUG: ") + text + "\n");
-        return unlisted("--log=/tmp/log ");
-    };
-    EXPECT_EQ(unlisted(), "") << "nobody runs";
-    EXPECT_THAT(inLog("ZUL  main start."), HasSubstr(rows[0][0]));
-    EXPECT_EQ(inLog("startWork...."), "");
-    {
-        const Process other("/data/ZUL/zuld.sh");
-        EXPECT_EQ(unlisted(), "");
-    }
-    const Process daemon("/system_ext/bin/zuld");
-    for (const std::vector<std::string>& row : rows)
-        EXPECT_THAT(call({"--json", "list", "--state", row[2]}).out, HasSubstr(row[0])) << row[2];
-    // Who came first tells more than who says so.
-    EXPECT_THAT(inLog("ZUL  main start."), HasSubstr(rows[0][0]));
 }
 
 TEST_F(CleanTest, TellsWhatACopyCouldLose) {

@@ -114,7 +114,9 @@ class ConfigCommandTest : public ZulctlTest {
 };
 
 TEST_F(ConfigCommandTest, ShowsWhatTheNextStartHas) {
-    store("tag:0xffff0404,enable:1,pkgname:com.a,flag:0x400001,cmds:ps,\npaths:;/a\x1b|tag:B\n");
+    store("tag:0xffff0404,enable:1,pkgname:com.a,flag:0x400001,cmds:ps,\npaths:;/a\x1b|"
+          "tag:b,enable:0\n",
+          "c|a text|more\nb|\nnone\nc|again\n");
     const Result result = onCopy({"config", "show"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
@@ -125,17 +127,28 @@ TEST_F(ConfigCommandTest, ShowsWhatTheNextStartHas) {
               "  flag     0x400001 FLAG_ZUL_BINDER|FLAG_ZUL_PERF_BUFFER\n"
               "  cmds     ps\n"
               "  paths    ;/a\\x1b\n"
-              "tag B\n"
+              "tag b\n"
+              "  enable   0\n"
               "TAG           LEGAL  FROM    ENTRY         TEXT\n"
               "0xffff0404    yes    config  0xffff0404\n"
-              "2 entries, 1 legal of 1 tag\n");
-    const Result json = onCopy({"--json", "config", "show"});
-    EXPECT_THAT(
-            json.out,
-            StartsWith(
-                    R"({"v":1,"device":"data","kind":"entry","tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
-                    R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
-                    "\n"));
+              "b             no     file    b\n"
+              "c             yes    file    -             a text|more\n"
+              "2 entries, 2 legal of 3 tags\n");
+    expectCalls(
+            {{"--json config show", 0,
+              R"({"v":1,"device":"data","kind":"entry","tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
+              R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
+              "\n"},
+             {"--json config show", 0,
+              R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,)"
+              R"("from":"file","entry":"b","text":""})"
+              "\n"}});
+    // A user build's store has folders of user tags, and its tag file does not count.
+    makeFolder("/data/ZUL/0xffffff");
+    store("", "c|\n");
+    const Result user = onCopy({"--no-legend", "config", "show"});
+    EXPECT_EQ(std::count(user.out.begin(), user.out.end(), '\n'), 257);
+    EXPECT_THAT(user.out, HasSubstr("0xffffff0a    yes    build   -\n"));
 }
 
 TEST_F(ConfigCommandTest, TellsWhenThereIsNothingToShow) {
@@ -275,27 +288,6 @@ TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
     expectCalls({{"--json config match x", 1,
                   R"("legal":false,"refused":true,"entry":null,"package":null)",
                   "known from its log"}});
-}
-
-TEST_F(ConfigCommandTest, TagsAreThoseOfFileAndConfiguration) {
-    store("tag:b,enable:0|tag:d,enable:1|tag:dd", "c|a text|more\nb|\nnone\nc|again\n");
-    const Result result = onCopy({"config", "show"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, EndsWith("TAG           LEGAL  FROM    ENTRY         TEXT\n"
-                                     "b             no     file    b\n"
-                                     "c             yes    file    -             a text|more\n"
-                                     "d             yes    config  d\n"
-                                     "3 entries, 2 legal of 3 tags\n"));
-    EXPECT_THAT(onCopy({"--json", "config", "show"}).out,
-                HasSubstr(R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,)"
-                          R"("from":"file","entry":"b","text":""})"
-                          "\n"));
-    // A user build's store has folders of user tags, and its tag file does not count.
-    store("", "c|\n");
-    makeFolder("/data/ZUL/0xffffff");
-    const Result user = onCopy({"--no-legend", "config", "show"});
-    EXPECT_EQ(std::count(user.out.begin(), user.out.end(), '\n'), 257);
-    EXPECT_THAT(user.out, HasSubstr("0xffffff0a    yes    build   -\n"));
 }
 
 TEST_F(ConfigCommandTest, CheckTellsWhatATextChanges) {
