@@ -89,6 +89,11 @@ TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
                   "recorded    yes\nbuild       BUILD\nlegal       no\n"
                   "entry       tag:0xffff0102,pkgname:com.a\n"},
                  {"--log=@/log list", 0, "present      1000B    0.040s   8"}});
+    std::string quick = event("hello");
+    for (const char* time : {".010", ".020", ".030", ".040"})
+        quick = replaceAll(quick, time, ".000");
+    write("/quick", quick);
+    expectCalls({{"--log=@/quick list", 0, "present      1000B    0.000s   8"}});
     // The one before it had the same name.
     write("/data/ZUL/zul_history", mLine + mLine);
     expectCalls(
