@@ -176,6 +176,9 @@ TEST_F(ListTest, EveryCopyOfAStoreWillDo) {
                      {std::string("--root=@") + root + "/. --json list", 0,
                       "{\"v\":1,\"device\":\"" + device + "\",\"time\":"}});
     }
+    chmod(at(kType).c_str(), 0311);
+    expectCalls({{"list", 3, "2 captures, 5B", "/data/ZUL/0xffff/: Permission denied\n"}});
+    chmod(at(kType).c_str(), 0755);
     std::filesystem::rename(at("/morvfs/stuck_logo"), at("/outside"));
     ASSERT_EQ(symlink(at("/outside").c_str(), at("/morvfs/stuck_logo").c_str()), 0);
     expectCalls({{"list", 3, "1 capture, ", "/morvfs/stuck_logo/: Not a directory\n"},
