@@ -175,6 +175,17 @@ const CleanCase kCleanCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Stores, CleanedTest, testing::ValuesIn(kCleanCases), caseName);
 
+TEST_F(CleanTest, ADeviceKnowsWhatATagIsAbout) {
+    make("A", 3600);
+    expectCalls({{"list", 0, "  memory/leak\n"},
+                 {"list --json -gleak", 0, R"("type":"memory","subtype":"leak"})"},
+                 {"info 0xffff0101", 0,
+                  "tag's type  memory\ntag's kind  leak\n"
+                  "tag's flags FLAG_ZUL_PROC_MEM|FLAG_ZUL_SYS_MEM|FLAG_ZUL_HPROF\n"
+                  "tag's cmd   ps -A -o pid,rss,name\n"},
+                 {"info 0xffff0101", 0, "took        ~"}});
+}
+
 TEST_F(CleanTest, TellsWhatItRemoves) {
     const std::string left = make("F", 3600);
     const std::string running = make("FR", 3600);
