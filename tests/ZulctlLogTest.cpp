@@ -287,6 +287,20 @@ TEST(LogFileTest, BrokenLinesLoseNothingElse) {
     }
 }
 
+TEST(LogFileTest, WaitsAtTheEndForAsLongAsItIsToldTo) {
+    const TextFile file("a\n");
+    int waits = 0;
+    LineReader reader(file.fd(),
+                      [&] { return ++waits == 1 && pwrite(file.fd(), "b\n", 2, 2) == 2; });
+    LineReader::Line line;
+    for (const char* text : {"a", "b"}) {
+        ASSERT_TRUE(reader.next(line));
+        EXPECT_EQ(line.text, text);
+    }
+    EXPECT_FALSE(reader.next(line));
+    EXPECT_EQ(waits, 2);
+}
+
 }  // namespace
 
 }  // namespace zulctl::test
