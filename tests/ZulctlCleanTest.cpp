@@ -9,17 +9,15 @@
 
 #include <filesystem>
 #include <fstream>
+#include <list>
 #include <optional>
 
+#include "base/Text.h"
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/store/Processes.h"
 
 namespace zulctl::test {
 namespace {
-
-constexpr char kType[] = "/data/ZUL/0xffff/";
-constexpr char kNameTime[] = "_%Y_%m_%d_%H_%M_%S_0";
-constexpr char kLeft[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8";
 
 /** A process with this as its argument 0, for as long as this object. */
 class Process {
@@ -44,252 +42,189 @@ class Process {
     pid_t mId = 0;
 };
 
+/** That many seconds ago. */
+std::string timeText(time_t age, const char* format) {
+    const time_t when = time(nullptr) - age;
+    tm local = {};
+    localtime_r(&when, &local);
+    char text[64];
+    strftime(text, sizeof(text), format, &local);
+    return text;
+}
+
+void touch(const std::string& path, time_t age) {
+    const timespec times[2] = {{time(nullptr) - age, 0}, {time(nullptr) - age, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0) << path;
+}
+
 /** The device of the box itself, with an empty store. */
 class CleanTest : public ZulctlTest {
   protected:
     CleanTest() : ZulctlTest("") {}
 
-    /** The folder of a capture whose collector failed a while ago. */
-    void leave(const std::string& path) const {
-        write(path + "/inside/file", "1234567");
-        age(path, 3600);
-    }
-
-    static void age(const std::string& path, time_t seconds) {
-        const timespec times[2] = {{time(nullptr) - seconds, 0}, {time(nullptr) - seconds, 0}};
-        ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0) << path;
-    }
-
-    /** A name of that tag for that many seconds ago. */
-    static std::string nameOf(const std::string& tag, time_t age, const char* format = kNameTime) {
-        const time_t when = time(nullptr) - age;
-        tm local = {};
-        localtime_r(&when, &local);
-        char text[64];
-        strftime(text, sizeof(text), format, &local);
-        return tag + text;
-    }
-    /** An archive of that age, with a line of the history; its path. */
-    std::string record(const std::string& folder, const std::string& tag, time_t seconds) {
-        const std::string path = folder + nameOf(tag, seconds) + ".zul";
-        write(path, "12345");
-        age(path, seconds);
-        mHistory += nameOf(tag + "|", seconds, "%Y-%m-%d %H:%M:%S|") + path + "|BUILD\n";
-        write("/data/ZUL/zul_history", mHistory);
+    /**
+     * Makes a capture of that age with L, A, F and R for its line, archive, folder and collector, in the
+     * folder of its type, with D in /data/ZUL itself and with S beside. Its path.
+     */
+    std::string make(const std::string& kinds, time_t age) {
+        const auto has = [&](const char* kind) { return zul::contains(kinds, kind); };
+        const std::string tag = "0xffff010" + std::to_string(++mCaptures);
+        const std::string path = (has("S")   ? "/morvfs/stuck_logo/"
+                                  : has("D") ? "/data/ZUL/"
+                                             : kType) +
+                                 tag + timeText(age, "_%Y_%m_%d_%H_%M_%S_0");
+        if (has("A")) write(path + ".zul", "12345");
+        if (has("F")) write(path + "/inside/file", "1234567");
+        if (has("A")) touch(path + ".zul", age);
+        if (has("F")) touch(path, age);
+        if (has("L")) {
+            mHistory += tag + timeText(age, "|%Y-%m-%d %H:%M:%S|") + path + ".zul|BUILD\n";
+            write("/data/ZUL/zul_history", mHistory);
+        }
+        if (has("R")) mCollectors.emplace_back(path);
         return path;
     }
 
     std::string mHistory;
+    int mCaptures = 0;
+    std::list<Process> mCollectors;
 };
 
-TEST_F(CleanTest, RefusesWhatIsNotClear) {
-    leave(kLeft);
-    const std::pair<std::vector<std::string>, const char*> calls[] = {
-            {{"clean"}, "needs one of -n"},
-            {{"clean", "-n", "-f"}, "needs one of -n"},
-            {{"clean", "--left"}, "needs one of -n"},
-            {{"--root=/data", "clean", "-f"}, "without --root"},
-            {{"clean", "-f", "--to=1X"}, "no size"},
-            {{"clean", "-f", "--to=1M", "--left"}, "all kinds"},
-            {{"clean", "-f", "--older-than=1"}, "no age"},
-            {{"clean", "-f", "--older-than=2025-03-05"}, "no age"},
-            {{"clean", "-f", kLeft}, "too much"},
-    };
-    for (const auto& [arguments, reason] : calls) {
-        const Result result = call(arguments);
-        EXPECT_EQ(result.status, 2) << reason;
-        EXPECT_THAT(result.err, HasSubstr(reason));
-        EXPECT_EQ(result.out, "");
-    }
-    EXPECT_TRUE(exists(kLeft));
-}
-
-TEST_F(CleanTest, RemovesWhatCollectorsLeftAndNothingThatRuns) {
-    const std::string running = std::string(kType) + "0xffff0102_2025_03_04_05_06_08_9";
-    const std::string packed = std::string(kType) + "0xffff0103_2025_03_04_05_06_09_10";
-    const std::string logo = "/morvfs/stuck_logo/0xffffff06_2025_03_04_05_06_10_11";
-    for (const std::string& path : {std::string(kLeft), running, packed, logo})
-        leave(path);
-    write(packed + ".zul", "12345");
-    std::optional<Process> collector(running);
-
-    EXPECT_THAT(call({"--state=running", "--json"}).out, HasSubstr("\"" + running + ".zul\""));
-    const Result shown = call({"clean", "-n"});
-    EXPECT_EQ(shown.status, 0);
-    EXPECT_THAT(shown.out, HasSubstr("would be  left            7B  " + std::string(kLeft) + "\n"));
-    EXPECT_THAT(shown.out, HasSubstr("would remove 0 archives and 3 folders, 21B\n"));
-    EXPECT_TRUE(exists(kLeft));
-
-    const Result removed = call({"clean", "-f", "--json"});
-    EXPECT_EQ(removed.status, 0);
-    EXPECT_THAT(removed.out,
-                HasSubstr("{\"v\":1,\"device\":\"\",\"removed\":true,\"state\":\"left\","
-                          "\"size\":7,\"path\":\"" +
-                          logo + "\"}\n"));
-    EXPECT_FALSE(exists(kLeft));
-    EXPECT_FALSE(exists(packed));
-    EXPECT_FALSE(exists(logo));
-    EXPECT_TRUE(exists(packed + ".zul"));
-    EXPECT_TRUE(exists(running + "/inside/file"));
-
-    collector.reset();
-    EXPECT_EQ(call({"clean", "-f"}).status, 0);
-    EXPECT_FALSE(exists(running));
-    EXPECT_EQ(call({"clean", "-f"}).status, 1);
-}
-
-/** "PATH STATE" of each capture, by the names of these. */
-struct StateCase {
+struct CleanCase {
     const char* name;
-    const char* folder;
-    time_t age;
-    const char* state;
+    /** Argument 0 of the daemon; "" for none. */
+    const char* daemon;
+    /** KINDS AGE STAYS, with A and F for what stays; behind it, the age that it has got since the daemon's start. */
+    std::string captures;
+    const char* call;
+    int status;
+    const char* out;
+    const char* err = "";
+    /** What it has said an hour ago. */
+    const char* log = "";
 };
 
-TEST_F(CleanTest, TakesWhatARunningDaemonHasForgotten) {
-    const StateCase cases[] = {
-            {"0xffff0101", kType, 7200, "unlisted"},
-            {"0xffff0102", "/data/ZUL/", 7200, "present"},
-            {"0xffffff06", "/morvfs/stuck_logo/", 7200, "present"},
-            // Of the future, as the process was started now.
-            {"0xffff0103", kType, -5, "present"},
-    };
+class CleanedTest : public CleanTest, public testing::WithParamInterface<CleanCase> {};
+
+TEST_P(CleanedTest, OfAllThatWasAskedFor) {
+    std::vector<std::vector<std::string>> captures;
     std::vector<std::string> paths;
-    for (const StateCase& row : cases)
-        paths.push_back(record(row.folder, row.name, row.age));
-    const std::string unrecorded = kType + nameOf("0xffff0104", 7200) + ".zul";
-    write(unrecorded);
-    const auto unlisted = [](const std::vector<std::string>& options = {}) {
-        std::vector<std::string> words = options;
-        words.insert(words.end(), {"--json", "list", "--state=unlisted"});
-        return call(words).out;
-    };
-    EXPECT_EQ(unlisted(), "") << "nobody runs";
-    // The log knows when the daemon started that made it.
-    const auto log = [this](const std::string& text) {
-        write("/tmp/log", nameOf("", 3600, "%m-%d %H:%M:%S.000 5 5 D ZUL_DEBUG: ") + text + "\n");
-        return std::vector<std::string>{"--log=/tmp/log"};
-    };
-    EXPECT_THAT(unlisted(log("ZUL  main start.")), HasSubstr(paths[0]));
-    EXPECT_EQ(unlisted(log("startWork....")), "");
-    {
-        const Process other("/data/ZUL/zuld.sh");
-        EXPECT_EQ(unlisted(), "");
+    for (const std::string& text : zul::split(GetParam().captures, ", ")) {
+        const auto& words = captures.emplace_back(zul::split(text, " "));
+        paths.push_back(make(words[0], stol(words[1])));
     }
-    const Process daemon("/system_ext/bin/zuld");
-    for (size_t i = 0; i < std::size(cases); i++) {
-        EXPECT_THAT(call({"--json", "list", cases[i].name}).out,
-                    HasSubstr(std::string("\"state\":\"") + cases[i].state))
-                << cases[i].name;
+    std::optional<Process> daemon;
+    if (*GetParam().daemon != '\0') daemon.emplace(GetParam().daemon);
+    write("/tmp/log",
+          timeText(3600, "%m-%d %H:%M:%S.000 5 5 D ZUL_DEBUG: ") + GetParam().log + "\n");
+    for (size_t i = 0; i < paths.size(); i++) {
+        const bool isArchive = zul::contains(captures[i][0], "A");
+        if (captures[i].size() > 3)
+            touch(paths[i] + (isArchive ? ".zul" : ""), stol(captures[i][3]));
     }
-    // Who came first tells more than who says so.
-    EXPECT_THAT(unlisted(log("ZUL  main start.")), HasSubstr(paths[0]));
-    const Result result = call({"clean", "-f", "--unlisted"});
-    EXPECT_THAT(result.out, HasSubstr("removed 1 archive and 0 folders, 5B\n"));
-    EXPECT_FALSE(exists(paths[0]));
-    for (const std::string& path : {paths[1], paths[2], paths[3], unrecorded})
-        EXPECT_TRUE(exists(path)) << path;
+    expectCalls({{GetParam().call, GetParam().status, GetParam().out, GetParam().err}});
+    for (size_t i = 0; i < paths.size(); i++) {
+        std::string stays = exists(paths[i] + ".zul") ? "A" : "";
+        if (exists(paths[i] + "/inside/file")) stays += "F";
+        EXPECT_EQ(stays.empty() ? "-" : stays, captures[i][2]) << i;
+    }
 }
 
-TEST_F(CleanTest, LeavesWhatAClockMakesDoubtful) {
-    const std::string forgotten = record(kType, "0xffff0102", 2 * 86400);
-    const std::string behind = record(kType, "0xffff0103", 4 * 86400);
-    const std::string travelled = record(kType, "0xffff0101", 7200);
-    const std::string touched = record(kType, "0xffff0104", 7200);
+const CleanCase kCleanCases[] = {
+        {"WhatCollectorsLeft", "", "F 3600 -, FR 3600 F, AF 3600 A, FS 3600 -", "clean -f", 0,
+         "removed 0 archives and 3 folders, 21B\n"},
+        {"NothingInADryRun", "", "F 3600 F", "clean -n", 0,
+         "would remove 0 archives and 1 folder, 7B\n"},
+        {"WhatTheDaemonHasForgotten", "zuld",
+         "LA 7200 -, LAD 7200 A, LAS 7200 A, LA -5 A, A 7200 A, F 7200 F", "clean -f --unlisted", 0,
+         "removed 1 archive and 0 folders, 5B\n"},
+        {"NothingThatNobodyHasForgotten", "", "LA 7200 A", "clean -f", 1, "removed 0"},
+        {"NothingForAnotherProgram", "/data/ZUL/zuld.sh", "LA 7200 A", "clean -f", 1, "removed 0"},
+        // The log knows when the daemon started that made it.
+        {"WhatALogsDaemonHasForgotten", "", "LA 7200 -, LA 3000 A", "--log=/tmp/log clean -f", 0,
+         "removed 1 archive and", "", "ZUL  main start."},
+        {"NothingWithoutItsStart", "", "LA 7200 A", "--log=/tmp/log clean -f", 1, "removed 0", "",
+         "startWork...."},
+        {"WhatTheFirstStartForgot", "/system_ext/bin/zuld", "LA 7200 -, LA 3000 A",
+         "--log=/tmp/log clean -f", 0, "removed 1 archive and", "", "ZUL  main start."},
+        {"WhatIsLeftAlone", "zuld", "LA 7200 A, F 7200 -", "clean -f --left", 0,
+         "removed 0 archives and 1 folder, 7B\n"},
+        {"Both", "zuld", "LA 7200 -, F 7200 -", "clean -f", 0,
+         "removed 1 archive and 1 folder, 12B\n"},
+        // Younger than the daemon, whatever their names say: a user came from another zone, a clock was set. The
+        // last one says so nowhere but in the time of its last change.
+        {"NothingThatAClockMakesDoubtful", "zuld",
+         "LA 172800 -, LA 345600 A, LA 7200 A -1, LA 7200 A 7200", "clean -f --unlisted", 0,
+         "removed 1 archive and", "the clock was set back: 1 archive may be known"},
+        {"ForASizeDoubtfulOnesToo", "zuld", "LA 172800 -, LA 345600 -", "clean -f --to=0", 0,
+         "removed 2 archives"},
+        {"NothingAtTheSize", "", "LA 4000 A, LA 3000 A, FR 5000 F", "clean -f --to=17", 1,
+         "removed 0 archives"},
+        {"TheOldestAboveTheSize", "", "LA 4000 -, LA 3000 A, FR 5000 F", "clean -f --to=16", 0,
+         "removed 1 archive and 0 folders"},
+        {"AllButWhatRuns", "", "LA 4000 -, LA 3000 -, FR 5000 F", "clean -f --to=0", 0,
+         "removed 2 archives and 0 folders"},
+        {"NothingBelowASizeInUnits", "", "LA 4000 A", "clean -f --to=1K", 1, "removed 0 archives"},
+        {"ForASizeWhatIsOldEnough", "", "LA 4000 -, LA 3000 A", "clean -f --to=0 --older-than=1h",
+         0, "removed 1 archive"},
+        {"WhatIsOldEnough", "", "F 3000 F, F 4200 -", "clean -f --left --older-than=1h", 0,
+         "removed 0 archives and 1 folder,"},
+        {"NothingWhoseCollectorMayStart", "", "F 60 F 28", "clean -f", 1, "removed 0",
+         "1 folder may be about to get a collector"},
+        {"WhatIsSettled", "", "F 60 - 31", "clean -f", 0, "removed 0 archives and 1 folder"},
+};
+INSTANTIATE_TEST_SUITE_P(Stores, CleanedTest, testing::ValuesIn(kCleanCases), caseName);
+
+TEST_F(CleanTest, ADeviceKnowsWhatATagIsAbout) {
+    make("A", 3600);
+    expectCalls({{"list", 0, "  memory/leak\n"},
+                 {"list --json -gleak", 0, R"("type":"memory","subtype":"leak"})"},
+                 {"info 0xffff0101", 0,
+                  "tag's type  memory\ntag's kind  leak\n"
+                  "tag's flags FLAG_ZUL_PROC_MEM|FLAG_ZUL_SYS_MEM|FLAG_ZUL_HPROF\n"
+                  "tag's cmd   ps -A -o pid,rss,name\n"},
+                 {"info 0xffff0101", 0, "took        ~"}});
+}
+
+TEST_F(CleanTest, TellsWhatItRemoves) {
+    const std::string left = make("F", 3600);
+    const std::string running = make("FR", 3600);
+    const std::string forgotten = make("LA", 3600);
     const Process daemon("zuld");
-    // Younger than the daemon, whatever their names say: a user came from another zone, a clock was set. The
-    // second one says so nowhere but in the time of its last change.
-    age(travelled, -1);
-    age(touched, 7200);
-    const Result result = call({"clean", "-f", "--unlisted"});
-    EXPECT_THAT(result.out, HasSubstr("removed 1 archive and"));
-    EXPECT_THAT(result.err, HasSubstr("the clock was set back: 1 archive may be known"));
-    EXPECT_FALSE(exists(forgotten));
-    for (const std::string& path : {behind, travelled, touched})
-        EXPECT_TRUE(exists(path)) << path;
-}
-
-TEST_F(CleanTest, BringsAStoreBelowASize) {
-    const std::string oldest = record(kType, "0xffff0101", 4000);
-    const std::string middle = record(kType, "0xffff0102", 3000);
-    const std::string newest = record(kType, "0xffff0103", 2000);
-    const std::string running = kType + nameOf("0xffff0104", 5000);
-    leave(running);
-    const Process collector(running);
-    EXPECT_EQ(call({"clean", "-n", "--to=22"}).status, 1);
-    EXPECT_THAT(call({"clean", "-f", "--to=21"}).out, HasSubstr("removed 1 archive and 0 folders"));
-    EXPECT_FALSE(exists(oldest));
-    EXPECT_THAT(call({"clean", "-f", "--to=1K"}).out, HasSubstr("removed 0 archives"));
-    EXPECT_THAT(call({"clean", "-f", "--to=0", "--older-than=1h"}).out,
-                HasSubstr("removed 0 archives"));
-    EXPECT_THAT(call({"clean", "-f", "--to=0"}).out, HasSubstr("removed 2 archives and 0 folders"));
-    EXPECT_TRUE(exists(running + "/inside/file"));
-    EXPECT_FALSE(exists(middle) || exists(newest));
-}
-
-TEST_F(CleanTest, LeavesWhatIsTooYoung) {
-    const std::string young = kType + nameOf("0xffff0101", 3000);
-    const std::string old = kType + nameOf("0xffff0102", 4200);
-    leave(young);
-    leave(old);
-    EXPECT_THAT(call({"clean", "-f", "--left", "--older-than=1h"}).out,
-                HasSubstr("removed 0 archives and 1 folder,"));
-    EXPECT_TRUE(exists(young));
-    EXPECT_FALSE(exists(old));
-    // Its collector may be about to start.
-    age(young, 28);
-    EXPECT_THAT(call({"clean", "-f"}).err, HasSubstr("1 folder may be about to get a collector"));
-    EXPECT_TRUE(exists(young));
-    age(young, 31);
-    EXPECT_EQ(call({"clean", "-f"}).status, 0);
-    EXPECT_FALSE(exists(young));
+    expectCalls({{"clean -n", 0, "would be  left            7B  " + left + "\n"},
+                 {"clean -n", 0, "would be  unlisted        5B  " + forgotten + ".zul\n"},
+                 {"list --json --state=running", 0, running},
+                 {"list --json --state=unlisted", 0, forgotten},
+                 {"clean -f --json", 0,
+                  R"({"v":1,"device":"","removed":true,"state":"left","size":7,"path":")" + left +
+                          "\"}\n"},
+                 {"clean -f", 1, "removed 0 archives and 0 folders"}});
 }
 
 TEST_F(CleanTest, TellsWhatACopyCouldLose) {
-    leave("/tmp/copy/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8");
-    EXPECT_THAT(call({"--root=/tmp/copy", "clean", "-n"}).out,
-                HasSubstr("would remove 0 archives and 1 folder, 7B\n"));
+    const std::string path = kType + nameOf("0xffff0101", "05:06:07");
+    write("/tmp/copy" + path.substr(5) + "/inside/file", "1234567");
     // By the log its collector was at work when the copy was made.
-    write("/tmp/log",
-          "03-04 05:06:07.000 5 6 D ZUL_DEBUG: "
-          "sceneType===0xffff0101,sceneType.length()=10,mFlag=0x1\n"
-          "03-04 05:06:07.000 5 6 D ZUL_DEBUG: getZulBasePath:fileNum=8,folderName=" +
-                  std::string(kLeft) + "\n");
-    EXPECT_EQ(call({"--root=/tmp/copy", "--log=/tmp/log", "clean", "-n"}).status, 1);
-    EXPECT_THAT(call({"--root=/tmp/copy", "--log=/tmp/log", "list"}).out, HasSubstr("running"));
+    write("/tmp/log", logOf({"5/6 D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x1",
+                             "5/6 D getZulBasePath:fileNum=0,folderName=" + path}));
+    expectCalls({{"--root=/tmp/copy clean -n", 0, "would remove 0 archives and 1 folder, 7B\n"},
+                 {"--root=/tmp/copy --log=/tmp/log clean -n", 1, "would remove 0"},
+                 {"--root=/tmp/copy --log=/tmp/log list", 0, "running"}});
 }
 
-TEST_F(CleanTest, TouchesNothingButNamesOfTheDaemons) {
+TEST_F(CleanTest, FollowsNoLink) {
     write("/tmp/outside/file");
-    write("/tmp/outside/0xffff0101_2025_03_04_05_06_07_9/file");
-    leave(kLeft);
-    ASSERT_EQ(symlink("/tmp/outside", (std::string(kLeft) + "/inside/link").c_str()), 0);
-    const std::string folder = kType;
-    const std::string kept[] = {
-            folder + "0xffff0101_2025_03_04_05_06_07_9/",  // a link, see below
-            folder + "0xffff0101_2025_03_04_05_06_07_100/file",
-            folder + "0xffff0101_2025_03_04_05_06_07_8.zul.part/file",
-            folder + "0xfffe0101_2025_03_04_05_06_07_8/file",
-            folder + "mine/file",
-            "/data/ZUL/0xfffe/0xffff0101_2025_03_04_05_06_07_8/file",
-            "/data/ZUL/other/0xffff0101_2025_03_04_05_06_07_8/file",
-            "/data/ZUL/zul_history",
-            "/data/ZUL/config",
-    };
-    for (const std::string& path : kept) {
-        if (!path.ends_with('/')) write(path);
-    }
-    for (const char* link : {"0xffff/0xffff0101_2025_03_04_05_06_07_9", "0xfffd"})
-        ASSERT_EQ(symlink("/tmp/outside", (std::string("/data/ZUL/") + link).c_str()), 0);
-    for (const auto& entry : std::filesystem::recursive_directory_iterator("/data/ZUL"))
-        if (entry.is_directory() && !entry.is_symlink()) age(entry.path(), 3600);
-
-    EXPECT_THAT(call({"clean", "-f"}).out, HasSubstr("removed 0 archives and 1 folder"));
-    EXPECT_FALSE(exists(kLeft));
-    for (const std::string& path : kept)
+    const std::string left = make("F", 3600);
+    const std::string link = kType + nameOf("0xffff0101", "05:06:07");
+    for (const std::string& path : {left + "/inside/link", link, std::string("/data/ZUL/0xfffd")})
+        ASSERT_EQ(symlink("/tmp/outside", path.c_str()), 0);
+    write("/tmp/outside/" + nameOf("0xfffd0101", "05:06:07") + "/file");
+    touch(left, 3600);
+    expectCalls({{"clean -f", 0, "removed 0 archives and 1 folder"}});
+    EXPECT_FALSE(exists(left));
+    for (const std::string& path : {link, std::string("/tmp/outside/file"),
+                                    "/tmp/outside/" + nameOf("0xfffd0101", "05:06:07") + "/file"})
         EXPECT_TRUE(exists(path)) << path;
-    EXPECT_TRUE(exists("/tmp/outside/file"));
-    EXPECT_TRUE(exists("/tmp/outside/0xffff0101_2025_03_04_05_06_07_9/file"));
 }
 
 TEST_F(ZulctlTest, WhereTheFirstProcessIsHiddenAllMayBe) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "base/Text.h"
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/commands/ConfigChecker.h"
 #include "zulctl/commands/Masks.h"
@@ -48,7 +49,6 @@ std::string ofSize(size_t bytes) {
 }
 
 const FindingCase kFindingCases[] = {
-        {"Nothing", ""},
         {"Fine", "tag:0xffff0101,enable:1,flag:0x4,cmds:ps -A,paths:;/data/a"},
         {"FineByItsOtherNames", "tag:0xffff0101,cmd:ps,path:;/a|tag:0xffff0102"},
         {"KeywordInAValue", "tag:0xffff0101,cmds:getprop ro.build.tags",
@@ -76,7 +76,6 @@ const FindingCase kFindingCases[] = {
          "has bits without a name: 0x10000"},
         {"NamedInTheUsers", "tag:0xffffff01,flag:0x10000"},
         {"NoTag", "enable:1", "ERROR 1.0 empty-tag"},
-        {"EmptyTag", "tag::,enable:1", "ERROR 1.1 colon-in-value, ERROR 1.0 empty-tag"},
         {"EmptyRecord", "|tag:0xffff0101,cmd:x", "ERROR 1.0 empty-tag, ERROR 2.0 never-used"},
         {"NoFolderName", "tag:a,enable:1", "warning 1.0 no-folder-name"},
         {"NoFolderNameAndNoNeed", "tag:a,cmds:b"},
@@ -99,8 +98,10 @@ const FindingCase kFindingCases[] = {
          "ERROR 1.0 too-long"},
         {"LargestCall", ofSize(500 * 1024), "warning 1.2 ignored"},
         {"TooLargeForACall", ofSize(500 * 1024 + 1), "warning 1.2 ignored, ERROR 0.0 too-large"},
-        {"LargestForTheStart", ofSize(4 << 20), "warning 1.2 ignored, ERROR 0.0 too-large"},
-        {"TooLargeForTheStart", ofSize((4 << 20) + 1), "warning 1.2 ignored, ERROR 0.0 too-large"},
+        {"LargestForTheStart", ofSize(4 << 20), "warning 1.2 ignored, ERROR 0.0 too-large",
+         "larger than 500 KiB"},
+        {"TooLargeForTheStart", ofSize((4 << 20) + 1), "warning 1.2 ignored, ERROR 0.0 too-large",
+         "larger than 4 MiB"},
 };
 INSTANTIATE_TEST_SUITE_P(Texts, FindingTest, testing::ValuesIn(kFindingCases), caseName);
 
@@ -113,7 +114,9 @@ class ConfigCommandTest : public ZulctlTest {
 };
 
 TEST_F(ConfigCommandTest, ShowsWhatTheNextStartHas) {
-    store("tag:0xffff0404,enable:1,pkgname:com.a,flag:0x400001,cmds:ps,\npaths:;/a\x1b|tag:B\n");
+    store("tag:0xffff0404,enable:1,pkgname:com.a,flag:0x400001,cmds:ps,\npaths:;/a\x1b|"
+          "tag:b,enable:0\n",
+          "c|a text|more\nb|\nnone\nc|again\n");
     const Result result = onCopy({"config", "show"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
@@ -124,31 +127,38 @@ TEST_F(ConfigCommandTest, ShowsWhatTheNextStartHas) {
               "  flag     0x400001 FLAG_ZUL_BINDER|FLAG_ZUL_PERF_BUFFER\n"
               "  cmds     ps\n"
               "  paths    ;/a\\x1b\n"
-              "tag B\n"
+              "tag b\n"
+              "  enable   0\n"
               "TAG           LEGAL  FROM    ENTRY         TEXT\n"
               "0xffff0404    yes    config  0xffff0404\n"
-              "2 entries, 1 legal of 1 tag\n");
-    const Result json = onCopy({"--json", "config", "show"});
-    EXPECT_THAT(
-            json.out,
-            StartsWith(
-                    R"({"v":1,"device":"data","kind":"entry","tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
-                    R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
-                    "\n"));
+              "b             no     file    b\n"
+              "c             yes    file    -             a text|more\n"
+              "2 entries, 2 legal of 3 tags\n");
+    expectCalls(
+            {{"--json config show", 0,
+              R"({"v":1,"device":"data","kind":"entry","tag":"0xffff0404","enable":"1","pkgname":"com.a",)"
+              R"("flag":"0x400001","cmds":"ps","paths":";/a\u001b"})"
+              "\n"},
+             {"--json config show", 0,
+              R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,)"
+              R"("from":"file","entry":"b","text":""})"
+              "\n"}});
+    // A user build's store has folders of user tags, and its tag file does not count.
+    makeFolder("/data/ZUL/0xffffff");
+    store("", "c|\n");
+    const Result user = onCopy({"--no-legend", "config", "show"});
+    EXPECT_EQ(std::count(user.out.begin(), user.out.end(), '\n'), 257);
+    EXPECT_THAT(user.out, HasSubstr("0xffffff0a    yes    build   -\n"));
 }
 
 TEST_F(ConfigCommandTest, TellsWhenThereIsNothingToShow) {
-    Result result = onCopy({"config", "show"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("no configuration is stored"));
+    expectCalls({{"config show", 1, "", "no configuration is stored"},
+                 {"--root=@/nowhere config show", 3, "", "/nowhere: "}});
     store("cmds:x tag");
-    EXPECT_THAT(onCopy({"config", "show"}).err, HasSubstr("see config check"));
+    expectCalls({{"config show", 0, "tag x", "see config check"}});
     std::filesystem::remove(at("/data/ZUL/config"));
     makeFolder("/data/ZUL/config");
-    result = onCopy({"config", "show"});
-    EXPECT_EQ(result.status, 3);
-    EXPECT_THAT(result.err, HasSubstr("/data/ZUL/config: "));
-    EXPECT_EQ(call({"--root=/nowhere", "config", "show"}).status, 3);
+    expectCalls({{"config show", 3, "", "/data/ZUL/config: "}});
 }
 
 TEST_F(ConfigCommandTest, ChecksAText) {
@@ -180,21 +190,22 @@ TEST_F(ConfigCommandTest, ChecksAText) {
     EXPECT_THAT(json.out, HasSubstr(R"("text":"x","sets":null,"value":""})"));
 
     write("/text", "tag:0xffff0101,x");
-    EXPECT_EQ(call({"config", "check", at("/text")}).status, 0);
-    EXPECT_EQ(call({"config", "check", at("/nowhere")}).status, 3);
-    write("/text", std::string((16 << 20) + 1, 'x'));
-    EXPECT_THAT(call({"config", "check", at("/text")}).err, HasSubstr("File too large"));
+    write("/large", std::string((16 << 20) + 1, 'x'));
+    expectCalls({{"config check @/text", 0, "1 warning"},
+                 {"config check @/nowhere", 3, "", "/nowhere: "},
+                 {"config check @/large", 3, "", "File too large"}});
 }
 
 struct MatchCase {
     const char* name;
-    const char* tag;
-    /** Of the process; "" when it is not told. */
-    const char* package;
-    /** Pushed on top of what is stored; null for nothing. */
-    const char* with;
+    /** A tag, and the process's package when that is told. */
+    const char* event;
     const char* outcome;
-    int status;
+    int status = 0;
+    /** Pushed on top of what is stored, when it is not empty. */
+    std::string with = "";
+    /** Each PROCESS/THREAD and "start", the name and value of an item, or another message. */
+    std::string log = "";
 };
 
 class ConfigMatchTest : public ConfigCommandTest, public testing::WithParamInterface<MatchCase> {};
@@ -204,35 +215,59 @@ TEST_P(ConfigMatchTest, TellsWhatTheDaemonWouldDo) {
     store("tag:0xffff04,enable:1,pkgname:com.a.b,flag:4,cmds:ps,paths:;/a|tag:0xffff0505,enable:0|"
           "tag:0xffff0707,enable:1",
           "0xffff0401|x\n0xffff0505|y\n0xffff0606|z\n0xffffffff|\nnone\n");
-    std::vector<std::string> words = {"config", "match", c.tag};
-    if (*c.package != '\0') words.emplace_back(c.package);
-    if (c.with != nullptr) {
-        write("/text", c.with);
-        words.push_back("--with=" + at("/text"));
+    std::vector<std::string> words = zul::split(std::string("config match ") + c.event, " ");
+    const std::string tag = words[2];
+    if (!c.with.empty()) words.push_back("--with=" + at("/text"));
+    if (!c.log.empty()) words.push_back("--log=" + at("/log"));
+    std::vector<std::string> messages;
+    for (const std::string& line : zul::split(c.log, " > ")) {
+        const std::string text = line.substr(4);
+        messages.push_back(line.substr(0, 4) + "D " +
+                           (text == "start"              ? "ZUL  main start."
+                            : zul::contains(text, " = ") ? "remoteConfig." + text + " "
+                                                         : text));
     }
+    write("/text", c.with);
+    write("/log", logOf(messages));
     const Result result = onCopy(words);
-    EXPECT_EQ(result.out.substr(0, result.out.find('\n')), std::string(c.tag) + ": " + c.outcome);
+    EXPECT_EQ(result.out.substr(0, result.out.find('\n')), tag + ": " + c.outcome);
     EXPECT_EQ(result.status, c.status);
 }
 
+const char kNoEntry[] = "passes, and no entry counts for it";
 const MatchCase kMatchCases[] = {
-        {"Passes", "0xffff0401", "com.a.b", nullptr, "passes", 0},
-        {"NoPackageTold", "0xffff0401", "", nullptr, "passes", 0},
-        {"PackageIsAPart", "0xffff0401", "com.a", nullptr,
-         "passes: the package is a part of the pkgname", 0},
-        {"OtherPackage", "0xffff0401", "com.a.b.c", nullptr, "refused: other package", 1},
-        {"NoEntry", "0xffff0606", "", nullptr, "passes, and no entry counts for it", 1},
-        {"NotInTheFile", "0xffff0999", "", nullptr, "refused: no legal tag", 1},
-        {"LineWithoutABarIsNoTag", "none", "", nullptr, "refused: no legal tag", 1},
-        {"MadeIllegal", "0xffff0505", "", nullptr, "refused: no legal tag", 1},
-        {"MadeLegal", "0xffff0707", "", nullptr, "passes", 0},
-        {"Update", "0xffffffff", "", nullptr, "updates the configuration", 1},
-        {"WithAReplacement", "0xffff0401", "com.c", "tag:0xffff04,enable:1,pkgname:com.c", "passes",
-         0},
-        {"WithWhatMakesItIllegal", "0xffff0606", "", "tag:0xffff0606,enable:0",
-         "refused: no legal tag", 1},
+        {"Passes", "0xffff0401 com.a.b", "passes"},
+        {"NoPackageTold", "0xffff0401", "passes"},
+        {"PackageIsAPart", "0xffff0401 com.a", "passes: the package is a part of the pkgname"},
+        {"OtherPackage", "0xffff0401 com.a.b.c", "refused: other package", 1},
+        {"NoEntry", "0xffff0606", kNoEntry, 1},
+        {"NotInTheFile", "0xffff0999", "refused: no legal tag", 1},
+        {"LineWithoutABarIsNoTag", "none", "refused: no legal tag", 1},
+        {"MadeIllegal", "0xffff0505", "refused: no legal tag", 1},
+        {"MadeLegal", "0xffff0707", "passes"},
+        {"Update", "0xffffffff", "updates the configuration", 1},
+        {"WithAReplacement", "0xffff0401 com.c", "passes", 0,
+         "tag:0xffff04,enable:1,pkgname:com.c"},
+        {"WithWhatMakesItIllegal", "0xffff0606", "refused: no legal tag", 1,
+         "tag:0xffff0606,enable:0"},
         // The entry that made it legal is gone, the tag stays.
-        {"WithWhatReplacesItsEntry", "0xffff0707", "", "tag:0xffff07,enable:0", "passes", 0},
+        {"WithWhatReplacesItsEntry", "0xffff0707", "passes", 0, "tag:0xffff07,enable:0"},
+        {"NothingPushed", "0xffff0401 com.a", kNoEntry, 1, "", "5/6 start"},
+        {"EntryOfAnEarlierText", "0xffff0401 com.a", "refused: other package", 1, "",
+         "5/6 start > 5/6 tag = 0xffff04 > 5/6   > 5/6 pkgname = com.b > 5/6 startWork.... > 5/6 "
+         "tag = 0xffff0202 > 5/6 enable = 1"},
+        {"WhatCameBeforeTheStartIsGone", "0xffff0401 com.a", kNoEntry, 1, "",
+         "5/6 tag = 0xffff04 > 5/6 pkgname = com.b > 5/6 start"},
+        {"RecordsBeginWithTheirTag", "0xffff0401 com.a", "passes", 0, "",
+         "5/6 start > 5/6 tag = 0xffff0401 > 5/6 flag = 4 > 5/6 tag = 0xffff0303 > 5/6 pkgname = "
+         "com.b"},
+        {"ALaterItemCounts", "0xffff0401 com.a", "passes", 0, "",
+         "5/6 start > 5/6 tag = 0xffff0401 > 5/6 enable = 0 > 5/6 enable = 2"},
+        {"TextsAreTakenOneAfterTheOther", "0xffff0401 com.a", "refused: no legal tag", 1, "",
+         "5/6 start > 5/7 tag = 0xffff0401 > 5/7 enable = 0 > 5/8 tag = 0xffff0401 > 5/8 enable = "
+         "2"},
+        {"AnotherProcessSaysNothing", "0xffff0401 com.a", "refused: no legal tag", 1, "",
+         "5/6 start > 5/6 tag = 0xffff0401 > 5/6 enable = 0 > 9/6 enable = 2"},
 };
 INSTANTIATE_TEST_SUITE_P(Events, ConfigMatchTest, testing::ValuesIn(kMatchCases), caseName);
 
@@ -250,29 +285,9 @@ TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
             "\n");
     EXPECT_THAT(call({"config", "match", "0xffff0401", "--with=" + at("/data/ZUL/config")}).out,
                 HasSubstr("passes; whether its tag is legal is not known"));
-    EXPECT_THAT(onCopy({"--json", "config", "match", "x"}).out,
-                HasSubstr(R"("legal":false,"refused":true,"entry":null,"package":null)"));
-}
-
-TEST_F(ConfigCommandTest, TagsAreThoseOfFileAndConfiguration) {
-    store("tag:b,enable:0|tag:d,enable:1|tag:dd", "c|a text|more\nb|\nnone\nc|again\n");
-    const Result result = onCopy({"config", "show"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, EndsWith("TAG           LEGAL  FROM    ENTRY         TEXT\n"
-                                     "b             no     file    b\n"
-                                     "c             yes    file    -             a text|more\n"
-                                     "d             yes    config  d\n"
-                                     "3 entries, 2 legal of 3 tags\n"));
-    EXPECT_THAT(onCopy({"--json", "config", "show"}).out,
-                HasSubstr(R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,)"
-                          R"("from":"file","entry":"b","text":""})"
-                          "\n"));
-    // A user build's store has folders of user tags, and its tag file does not count.
-    store("", "c|\n");
-    makeFolder("/data/ZUL/0xffffff");
-    const Result user = onCopy({"--no-legend", "config", "show"});
-    EXPECT_EQ(std::count(user.out.begin(), user.out.end(), '\n'), 257);
-    EXPECT_THAT(user.out, HasSubstr("0xffffff0a    yes    build   -\n"));
+    expectCalls({{"--json config match x", 1,
+                  R"("legal":false,"refused":true,"entry":null,"package":null)",
+                  "known from its log"}});
 }
 
 TEST_F(ConfigCommandTest, CheckTellsWhatATextChanges) {
@@ -295,75 +310,26 @@ TEST_F(ConfigCommandTest, CheckTellsWhatATextChanges) {
     // The same text again changes nothing, and an entry of before hides one of the text.
     write("/stored", "tag:0xffff04,cmds:a");
     write("/text", "tag:0xffff04,cmds:a");
-    const std::vector<std::string> with = {"config", "check", at("/text"), "--with", at("/stored")};
-    EXPECT_THAT(onCopy(with).out, EndsWith("cmds     a\n1 record, 0 errors, 0 warnings\n"));
+    expectCalls({{"config check @/text --with @/stored", 0,
+                  "cmds     a\n1 record, 0 errors, 0 warnings\n"}});
     write("/text", "tag:0xffff0401,cmds:b");
-    EXPECT_THAT(onCopy(with).out, HasSubstr("'0xffff04' of what is stored stands in its tag"));
-    EXPECT_EQ(onCopy({"config", "check", at("/text"), "--with=/nowhere"}).status, 3);
+    expectCalls({{"config check @/text --with=@/stored", 1,
+                  "'0xffff04' of what is stored stands in its tag"},
+                 {"config check @/text --with=@/nowhere", 3, "", "/nowhere: "}});
 }
-
-struct ReplayCase {
-    const char* name;
-    /** MESSAGE, or THREAD MESSAGE; process 5. */
-    std::vector<std::string> log;
-    const char* outcome;
-};
-
-class ReplayTest : public ConfigCommandTest, public testing::WithParamInterface<ReplayCase> {};
-
-TEST_P(ReplayTest, KnowsWhatTheRunningDaemonHas) {
-    store("tag:0xffff0202,enable:1", "0xffff0101|\n");
-    std::string log;
-    for (const std::string& line : GetParam().log) {
-        const bool named = line.size() > 1 && line[1] == ' ';
-        log += "03-04 05:06:07.000 5 " + (named ? line.substr(0, 1) : "6") +
-               " D ZUL_DEBUG: " + (named ? line.substr(2) : line) + "\n";
-    }
-    write("/log", log);
-    const Result result = onCopy({"--log=" + at("/log"), "config", "match", "0xffff0101", "com.a"});
-    EXPECT_EQ(result.out.substr(0, result.out.find('\n')),
-              std::string("0xffff0101: ") + GetParam().outcome);
-}
-
-const char kReplaced[] = "passes, and no entry counts for it";
-const ReplayCase kReplayCases[] = {
-        {"NothingPushed", {"ZUL  main start."}, kReplaced},
-        {"EntryOfAnEarlierText",
-         {"ZUL  main start.", "remoteConfig.tag = 0xffff01 ", "", "remoteConfig.pkgname = com.b ",
-          "startWork....", "remoteConfig.tag = 0xffff0202 ", "remoteConfig.enable = 1 "},
-         "refused: other package"},
-        {"WhatCameBeforeTheStartIsGone",
-         {"remoteConfig.tag = 0xffff01 ", "remoteConfig.pkgname = com.b ", "ZUL  main start."},
-         kReplaced},
-        {"RecordsBeginWithTheirTag",
-         {"ZUL  main start.", "remoteConfig.tag = 0xffff0101 ", "remoteConfig.flag = 4 ",
-          "remoteConfig.tag = 0xffff0303 ", "remoteConfig.pkgname = com.b "},
-         "passes"},
-        {"ALaterItemCounts",
-         {"ZUL  main start.", "remoteConfig.tag = 0xffff0101 ", "remoteConfig.enable = 0 ",
-          "remoteConfig.enable = 2 "},
-         "passes"},
-        {"TextsAreTakenOneAfterTheOther",
-         {"ZUL  main start.", "7 remoteConfig.tag = 0xffff0101 ", "7 remoteConfig.enable = 0 ",
-          "8 remoteConfig.tag = 0xffff0101 ", "8 remoteConfig.enable = 2 "},
-         "refused: no legal tag"},
-        {"AnotherProcessSaysNothing",
-         {"ZUL  main start.", "remoteConfig.tag = 0xffff0101 ", "remoteConfig.enable = 0 "},
-         "refused: no legal tag"},
-};
-INSTANTIATE_TEST_SUITE_P(Logs, ReplayTest, testing::ValuesIn(kReplayCases), caseName);
 
 TEST_F(ConfigCommandTest, MatchSaysWhatItCannotKnow) {
     store("", "0xffff0101|");
-    EXPECT_THAT(onCopy({"config", "match", "0xffff0101"}).err, HasSubstr("known from its log"));
-    write("/log", "03-04 05:06:07.000 5 6 D ZUL_DEBUG: x\n");
-    EXPECT_THAT(onCopy({"--log=" + at("/log"), "config", "match", "0xffff0101"}).err,
-                HasSubstr("does not go back"));
-    write("/log", "03-04 05:06:07.000 5 6 D ZUL_DEBUG: ZUL  main start.\n");
-    EXPECT_EQ(onCopy({"--log=" + at("/log"), "config", "match", "0xffff0101"}).err, "");
+    write("/late", logOf({"5/6 D x"}));
+    write("/whole", logOf({"5/6 D ZUL  main start."}));
+    expectCalls({{"config match 0xffff0101", 1, "", "known from its log"},
+                 {"--log=@/late config match 0xffff0101", 1, "", "does not go back"},
+                 {"--log=@/whole config match 0xffff0101", 1, ""}});
 }
 
-TEST(MaskCommandTest, ShowsBitsInBothVocabularies) {
+using MaskCommandTest = ZulctlTest;
+
+TEST_F(MaskCommandTest, ShowsBitsInBothVocabularies) {
     const Result result = call({"mask", "0x10011"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out,
@@ -374,11 +340,8 @@ TEST(MaskCommandTest, ShowsBitsInBothVocabularies) {
               " 16  0x10000             -                            FLAG_ZUL_USER_MMSTAT\n"
               "full vocabulary: no name for 0x10000\n"
               "user vocabulary: no name for 0x1\n");
-    EXPECT_THAT(call({"mask", "0x2c1"}).out,
-                HasSubstr("full vocabulary: the same as EXCEPTION_TYPE_ANR\n"));
-    EXPECT_THAT(
-            call({"mask", "--", "-9223372036854775808"}).out,
-            AllOf(StartsWith("0x8000000000000000 = -9223372036854775808\n"), HasSubstr("\n 63 ")));
+    expectCalls({{"mask 0x2c1", 0, "full vocabulary: the same as EXCEPTION_TYPE_ANR\n"},
+                 {"mask -- -9223372036854775808", 0, "\n 63  0x8000000000000000  "}});
     EXPECT_EQ(call({"--json", "mask", "0x40000001"}).out,
               R"({"v":1,"device":"","vocabulary":"full","mask":"0x40000001","decimal":1073741825,)"
               R"("names":["FLAG_ZUL_BINDER","FLAG_ZUL_DISPLAY"],"aliases":[],"unnamed":"0x0",)"
@@ -389,33 +352,18 @@ TEST(MaskCommandTest, ShowsBitsInBothVocabularies) {
               "\n");
 }
 
-TEST(MaskCommandTest, ShowsTheMaskOfNames) {
-    struct NamesCase {
-        std::vector<std::string> names;
-        int status;
-        const char* shown;
-    };
-    const NamesCase cases[] = {
-            {{"FLAG_ZUL_LOG | FLAG_ZUL_BINDER", "FLAG_ZUL_USER_PS"},
-             0,
-             "full        0x201               513                   FLAG_ZUL_USER_PS\n"
-             "user        0x1000              4096                  FLAG_ZUL_LOG, "
-             "FLAG_ZUL_BINDER\n"},
-            {{"FLAG_ZUL_LOG", "flag_zul_log"}, 1, "0x200               512        "},
-            {{"--json", "flag_zul_log"}, 1, R"("unknown":["flag_zul_log"]})"},
-            {{"anr"}, 0, "full        0x2c1"},
-            {{"anr|log", "user_ps"}, 1, "full        0x2c1"},
-            {{"Exception_type_anr"}, 1, ""},
-            {{"ps", "fd"}, 0, "user        0x1000              4096"},
-            {{}, 0, "full        0x2c1               EXCEPTION_TYPE_ANR\n"},
-    };
-    for (const auto& [names, status, shown] : cases) {
-        std::vector<std::string> words = {"mask"};
-        words.insert(words.end(), names.begin(), names.end());
-        const Result result = call(words);
-        EXPECT_EQ(result.status, status) << shown;
-        EXPECT_THAT(result.out, HasSubstr(shown));
-    }
+TEST_F(MaskCommandTest, ShowsTheMaskOfNames) {
+    EXPECT_THAT(call({"mask", "FLAG_ZUL_LOG | FLAG_ZUL_BINDER", "FLAG_ZUL_USER_PS"}).out,
+                HasSubstr("full        0x201               513                   FLAG_ZUL_USER_PS\n"
+                          "user        0x1000              4096                  FLAG_ZUL_LOG, "
+                          "FLAG_ZUL_BINDER\n"));
+    expectCalls({{"mask FLAG_ZUL_LOG flag_zul_log", 1, "0x200               512        "},
+                 {"mask --json flag_zul_log", 1, R"("unknown":["flag_zul_log"]})"},
+                 {"mask anr", 0, "full        0x2c1"},
+                 {"mask anr|log user_ps", 1, "full        0x2c1"},
+                 {"mask Exception_type_anr", 1, ""},
+                 {"mask ps fd", 0, "user        0x1000              4096"},
+                 {"mask", 0, "full        0x2c1               EXCEPTION_TYPE_ANR\n"}});
     const std::string all = call({"--no-legend", "mask"}).out;
     EXPECT_EQ(static_cast<size_t>(std::count(all.begin(), all.end(), '\n')),
               std::size(zul::kFlags) + std::size(zul::kUserFlags));

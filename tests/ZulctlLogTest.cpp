@@ -101,12 +101,6 @@ TEST(LogPatternsTest, MessagesHaveFields) {
     }
 }
 
-std::string replaceAll(std::string text, const std::string& what, const std::string& by) {
-    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
-        text.replace(at, what.size(), by);
-    return text;
-}
-
 /**
  * What LogFile makes of a text: time, process, thread, priority, message, and "?" for unknown ones,
  * with a line break between two lines; behind them, how many are torn.
@@ -245,6 +239,7 @@ TEST(LogFileTest, BrokenLinesLoseNothingElse) {
     const std::string header = "03-04 05:06:07.089 1 2 D ZUL_DEBUG: ";
     const std::string shown = "2026-03-04 05:06:07.089 1 2 D ";
     const std::string large(8000, 'b');
+    const std::string longest(LineReader::kLongestLine - header.size() - 5, 'a');
     // In both texts "@" stands for the header of a line.
     const std::pair<std::string, std::string> cases[] = {
             {"@startWork....", "@startWork...."},
@@ -279,30 +274,16 @@ TEST(LogFileTest, BrokenLinesLoseNothingElse) {
             {std::string("@dnam=\xff\0\x1b[31m\n", 14), std::string("@dnam=\xff\0\x1b[31m", 13)},
             // Longer than any line.
             {"@dnam=" + std::string(300000, 'a') + "\n@startWork....\n",
-             "@dnam=" + std::string(LineReader::kLongestLine - header.size() - 5, 'a') +
-                     "\n@startWork....\ntorn: 1"},
+             "@dnam=" + longest + "\n@startWork....\ntorn: 1"},
+            {"@dnam=" + longest + "a\n@startWork....\n",
+             "@dnam=" + longest + "\n@startWork....\ntorn: 1"},
+            {"@dnam=" + longest + "\n@startWork....\n", "@dnam=" + longest + "\n@startWork...."},
+            {"@dnam=" + longest, "@dnam=" + longest},
             {std::string(100000, 'a'), ""},
     };
     for (const auto& [text, expected] : cases) {
         const std::string lines = replaceAll(read(replaceAll(text, "@", header)), shown, "@");
         EXPECT_EQ(replaceAll(lines, header, "@"), expected);
-    }
-}
-
-TEST(LogFileTest, LinesAroundTheLongestOneAreWhole) {
-    const size_t longest = LineReader::kLongestLine;
-    for (const size_t size : {size_t{1}, longest - 1, longest, longest + 1}) {
-        for (const std::string end : {"", "\n", "\nlonger than the first one"}) {
-            const TextFile file(std::string(size, 'x') + end);
-            LineReader reader(file.fd());
-            LineReader::Line line;
-            ASSERT_TRUE(reader.next(line));
-            EXPECT_EQ(line.text.size(), std::min(size, longest));
-            EXPECT_EQ(line.cut, size > longest);
-            EXPECT_EQ(reader.next(line) ? "\n" + std::string(line.text) : "",
-                      end.size() > 1 ? end : "");
-            EXPECT_FALSE(reader.next(line));
-        }
     }
 }
 
@@ -318,13 +299,6 @@ TEST(LogFileTest, WaitsAtTheEndForAsLongAsItIsToldTo) {
     }
     EXPECT_FALSE(reader.next(line));
     EXPECT_EQ(waits, 2);
-}
-
-TEST(LogFileTest, TellsWhatCannotBeRead) {
-    LineReader reader(-1);
-    LineReader::Line line;
-    EXPECT_FALSE(reader.next(line));
-    EXPECT_EQ(reader.error(), EBADF);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace zulctl::test {
 namespace {
 
 constexpr char kFolder[] = "/data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8";
-constexpr char kOther[] = "/data/ZUL/0xffff/0xffff0102_2025_03_04_05_06_07_9";
+constexpr char kOther[] = "0xffff0102_2025_03_04_05_06_07_9";
 
 std::string outputOf(const std::string& command) {
     FILE* pipe = popen(command.c_str(), "r");
@@ -28,8 +28,9 @@ class OneCaptureTest : public ZulctlTest {
   protected:
     OneCaptureTest() {
         write(std::string(kFolder) + ".zul", std::string(1000, 'x'));
-        write(kOther);
-        write("/data/ZUL/zul_history", line(kFolder, "0xffff0101") + line(kOther, "0xffff0102"));
+        write(std::string(kType) + kOther);
+        write("/data/ZUL/zul_history",
+              mLine + lineOf("0xffff0102", "05:06:09", std::string(kType) + kOther + ".zul"));
         write("/data/ZUL/ZUL_TAG.txt", "0xffff0101|one\n");
         write("/data/ZUL/config", "tag:0xffff0101,flag:0x4,cmds:ps|tag:0xffff0102,pkgname:com.a");
         // It had the same name as one before.
@@ -37,25 +38,15 @@ class OneCaptureTest : public ZulctlTest {
     }
 
     static std::string event(const std::string& text) {
-        return logLine("sceneType===0xffff0101,sceneType.length()=10,mFlag=0x2c1", 0) +
-               logLine("prepare.....sceneType=0xffff0101,flag=0x2c1,pid=4711, "
-                       "mCompressFileCount=9, extraInfo=" +
-                               text,
-                       10) +
-               logLine(std::string("getZulBasePath:fileNum=8,folderName=") + kFolder, 20) +
-               logLine("startWork....", 500) + logLine("zuldump child normal exit...", 760);
+        return logOf({"100/101 D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x2c1",
+                      "100/101 D prepare.....sceneType=0xffff0101,flag=0x2c1,pid=4711, "
+                      "mCompressFileCount=9, extraInfo=" +
+                              text,
+                      std::string("100/101 D getZulBasePath:fileNum=8,folderName=") + kFolder,
+                      "100/101 D startWork....", "100/101 D zuldump child normal exit..."});
     }
 
-    static std::string line(const char* folder, const std::string& tag) {
-        return tag + "|2025-03-04 05:06:08|" + folder + ".zul|BUILD|1\n";
-    }
-    static std::string logLine(const std::string& message, int milliseconds) {
-        char time[8];
-        snprintf(time, sizeof(time), "%03d", milliseconds);
-        return std::string("03-04 05:06:07.") + time + " 100 101 D ZUL_DEBUG: " + message + "\n";
-    }
-
-    std::string log() const { return "--log=" + at("/log"); }
+    const std::string mLine = lineOf("0xffff0101", "05:06:08", std::string(kFolder) + ".zul");
 };
 
 TEST_F(OneCaptureTest, IsNamedInManyWays) {
@@ -63,55 +54,52 @@ TEST_F(OneCaptureTest, IsNamedInManyWays) {
     const std::string name = path.substr(path.rfind('/') + 1);
     for (const std::string& word :
          {path, path + ".zul", name, name + ".zul", std::string("0xffff0101")})
-        EXPECT_THAT(onCopy({"info", word}).out, HasSubstr("name        " + name + "\n")) << word;
-    for (const char* word : {"0xffff0101_", "0xffff0101 2025-03-04 05:06", "0xffff0102"})
-        EXPECT_EQ(onCopy({"info", word}).status, 0) << word;
-    for (const char* word :
-         {"0xffff0103", "0xffff0101_2025_03_04_05_06_07_9", "/etc/passwd", "/"}) {
-        const Result result = onCopy({"info", word});
-        EXPECT_EQ(result.status, 1) << word;
-        EXPECT_THAT(result.err, HasSubstr("no capture")) << word;
-    }
-    EXPECT_THAT(onCopy({"info", "0xffff01"}).err, HasSubstr("several captures begin so: 0xffff01"));
+        expectCalls({{"info " + word, 0, "name        " + name + "\n"}});
+    EXPECT_EQ(onCopy({"info", "0xffff0101 2025-03-04 05:06"}).status, 0);
+    for (const char* word : {"0xffff0103", "0xffff0101_2025_03_04_05_06_07_9", "/etc/passwd", "/"})
+        expectCalls({{std::string("info ") + word, 1, "", "no capture"}});
+    expectCalls({{"info 0xffff0101_", 0, ""},
+                 {"info 0xffff01", 1, "", "several captures begin so: 0xffff01"}});
 }
 
 TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
-    const Result text = onCopy({log(), "info", "0xffff0101"});
-    EXPECT_EQ(text.status, 0);
-    EXPECT_EQ(text.err, "");
-    EXPECT_EQ(text.out, std::string("name        0xffff0101_2025_03_04_05_06_07_8\n"
-                                    "tag         0xffff0101\n"
-                                    "time        2025-03-04 05:06:08\n"
-                                    "state       present\n"
-                                    "archive     ") +
-                                kFolder + ".zul\n" +
-                                "recorded    yes\n"
-                                "build       BUILD|1\n"
-                                "size        1000B (1000 bytes)\n"
-                                "took        0.760s\n"
-                                "legal       yes\n"
-                                "entry       tag:0xffff0101,flag:4,cmds:ps\n"
-                                "outcome     captured\n"
-                                "mask        0x2c1\n"
-                                "asked for   FLAG_ZUL_BINDER|FLAG_ZUL_ANR_TRACE|FLAG_ZUL_SYS_TRACE|"
-                                "FLAG_ZUL_LOG\n"
-                                "processes   4711\n"
-                                "text        hello\n");
-    EXPECT_THAT(
-            onCopy({"--json", log(), "info", "0xffff0101"}).out,
-            AllOf(HasSubstr("\"size\":1000,\"took_ms\":760,\"took_from\":\"log\",\"legal\":true"),
-                  HasSubstr("\"event_text\":\"hello\"}\n")));
-    EXPECT_THAT(
-            onCopy({"info", "0xffff0102"}).out,
-            AllOf(HasSubstr("state       missing\n"), HasSubstr("legal       no\n"),
-                  HasSubstr("entry       tag:0xffff0102,pkgname:com.a\n"), Not(HasSubstr("size"))));
-    EXPECT_THAT(onCopy({log(), "list"}).out, HasSubstr("present      1000B    0.760s   8"));
+    expectCalls({{"--log=@/log info 0xffff0101", 0,
+                  std::string("name        0xffff0101_2025_03_04_05_06_07_8\n"
+                              "tag         0xffff0101\n"
+                              "time        2025-03-04 05:06:08\n"
+                              "state       present\n"
+                              "archive     ") +
+                          kFolder + ".zul\n" +
+                          "recorded    yes\n"
+                          "build       BUILD\n"
+                          "size        1000B (1000 bytes)\n"
+                          "took        0.040s\n"
+                          "legal       yes\n"
+                          "entry       tag:0xffff0101,flag:4,cmds:ps\n"
+                          "outcome     captured\n"
+                          "mask        0x2c1\n"
+                          "asked for   FLAG_ZUL_BINDER|FLAG_ZUL_ANR_TRACE|FLAG_ZUL_SYS_TRACE|"
+                          "FLAG_ZUL_LOG\n"
+                          "processes   4711\n"
+                          "text        hello\n"},
+                 {"--json --log=@/log info 0xffff0101", 0,
+                  R"("size":1000,"took_ms":40,"took_from":"log","legal":true)"},
+                 {"--json --log=@/log info 0xffff0101", 0, "\"event_text\":\"hello\"}\n"},
+                 {"info 0xffff0102", 0,
+                  "recorded    yes\nbuild       BUILD\nlegal       no\n"
+                  "entry       tag:0xffff0102,pkgname:com.a\n"},
+                 {"--log=@/log list", 0, "present      1000B    0.040s   8"}});
+    std::string quick = event("hello");
+    for (const char* time : {".010", ".020", ".030", ".040"})
+        quick = replaceAll(quick, time, ".000");
+    write("/quick", quick);
+    expectCalls({{"--log=@/quick list", 0, "present      1000B    0.000s   8"}});
     // The one before it had the same name.
-    write("/data/ZUL/zul_history", line(kFolder, "0xffff0101") + line(kFolder, "0xffff0101"));
-    for (const auto& [state, took] : {std::pair("present", "760,\"took_from\":\"log\""),
-                                      {"overwritten", "null,\"took_from\":null"}})
-        EXPECT_THAT(onCopy({log(), "list", "--json", "--state", state}).out,
-                    HasSubstr(std::string("\"took_ms\":") + took));
+    write("/data/ZUL/zul_history", mLine + mLine);
+    expectCalls(
+            {{"--log=@/log list --json --state=present", 0, R"("took_ms":40,"took_from":"log")"},
+             {"--log=@/log list --json --state=overwritten", 0,
+              R"("took_ms":null,"took_from":null)"}});
 }
 
 TEST_F(OneCaptureTest, ReadsALogFromTheStandardInputAsOftenAsItNeeds) {
@@ -123,12 +111,12 @@ TEST_F(OneCaptureTest, ReadsALogFromTheStandardInputAsOftenAsItNeeds) {
     close(before);
     pclose(pipe);
     EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out, onCopy({log(), "info", "0xffff0101"}).out);
+    EXPECT_EQ(result.out, onCopy({"--log=" + at("/log"), "info", "0xffff0101"}).out);
 }
 
 TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     const std::string tar = at("/out.tar");
-    EXPECT_EQ(onCopy({log(), "export", "0xffff0101", "-o", tar}).status, 0);
+    EXPECT_EQ(onCopy({"--log=" + at("/log"), "export", "0xffff0101", "-o", tar}).status, 0);
     const std::string name = "0xffff0101_2025_03_04_05_06_07_8";
     EXPECT_EQ(outputOf("tar -tf " + tar), name + kFolder + ".zul\n" + name +
                                                   "/data/ZUL/zul_history\n" + name + "/zuld.log\n" +
@@ -137,7 +125,7 @@ TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
         return outputOf("tar -xOf " + tar + " " + name + member);
     };
     EXPECT_EQ(member(std::string(kFolder) + ".zul"), std::string(1000, 'x'));
-    EXPECT_EQ(member("/data/ZUL/zul_history"), line(kFolder, "0xffff0101"));
+    EXPECT_EQ(member("/data/ZUL/zul_history"), mLine);
     EXPECT_EQ(member("/zuld.log"), event("hello"));
     EXPECT_EQ(member("/data/ZUL/config"), "tag:0xffff0101,flag:4,cmds:ps\n");
 
@@ -146,7 +134,7 @@ TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     const auto told = [&](const std::string& root) {
         return call({"--root=" + root, "info", "0xffff0101"}).out;
     };
-    const std::string here = onCopy({log(), "info", "0xffff0101"}).out;
+    const std::string here = onCopy({"--log=" + at("/log"), "info", "0xffff0101"}).out;
     EXPECT_EQ(told(at("/" + name)).substr(0, here.find("legal")),
               here.substr(0, here.find("legal")));
     EXPECT_EQ(told(tar), told(at("/" + name)));
@@ -157,14 +145,10 @@ TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     EXPECT_EQ(outputOf("ls -d /tmp/zulctl.*/0x* 2>/dev/null | grep -v " + at("") + " || true"), "");
 
     // What is there already is not replaced, and nothing is made in vain.
-    const Result again = onCopy({"export", "0xffff0101", "-o", tar});
-    EXPECT_EQ(again.status, 3);
-    EXPECT_THAT(again.err, HasSubstr("File exists"));
-    const Result missing = onCopy({"export", "0xffff0102", "-o", at("/missing.tar")});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_THAT(missing.err, HasSubstr("is missing"));
+    expectCalls({{"export 0xffff0101 -o @/out.tar", 3, "", "File exists"},
+                 {"export 0xffff0102 -o @/missing.tar", 1, "", "is missing"},
+                 {"export 0xffff0101 -o @/nowhere/out.tar", 3, "", "No such file"}});
     EXPECT_FALSE(exists("/missing.tar"));
-    EXPECT_EQ(onCopy({"export", "0xffff0101", "-o", at("/nowhere/out.tar")}).status, 3);
 }
 
 TEST_F(OneCaptureTest, WhatCannotBeWrittenWholeGoes) {
@@ -187,15 +171,11 @@ TEST_F(OneCaptureTest, UnpacksNothingButWhatIsBelow) {
              "mkdir -p f/data/ZUL && touch f/data/ZUL/zul_history f/x && ln -s /etc f/link && "
              "tar -cPf bad.tar f ../" +
              at("").substr(5) + "/outside " + at("/outside") + " && rm outside");
-    const Result result = call({"--root=" + at("/bad.tar"), "list"});
-    EXPECT_EQ(result.status, 1);
+    expectCalls({{"--root=@/bad.tar list", 1, ""}});
     EXPECT_FALSE(exists("/outside"));
     outputOf(in + "head -c 700 bad.tar >cut.tar && head -c 600 /dev/zero | tr '\\0' x >no.tar");
-    for (const char* bad : {"/cut.tar", "/no.tar"}) {
-        const Result refused = call({"--root=" + at(bad), "list"});
-        EXPECT_EQ(refused.status, 3) << bad;
-        EXPECT_THAT(refused.err, HasSubstr("no archive of zulctl export")) << bad;
-    }
+    expectCalls({{"--root=@/cut.tar list", 3, "", "no archive of zulctl export"},
+                 {"--root=@/no.tar list", 3, "", "no archive of zulctl export"}});
 }
 
 TEST_F(OneCaptureTest, TarHoldsLongNamesAndTellsOfFailure) {

@@ -119,6 +119,12 @@ TEST(CommandLineTest, WrongCallsEndWithTwoAndAHint) {
             {"mask  ", "mask needs"},
             {"export x", "needs -o"},
             {"clean -fn", "needs one of -n"},
+            {"clean --left", "needs one of -n"},
+            {"--root=/data clean -f", "without --root"},
+            {"clean -f --to=1X", "no size"},
+            {"clean -f --to=1M --left", "all kinds"},
+            {"clean -f --older-than=1", "no age"},
+            {"clean -f --older-than=2025-03-05", "no age"},
             {"--log=a --log=b events", "more --log than --root"},
     };
     for (const auto& [arguments, hint] : calls) {
