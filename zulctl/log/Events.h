@@ -60,6 +60,8 @@ struct Event {
     /** The capture's folder, and its archive; empty without one. */
     std::string folder;
     std::string archive;
+    /** Of events under way with one archive, the one that is recorded last stands for the captures of all. */
+    int captures = 1;
     /** 0 where the log does not tell it. */
     int32_t collector = 0;
     /** As they stand in the log; only for those who ask. */

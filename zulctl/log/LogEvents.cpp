@@ -105,7 +105,7 @@ LogStory readStory(Session& session, const Device& device) {
     LogStory story;
     if (!device.log) return story;
     const auto takeEvent = [&](const Event& event) {
-        if (event.archive.empty()) return;
+        if (event.archive.empty() || event.captures == 0) return;
         story.captures[event.archive] = {event.outcome, tookOf(event), event.daemon};
     };
     const auto takeLine = [&](const LogLine& line) {

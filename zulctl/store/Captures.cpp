@@ -253,7 +253,8 @@ std::optional<Event> Captures::eventOf(const Capture& capture, bool keepLines) {
                {.event =
                         [&](Event& event) {
                             decide(event);
-                            if (event.archive == capture.archive) found = std::move(event);
+                            const bool isIts = event.archive == capture.archive;
+                            if (isIts && event.captures > 0) found = std::move(event);
                         },
                 .keepLines = keepLines});
     return found;
@@ -318,7 +319,8 @@ void Captures::decide(Event& event) {
         tellOf(history);
     }
     DiskEntry* const entry = mDisk.find(event.archive);
-    const bool isLast = entry == nullptr || --entry->linesToCome <= 0;
+    if (entry != nullptr) entry->linesToCome -= event.captures;
+    const bool isLast = event.captures > 0 && (entry == nullptr || entry->linesToCome <= 0);
     // Whatever else became of it, the log tells better.
     constexpr Outcome kUndecided[] = {Outcome::COLLECTED, Outcome::UNDER_WAY, Outcome::KILLED,
                                       Outcome::INTERRUPTED, Outcome::UNKNOWN};
