@@ -5,7 +5,7 @@
 
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/commands/ConfigChecker.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/commands/Mask.h"
 
 namespace zulctl::test {
 
