@@ -101,7 +101,9 @@ LogStory readStory(Session& session, const Device& device) {
     LogStory story;
     if (!device.log) return story;
     const auto takeEvent = [&](const Event& event) {
-        if (event.archive.empty() || event.captures == 0) return;
+        // Whatever has come of a later one, its folder is worked on.
+        const bool counts = event.captures > 0 || event.outcome == Outcome::UNDER_WAY;
+        if (event.archive.empty() || !counts) return;
         story.captures[event.archive] = {event.outcome, event.took(), event.daemon};
     };
     const auto takeLine = [&](const LogLine& line) {
