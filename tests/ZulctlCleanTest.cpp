@@ -249,14 +249,22 @@ TEST_F(CleanTest, TellsWhatACopyCouldLose) {
     leave("/tmp/copy/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_8");
     EXPECT_THAT(call({"--root=/tmp/copy", "clean", "-n"}).out,
                 HasSubstr("would remove 0 archives and 1 folder, 7B\n"));
-    // By the log its collector was at work when the copy was made.
-    write("/tmp/log",
-          "03-04 05:06:07.000 5 6 D ZUL_DEBUG: "
-          "sceneType===0xffff0101,sceneType.length()=10,mFlag=0x1\n"
-          "03-04 05:06:07.000 5 6 D ZUL_DEBUG: getZulBasePath:fileNum=8,folderName=" +
-                  std::string(kLeft) + "\n");
-    EXPECT_EQ(call({"--root=/tmp/copy", "--log=/tmp/log", "clean", "-n"}).status, 1);
-    EXPECT_THAT(call({"--root=/tmp/copy", "--log=/tmp/log", "list"}).out, HasSubstr("running"));
+    const auto line = [](const std::string& thread, const std::string& message) {
+        return "03-04 05:06:07.000 5 " + thread + " D ZUL_DEBUG: " + message + "\n";
+    };
+    const std::string begin = "sceneType===0xffff0101,sceneType.length()=10,mFlag=0x1";
+    const std::string folder = "getZulBasePath:fileNum=8,folderName=" + std::string(kLeft);
+    const std::string record = "recordZulHistory:allContent===0xffff0101|2025-03-04 05:06:07|" +
+                               std::string(kLeft) + ".zul|B";
+    const std::string first = line("6", begin) + line("6", folder);
+    const std::string killed = line("6", record) + line("7", begin) + line("7", folder) +
+                               line("7", record) + line("7", begin);
+    // By the log its collector was at work when the copy was made, or an earlier one of its name.
+    for (const std::string& log : {first, first + killed}) {
+        write("/tmp/log", log);
+        EXPECT_EQ(call({"--root=/tmp/copy", "--log=/tmp/log", "clean", "-n"}).status, 1) << log;
+        EXPECT_THAT(call({"--root=/tmp/copy", "--log=/tmp/log", "list"}).out, HasSubstr("running"));
+    }
 }
 
 TEST_F(CleanTest, TouchesNothingButNamesOfTheDaemons) {
