@@ -204,12 +204,20 @@ TEST_F(CleanTest, TellsWhatItRemoves) {
 TEST_F(CleanTest, TellsWhatACopyCouldLose) {
     const std::string path = kType + nameOf("0xffff0101", "05:06:07");
     write("/tmp/copy" + path.substr(5) + "/inside/file", "1234567");
-    // By the log its collector was at work when the copy was made.
-    write("/tmp/log", logOf({"5/6 D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x1",
-                             "5/6 D getZulBasePath:fileNum=0,folderName=" + path}));
-    expectCalls({{"--root=/tmp/copy clean -n", 0, "would remove 0 archives and 1 folder, 7B\n"},
-                 {"--root=/tmp/copy --log=/tmp/log clean -n", 1, "would remove 0"},
-                 {"--root=/tmp/copy --log=/tmp/log list", 0, "running"}});
+    expectCalls({{"--root=/tmp/copy clean -n", 0, "would remove 0 archives and 1 folder, 7B\n"}});
+    const std::string begin = " D sceneType===0xffff0101,sceneType.length()=10,mFlag=0x1";
+    const std::string folder = " D getZulBasePath:fileNum=0,folderName=" + path;
+    const std::string record =
+            " D recordZulHistory:allContent===0xffff0101|2025-03-04 05:06:07|" + path + ".zul|B";
+    const std::string first = logOf({"5/6" + begin, "5/6" + folder});
+    const std::string killed =
+            logOf({"5/6" + record, "5/7" + begin, "5/7" + folder, "5/7" + record, "5/7" + begin});
+    // By the log its collector was at work when the copy was made, or an earlier one of its name.
+    for (const std::string& log : {first, first + killed}) {
+        write("/tmp/log", log);
+        expectCalls({{"--root=/tmp/copy --log=/tmp/log clean -n", 1, "would remove 0"},
+                     {"--root=/tmp/copy --log=/tmp/log list", 0, "running"}});
+    }
 }
 
 TEST_F(CleanTest, FollowsNoLink) {

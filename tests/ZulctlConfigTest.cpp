@@ -6,7 +6,7 @@
 #include "base/Text.h"
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/commands/ConfigChecker.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/commands/Mask.h"
 
 namespace zulctl::test {
 

@@ -329,7 +329,13 @@ TEST_F(ZulctlTest, WhatLiesOnDiskDecides) {
     const std::string name = "0xffff01_2025_03_04_05_06_07_0";
     const std::string path = "/data/ZUL/0xffff/" + name;
     const std::string erase = "started > restart > 8/9 D createZulPath:erase " + path + ".zul";
+    const std::string record =
+            "D recordZulHistory:allContent===0xffff01|2025-03-04 05:06:07|" + path + ".zul|B";
+    const std::string overtaken = "started > " + record + " > restart > started a 8/9 > 8/9 " +
+                                  record + " > 8/9 D zuldump child normal exit...";
     const Case cases[] = {
+            {overtaken.c_str(), "archive folder line line",
+             "failed collector made no archive; captured"},
             {"started > end", "archive line", "captured"},
             {"started > end", "line", "captured gone since: pruned, or removed"},
             {"started > end", "folder line", "failed collector made no archive"},

@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -75,9 +76,8 @@ struct Command {
     const char* operands;
     size_t fewestOperands;
     size_t mostOperands;
-    const char* summary;
-    /** Lines of the help behind the options; may be empty. */
-    const char* details;
+    /** A line that the list of commands has too, and behind it those that follow the options. */
+    std::string_view help;
     std::span<const Option> options;
     /** Without a store there is nothing to tell. */
     bool needsStore;

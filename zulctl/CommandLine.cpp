@@ -183,9 +183,13 @@ class Call {
 };
 
 /** Two columns. */
-std::string helpLine(std::string name, const char* text) {
+std::string helpLine(std::string name, std::string_view text) {
     name.resize(std::max(name.size() + 2, size_t{30}), ' ');
-    return name + text;
+    return name.append(text);
+}
+
+std::string_view summaryOf(const Command& command) {
+    return command.help.substr(0, command.help.find('\n'));
 }
 
 std::string optionLines(std::span<const Option> options) {
@@ -205,7 +209,7 @@ std::string commandLines(const std::string& group) {
     for (const Command* command : commands()) {
         if (!group.empty() && groupOf(*command) != group) continue;
         text += helpLine(std::string("  ") + command->name + " " + command->operands,
-                         command->summary);
+                         summaryOf(*command));
         text += command == commands()[0] ? " (the default)\n" : "\n";
     }
     return text;
@@ -218,7 +222,7 @@ std::string helpOf(const Call& call) {
         text += command.name;
         if (!command.options.empty()) text += " [OPTION...]";
         if (*command.operands != '\0') text.append(" ").append(command.operands);
-        text.append("\n\n").append(command.summary).append(".\n");
+        text.append("\n\n").append(summaryOf(command)).append(".\n");
         if (!command.options.empty()) text += "\n" + optionLines(command.options);
     } else {
         text += "[COMMAND [OPTION...] [OPERAND...]]\n\n"
@@ -226,13 +230,11 @@ std::string helpOf(const Call& call) {
                 "copy.\n\n" +
                 commandLines(call.group);
     }
-    text += "\nOptions of all commands:\n" + optionLines(globalOptions()) + "\n";
-    if (!call.named) {
-        return text +
-               "Exit status: 0 fine; 1 nothing matched, or a check failed; 2 wrong call; 3 "
-               "partly\nunreadable, the rest is shown. zulctl help COMMAND tells more.\n";
-    }
-    return *command.details != '\0' ? text + command.details + "\n" : text;
+    text += "\nOptions of all commands:\n" + optionLines(globalOptions());
+    if (call.named) return text.append(command.help.substr(summaryOf(command).size())) + "\n";
+    return text +
+           "\nExit status: 0 fine; 1 nothing matched, or a check failed; 2 wrong call; 3 "
+           "partly\nunreadable, the rest is shown. zulctl help COMMAND tells more.\n";
 }
 
 }  // namespace

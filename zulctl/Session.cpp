@@ -12,14 +12,9 @@
 
 namespace zulctl {
 
-TemporaryFolder::TemporaryFolder() {
-    const char* const parent = getenv("TMPDIR");
-    mPath = std::string(parent != nullptr ? parent : "/tmp") + "/zulctl.XXXXXX";
-    if (mkdtemp(mPath.data()) == nullptr) mPath.clear();
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    if (!mPath.empty()) zul::removeTree(AT_FDCWD, mPath.c_str());
+void FolderRemover::operator()(const std::string* path) const {
+    zul::removeTree(AT_FDCWD, path->c_str());
+    delete path;
 }
 
 Session::Session(const Options& options, const Command& command, FILE* out, FILE* err)
@@ -42,9 +37,11 @@ Device Session::open(size_t number) {
     }
     struct stat status = {};
     if (root && stat(root->c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-        device.unpacked = std::make_unique<TemporaryFolder>();
-        const std::string& path = device.unpacked->path();
-        const zul::ScopedFd archive(openRegularAt(AT_FDCWD, root->c_str()));
+        const char* const parent = getenv("TMPDIR");
+        std::string path = std::string(parent != nullptr ? parent : "/tmp") + "/zulctl.XXXXXX";
+        if (mkdtemp(path.data()) == nullptr) path.clear();
+        device.unpacked.reset(new std::string(path));
+        const zul::ScopedFd archive = openRegularAt(AT_FDCWD, root->c_str());
         const zul::ScopedFd folder = zul::openInner(AT_FDCWD, path.c_str());
         if (!unpackTar(archive.get(), folder.get()))
             problem(*root + ": no archive of zulctl export");
@@ -60,8 +57,7 @@ Device Session::open(size_t number) {
     if (!reason.empty() && (device.store != nullptr || mustBe)) problem(reason);
     if (number < mOptions.logs.size()) {
         device.log = mOptions.logs[number];
-    } else if (root &&
-               zul::ScopedFd(openRegularAt(AT_FDCWD, (*root + "/" + kLogName).c_str())).ok()) {
+    } else if (root && openRegularAt(AT_FDCWD, (*root + "/" + kLogName).c_str()).ok()) {
         device.log = *root + "/" + kLogName;
     }
     return device;

@@ -16,18 +16,10 @@
 namespace zulctl {
 
 /** A folder of our own, which is removed with all that is in it. */
-class TemporaryFolder {
-  public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::string& path() const { return mPath; }
-
-  private:
-    std::string mPath;
+struct FolderRemover {
+    void operator()(const std::string* path) const;
 };
+using TemporaryFolder = std::unique_ptr<const std::string, FolderRemover>;
 
 /** A device that a call is about: this one, or one of which there is a copy. */
 struct Device {
@@ -40,7 +32,7 @@ struct Device {
     /** Of a log that is read twice and came as a stream. */
     zul::ScopedFd kept{-1};
     /** What was unpacked for it, and goes with it. */
-    std::unique_ptr<TemporaryFolder> unpacked = nullptr;
+    TemporaryFolder unpacked = nullptr;
 };
 
 /** The log in a copy's folder, where no other is named. */

@@ -28,8 +28,9 @@ constexpr Option kOptions[] = {
          &Options::size},
 };
 
-constexpr char kDetails[] =
-        R"(Without --left, --unlisted and --to: what failed collectors left, and what the daemon does
+constexpr char kHelp[] =
+        R"(Removes what failed collectors left, and archives that the daemon has lost
+Without --left, --unlisted and --to: what failed collectors left, and what the daemon does
 not know any more. Other files in the store are never removed, nor is what runs, nor a
 folder so new that its collector may not have started yet. -n works on a copy as well. -f
 does not, nor on a device where processes are hidden: what runs could not be told from what
@@ -71,9 +72,8 @@ std::string readOrder(const Options& options, Order& order) {
     if (options.force && !options.roots.empty()) {
         return "a copy is not cleaned: call it without --root, or with -n";
     }
-    order.left = options.left;
-    order.unlisted = options.unlisted;
-    if (!order.left && !order.unlisted) order.left = order.unlisted = true;
+    order.left = options.left || !options.unlisted;
+    order.unlisted = options.unlisted || !options.left;
     if (options.olderThan) {
         order.age = parseAge(*options.olderThan);
         if (!order.age) return "no age for --older-than: " + *options.olderThan;
@@ -89,7 +89,7 @@ std::string readOrder(const Options& options, Order& order) {
 /** Its collector may be about to start. */
 bool isNew(const DiskEntry& entry) {
     struct stat status = {};
-    const std::string name(entry.name);
+    const std::string name(entry.name());
     if (fstatat(entry.folder->open().get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         return false;
     }
@@ -97,11 +97,8 @@ bool isNew(const DiskEntry& entry) {
     return age >= 0 && age < kSettledAfter;
 }
 
-/** One file or folder that goes. */
-struct Candidate {
-    Capture capture;
-    uint64_t bytes;
-};
+/** One file or folder that goes, and its bytes. */
+using Candidate = std::pair<Capture, uint64_t>;
 
 /** What the order takes, oldest first. */
 std::vector<Candidate> choose(Session& session, const Order& order, const Device& device,
@@ -111,8 +108,7 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
     uint64_t total = 0;
     captures.visitAll([&](const Capture& capture) {
         if (capture.entry == nullptr) return true;
-        all.push_back({capture, captures.bytesOf(capture).value_or(0)});
-        total += all.back().bytes;
+        total += all.emplace_back(capture, captures.bytesOf(capture).value_or(0)).second;
         return true;
     });
     std::reverse(all.begin(), all.end());
@@ -133,7 +129,7 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
         } else if (capture.isFolder() && !device.store->isCopy && isNew(*capture.entry)) {
             tooNew++;
         } else {
-            chosen.push_back({capture, bytes});
+            chosen.emplace_back(capture, bytes);
             total -= bytes;
         }
     }
@@ -175,7 +171,7 @@ Status runClean(Session& session) {
         if (!device.store->isCopy && !captures.lookAtProcesses()) return;
         for (const auto& [capture, size] : choose(session, order, device, captures)) {
             const std::string_view path =
-                    capture.isFolder() ? capture.entry->path : capture.archive;
+                    capture.isFolder() ? capture.entry->path() : capture.archive;
             if (options.force && !remove(capture)) {
                 session.problem("not removed: " + std::string(path));
                 continue;
@@ -196,15 +192,6 @@ Status runClean(Session& session) {
 
 }  // namespace
 
-const Command kCleanCommand = {
-        "clean",
-        "",
-        0,
-        0,
-        "Removes what failed collectors left, and archives that the daemon has lost",
-        kDetails,
-        kOptions,
-        true,
-        runClean};
+const Command kCleanCommand = {"clean", "", 0, 0, kHelp, kOptions, true, runClean};
 
 }  // namespace zulctl

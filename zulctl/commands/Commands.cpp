@@ -2,6 +2,10 @@
 
 #include "zulctl/commands/Commands.h"
 
+#include <algorithm>
+
+#include "base/Text.h"
+
 namespace zulctl {
 
 namespace {
@@ -24,6 +28,10 @@ constexpr const Command* kCommands[] = {
         &kConfigShowCommand, &kConfigCheckCommand, &kConfigMatchCommand,
 };
 
+std::optional<WallTime> timeOf(const std::optional<std::string>& text, WallTime now) {
+    return text ? parseWhen(*text, now) : std::nullopt;
+}
+
 }  // namespace
 
 std::span<const Command* const> commands() {
@@ -32,6 +40,27 @@ std::span<const Command* const> commands() {
 
 std::span<const Option> globalOptions() {
     return kGlobalOptions;
+}
+
+Choice::Choice(const Options& options, WallTime now)
+      : mOptions(options), mSince(timeOf(options.since, now)), mUntil(timeOf(options.until, now)) {}
+
+std::string Choice::complaintOn(const Options& options) {
+    for (const auto& [name, text] :
+         {std::pair("--since: ", &options.since), {"--until: ", &options.until}}) {
+        if (*text && !parseWhen(**text, 0)) return std::string("no time for ") + name + **text;
+    }
+    return "";
+}
+
+bool Choice::takes(std::string_view tag, WallTime time,
+                   std::initializer_list<std::string_view> texts) const {
+    const std::vector<std::string>& tags = mOptions.operands;
+    const auto& part = mOptions.grep;
+    const auto hasPart = [&](std::string_view text) { return zul::contains(text, *part); };
+    return (tags.empty() || std::find(tags.begin(), tags.end(), tag) != tags.end()) &&
+           (!mSince || time >= *mSince) && (!mUntil || time <= *mUntil) &&
+           (!part || std::any_of(texts.begin(), texts.end(), hasPart));
 }
 
 }  // namespace zulctl

@@ -12,8 +12,9 @@ constexpr Option kOptions[] = {
         {0, "with", "FILE|-", "upon this text instead of what is stored", &Options::with},
 };
 
-constexpr char kDetails[] =
-        R"(Each item with the field that it sets, and behind it what is surely wrong (error) or may be
+constexpr char kHelp[] =
+        R"(What a configuration text really says and changes, and what is odd about it
+Each item with the field that it sets, and behind it what is surely wrong (error) or may be
 (warning); then which entries and legal tags it changes of what is stored, where a store is at
 hand. Ends with 1 when there is an error.)";
 
@@ -24,9 +25,6 @@ int64_t numberOf(size_t place) {
 
 /** Items with what is odd about them, and what they change, each as a line or an object. */
 void print(Output& out, const ConfigReport& report) {
-    const auto say = [&out](const std::string& line, const JsonObject& object) {
-        out.json() ? out.print(object) : out.line(printable(line));
-    };
     Table items(out, {{"ITEM", nullptr, 4},
                       {nullptr, "kind"},
                       {nullptr, "record"},
@@ -49,30 +47,30 @@ void print(Output& out, const ConfigReport& report) {
             const std::string severity = finding.isError ? "error" : "warning";
             // Those about an item stand below it.
             const bool ofRecord = record != 0 && item == 0;
-            say("      " + severity + ": " +
-                        (ofRecord ? "record " + std::to_string(record) + ": " : "") +
-                        finding.message,
-                JsonObject()
-                        .add("kind", "finding")
-                        .add("severity", severity)
-                        .add("code", finding.code)
-                        .add("record", record)
-                        .add("item", item)
-                        .add("message", finding.message));
+            const std::string start = ofRecord ? "record " + std::to_string(record) + ": " : "";
+            Facts facts(out, "      ", 0);
+            facts.add(nullptr, "kind", "finding");
+            facts.add(nullptr, "severity", severity);
+            facts.add(nullptr, "code", finding.code);
+            facts.add(nullptr, "record", Cell::number(record));
+            facts.add(nullptr, "item", Cell::number(item));
+            facts.add((severity + ":").c_str(), "message",
+                      {finding.message, start + finding.message});
+            facts.finish();
         }
     }
+    const auto orNothing = [](const std::string& text) { return text.empty() ? "nothing" : text; };
     for (const ConfigChange& change : report.changes) {
-        const auto orNothing = [](const std::string& text) {
-            return text.empty() ? "nothing" : text;
-        };
-        say(std::string(change.of) + " of " + change.tag + ": " + orNothing(change.before) +
-                    " -> " + orNothing(change.after),
-            JsonObject()
-                    .add("kind", "change")
-                    .add("of", change.of)
-                    .add("tag", change.tag)
-                    .add("before", change.before)
-                    .add("after", change.after));
+        Facts facts(out, "", 0);
+        facts.add(nullptr, "kind", "change");
+        facts.add(nullptr, "of", change.of);
+        facts.add(nullptr, "tag", change.tag);
+        facts.add(nullptr, "before", change.before);
+        facts.add(nullptr, "after", change.after);
+        facts.add(change.of, nullptr,
+                  "of " + change.tag + ": " + orNothing(change.before) + " -> " +
+                          orNothing(change.after));
+        facts.finish();
     }
     out.legend(counted(report.records, "record") + ", " + counted(report.errors, "error") + ", " +
                counted(report.warnings, "warning"));
@@ -98,15 +96,7 @@ Status runCheck(Session& session) {
 
 }  // namespace
 
-const Command kConfigCheckCommand = {
-        "config check",
-        "FILE|-",
-        1,
-        1,
-        "What a configuration text really says and changes, and what is odd about it",
-        kDetails,
-        kOptions,
-        false,
-        runCheck};
+const Command kConfigCheckCommand = {"config check", "FILE|-", 1,     1,
+                                     kHelp,          kOptions, false, runCheck};
 
 }  // namespace zulctl

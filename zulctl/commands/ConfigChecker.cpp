@@ -14,7 +14,7 @@
 #include "rules/ArchiveName.h"
 #include "rules/SceneTypes.h"
 #include "rules/TagFile.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/commands/Mask.h"
 
 namespace zulctl {
 
@@ -54,7 +54,7 @@ const ConfigKeyword* keywordOfKey(std::string_view key) {
 /** Goes through a configuration from its first record to its last. */
 class Checker {
   public:
-    explicit Checker(Rules& rules) : mRules(rules), mOrigins(rules.entries.size()) {}
+    explicit Checker(Rules& rules) : mRules(rules) {}
 
     ConfigReport check(const std::string& text);
 
@@ -79,14 +79,13 @@ class Checker {
     size_t mRecord = 0;
     size_t mItem = 0;
     /** The record that each entry comes from, 0 for what was there before, and its tag. */
-    std::vector<size_t> mOrigins;
-    std::vector<std::string> mTags;
+    std::vector<std::pair<size_t, std::string>> mOrigins;
 };
 
 ConfigReport Checker::check(const std::string& text) {
     const Rules before = mRules;
     for (const ConfigEntry& entry : before.entries)
-        mTags.push_back(entry.tag);
+        mOrigins.emplace_back(0, entry.tag);
     const auto see = [&](size_t record, const std::string& item, const ConfigKeyword* keyword,
                          const ConfigEntry& entry) {
         mItem = record + 1 == mRecord ? mItem + 1 : 1;
@@ -191,21 +190,19 @@ void Checker::checkEntry(const ConfigEntry& entry) {
 void Checker::merge(const ConfigEntry& entry, const std::vector<size_t>& became) {
     std::set<std::string> others;
     for (const size_t number : became) {
-        if (number >= mTags.size()) {
-            mTags.resize(number + 1, entry.tag);
-            mOrigins.resize(number + 1);
-        }
-        if (mTags[number] != entry.tag) others.insert(mTags[number]);
-        mTags[number] = entry.tag;
-        mOrigins[number] = mRecord;
+        if (number >= mOrigins.size()) mOrigins.resize(number + 1, {mRecord, entry.tag});
+        if (mOrigins[number].second != entry.tag) others.insert(mOrigins[number].second);
+        mOrigins[number] = {mRecord, entry.tag};
     }
     if (others.empty()) return;
-    std::string named;
-    size_t count = 0;
-    for (auto tag = others.begin(); tag != others.end() && count < kMostNamed; ++tag, count++)
-        named += (named.empty() ? "" : ", ") + quoted(*tag);
-    if (others.size() > count) named += " and " + std::to_string(others.size() - count) + " more";
-    add(kError, "replaces-other", "its tag stands in others, whose entries it replaces: " + named);
+    std::vector<std::string> named;
+    for (const std::string& tag : others) {
+        if (named.size() < kMostNamed) named.push_back(quoted(tag));
+    }
+    const size_t more = others.size() - named.size();
+    add(kError, "replaces-other",
+        "its tag stands in others, whose entries it replaces: " + join(named, ", ") +
+                (more > 0 ? " and " + std::to_string(more) + " more" : ""));
 }
 
 void Checker::checkOrder() {
@@ -215,22 +212,22 @@ void Checker::checkOrder() {
         const ConfigEntry& entry = mRules.entries[i];
         const std::string_view tag = entry.tag;
         if (tag.size() > kLongestTag) continue;
-        const bool acts = mOrigins[i] != 0 && (entry.flag != 0 || !entry.pkgname.empty() ||
-                                               !entry.cmds.empty() || !entry.paths.empty());
+        const bool acts = mOrigins[i].first != 0 && (entry.flag != 0 || !entry.pkgname.empty() ||
+                                                     !entry.cmds.empty() || !entry.paths.empty());
         for (const size_t length : lengths) {
             bool hidden = false;
             for (size_t at = 0; acts && !hidden && at + length < tag.size(); at++) {
                 const auto found = earlier.find(tag.substr(at, length));
                 if (found == earlier.end()) continue;
                 hidden = true;
-                mRecord = mOrigins[i];
+                mRecord = mOrigins[i].first;
                 add(kError, "never-used",
                     "never counts: " + quoted(found->first) + " of " + nameOf(found->second) +
                             " stands in its tag and comes first");
             }
             if (hidden) break;
         }
-        earlier.try_emplace(tag, mOrigins[i]);
+        earlier.try_emplace(tag, mOrigins[i].first);
         lengths.insert(tag.size());
     }
 }

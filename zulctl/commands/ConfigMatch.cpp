@@ -2,10 +2,12 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
+
 #include "rules/SceneTypes.h"
 #include "zulctl/Session.h"
 #include "zulctl/commands/Commands.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/commands/Mask.h"
 #include "zulctl/log/LogEvents.h"
 #include "zulctl/store/Rules.h"
 
@@ -17,8 +19,9 @@ constexpr Option kOptions[] = {
         {0, "with", "FILE|-", "as if this text were pushed upon what is there", &Options::with},
 };
 
-constexpr char kDetails[] =
-        R"(The entry that counts, and what it adds to the event's mask and text; with --log, as the
+constexpr char kHelp[] =
+        R"(What the configuration does with an event
+The entry that counts, and what it adds to the event's mask and text; with --log, as the
 running daemon has it, else as the next start would. Ends with 1 when no entry counts, and
 when the event would be refused. Events about several processes, or none, are not asked for
 their package.)";
@@ -98,51 +101,50 @@ Rules rulesFor(Session& session, const Device& device) {
     return files.rules();
 }
 
-/** What the daemon would do with an event. */
-struct Match {
-    std::string tag;
-    std::optional<std::string> package;
-    /** Nothing where the legal tags are not known. */
-    std::optional<bool> legal;
-    const zul::ConfigEntry* entry = nullptr;
-    bool packagePasses = true;
-
-    bool isRefused() const { return legal == false || !packagePasses; }
-    std::string outcome() const {
-        if (legal == false) return "refused: no legal tag";
+/** What the daemon would do with the event. Unless it `knowsTags`, others than those in `rules` may be legal. */
+Status match(Session& session, const Rules& rules, bool knowsTags) {
+    const std::vector<std::string>& operands = session.options().operands;
+    const std::string& tag = operands[0];
+    const bool hasPackage = operands.size() > 1;
+    const std::string package = hasPackage ? operands[1] : "";
+    const bool isLegal = rules.legalTags.count(tag) > 0;
+    const zul::ConfigEntry* const found = zul::findConfigEntry(rules.entries, tag);
+    const zul::ConfigEntry entry = found != nullptr ? *found : zul::ConfigEntry();
+    const bool isIllegal = knowsTags && !isLegal;
+    const bool isOther = hasPackage && !zul::admitsPackage(entry, package);
+    const std::string outcome = [&] {
+        if (isIllegal) return "refused: no legal tag";
         if (tag == zul::kConfigUpdate) return "updates the configuration";
-        if (!packagePasses) return "refused: other package";
-        if (entry == nullptr) return "passes, and no entry counts for it";
-        const bool isPart = package && !entry->pkgname.empty() && *package != entry->pkgname;
+        if (isOther) return "refused: other package";
+        if (found == nullptr) return "passes, and no entry counts for it";
+        const bool isPart = hasPackage && !entry.pkgname.empty() && package != entry.pkgname;
         return isPart ? "passes: the package is a part of the pkgname" : "passes";
-    }
-};
+    }();
+    const bool isRefused = isIllegal || isOther;
+    const bool inDoubt = !isLegal && !isRefused;
 
-void printMatch(Output& out, const Match& match) {
-    const bool hasEntry = match.entry != nullptr;
-    const zul::ConfigEntry entry = hasEntry ? *match.entry : zul::ConfigEntry();
+    Output& out = session.out();
+    if (!out.json()) {
+        out.line(printable(tag) + ": " + outcome +
+                 (inDoubt ? "; whether its tag is legal is not known here" : ""));
+    }
     int64_t flag = 0;
     std::string text;
     zul::applyConfigEntry(entry, flag, text);
     const auto mask = static_cast<uint64_t>(flag);
     const auto orNull = [](bool known, const Value& value) { return known ? value : nullptr; };
     Facts facts(out, "  ", 11);
-    if (!out.json()) {
-        const bool inDoubt = !match.legal && !match.isRefused();
-        out.line(printable(match.tag) + ": " + match.outcome() +
-                 (inDoubt ? "; whether its tag is legal is not known here" : ""));
-    }
-    facts.add(nullptr, "tag", match.tag);
-    facts.add(nullptr, "outcome", match.outcome());
-    facts.add(nullptr, "legal", {orNull(match.legal.has_value(), match.legal == true), ""});
-    facts.add(nullptr, "refused", {match.isRefused(), ""});
-    facts.add("entry", "entry", {orNull(hasEntry, entry.tag), "tag " + entry.tag});
-    const std::string package = match.package.value_or("");
-    facts.add(nullptr, "package", {orNull(match.package.has_value(), package), ""});
+    facts.add(nullptr, "tag", tag);
+    facts.add(nullptr, "outcome", outcome);
+    facts.add(nullptr, "legal", {orNull(isLegal || knowsTags, isLegal), ""});
+    facts.add(nullptr, "refused", {isRefused, ""});
+    facts.add("entry", "entry", {orNull(found != nullptr, entry.tag), "tag " + entry.tag});
+    facts.add(nullptr, "package", {orNull(hasPackage, package), ""});
     facts.add("pkgname", "pkgname", entry.pkgname);
-    facts.add("mask +", "adds_flag", {hexMask(mask), maskText(mask, match.tag)});
+    facts.add("mask +", "adds_flag", {hexMask(mask), maskText(mask, tag)});
     facts.add("text +", "adds_text", text);
     facts.finish();
+    return found != nullptr && !isRefused ? Status::FINE : Status::NOTHING;
 }
 
 Status runMatch(Session& session) {
@@ -159,31 +161,14 @@ Status runMatch(Session& session) {
         }
         Rules rules = rulesFor(session, device);
         if (with) rules.update(*with);
-
-        Match match;
-        match.tag = options.operands[0];
-        if (options.operands.size() > 1) match.package = options.operands[1];
-        const bool legal = rules.legalTags.count(match.tag) > 0;
-        if (legal || device.store != nullptr) match.legal = legal;
-        match.entry = zul::findConfigEntry(rules.entries, match.tag);
-        match.packagePasses = match.entry == nullptr || !match.package ||
-                              zul::admitsPackage(*match.entry, *match.package);
-        printMatch(session.out(), match);
-        if (match.entry == nullptr || match.isRefused()) status = Status::NOTHING;
+        status = std::max(status, match(session, rules, device.store != nullptr));
     });
     return status;
 }
 
 }  // namespace
 
-const Command kConfigMatchCommand = {"config match",
-                                     "TAG [PACKAGE]",
-                                     1,
-                                     2,
-                                     "What the configuration does with an event",
-                                     kDetails,
-                                     kOptions,
-                                     false,
-                                     runMatch};
+const Command kConfigMatchCommand = {"config match", "TAG [PACKAGE]", 1,     2,
+                                     kHelp,          kOptions,        false, runMatch};
 
 }  // namespace zulctl

@@ -3,14 +3,15 @@
 #include "zulctl/Session.h"
 #include "zulctl/commands/Commands.h"
 #include "zulctl/commands/ConfigChecker.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/commands/Mask.h"
 
 namespace zulctl {
 
 namespace {
 
-constexpr char kDetails[] =
-        R"(Tags come from the tag file, from the build (a user build, which shows in the store's folders,
+constexpr char kHelp[] =
+        R"(What the next start has of the stored configuration, and the tags that it knows
+Tags come from the tag file, from the build (a user build, which shows in the store's folders,
 has fixed ones) or from the stored configuration, which can also make them illegal. The entry
 is that of the configuration which counts for the tag.)";
 
@@ -66,15 +67,6 @@ Status runShow(Session& session) {
 
 }  // namespace
 
-const Command kConfigShowCommand = {
-        "config show",
-        "",
-        0,
-        0,
-        "What the next start has of the stored configuration, and the tags that it knows",
-        kDetails,
-        {},
-        true,
-        runShow};
+const Command kConfigShowCommand = {"config show", "", 0, 0, kHelp, {}, true, runShow};
 
 }  // namespace zulctl

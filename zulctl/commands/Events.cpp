@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <charconv>
+#include <stdlib.h>
+
 #include <deque>
 #include <map>
 
-#include "zulctl/commands/Choice.h"
 #include "zulctl/commands/Commands.h"
 #include "zulctl/store/Captures.h"
 
@@ -21,8 +21,9 @@ constexpr Option kOptions[] = {
         {'f', "follow", nullptr, "go on with what comes", &Options::follow},
 };
 
-constexpr char kDetails[] =
-        R"(The log is the one that --log names, for instance that of logcat -d -v threadtime; on a device
+constexpr char kHelp[] =
+        R"(What became of each event of a log, and why
+The log is the one that --log names, for instance that of logcat -d -v threadtime; on a device
 it is asked of logcat where none is named. Where the store is at hand, what lies in it tells
 whether an event was captured. Events come in the order in which they end. A time counts from
 an event's first line to its last one.)";
@@ -41,92 +42,42 @@ std::string resultOf(const Event& event) {
 }
 
 /** What --json tells besides events of the engine's. */
-struct Turn {
-    LineRole role;
-    const char* name;
-};
-
-constexpr Turn kTurns[] = {
+constexpr std::pair<LineRole, const char*> kTurns[] = {
         {LineRole::DAEMON_START, "daemon-start"},
         {LineRole::ENGINE_GONE, "engine-gone"},
         {LineRole::ENGINE_BACK, "engine-back"},
 };
 
 void printTurn(Output& out, const LogLine& line) {
-    for (const Turn& turn : kTurns) {
-        if (turn.role != line.role()) continue;
+    for (const auto& [role, name] : kTurns) {
+        if (role != line.role()) continue;
         JsonObject object;
-        object.add("event", turn.name)
+        object.add("event", name)
                 .add("time", formatLogTime(line.time))
-                .add("daemon", static_cast<int64_t>(line.process));
-        if (turn.role == LineRole::ENGINE_BACK) {
-            const std::string_view text = line.fields[0];
-            int64_t number = 0;
-            std::from_chars(text.data(), text.data() + text.size(), number);
+                .add("daemon", int64_t{line.process});
+        if (role == LineRole::ENGINE_BACK) {
+            const int64_t number = strtoll(std::string(line.fields[0]).c_str(), nullptr, 10);
             object.add("thread_number", number);
         }
         out.print(object);
     }
 }
 
-/** For instance: 4 events: 2 captured, 2 refused (1 no legal tag, 1 other package). */
-class Totals {
-  public:
-    void add(const Event& event) {
-        mCount++;
-        Outcomes& outcome = mOutcomes[event.outcome];
-        outcome.count++;
-        if (isDropped(event.outcome)) outcome.reasons[event.reason]++;
-    }
-    size_t count() const { return mCount; }
-    std::string text() const {
-        std::string text = counted(mCount, "event");
-        const char* separator = ": ";
-        for (const auto& [outcome, found] : mOutcomes) {
-            text += separator + std::to_string(found.count) + " " + outcomeName(outcome);
-            separator = ", ";
-            std::string reasons;
-            for (const auto& [reason, count] : found.reasons)
-                reasons += (reasons.empty() ? "" : ", ") + std::to_string(count) + " " + reason;
-            if (!reasons.empty()) text += " (" + reasons + ")";
-        }
-        return text;
-    }
-
-  private:
-    struct Outcomes {
-        size_t count = 0;
-        std::map<std::string, size_t> reasons;
-    };
-    size_t mCount = 0;
-    std::map<Outcome, Outcomes> mOutcomes;
-};
-
 /** Prints events, the newest of each device where a number is asked for. */
 class EventLister {
   public:
     explicit EventLister(Session& session)
-          : mSession(session), mTable(session.out(), {{nullptr, "event"},
-                                                      {"WHEN", nullptr, 19},
-                                                      {nullptr, "time"},
-                                                      {"TOOK", nullptr, 8, true},
-                                                      {nullptr, "tag"},
-                                                      {"OUTCOME", "outcome", 12},
-                                                      {"TAG", nullptr, 10},
-                                                      {nullptr, "dropped"},
-                                                      {nullptr, "reason"},
-                                                      {nullptr, "detail"},
-                                                      {nullptr, "mask"},
-                                                      {"PROCESS", "processes", 7},
-                                                      {nullptr, "text"},
-                                                      {nullptr, "archive"},
-                                                      {nullptr, "took_ms"},
-                                                      {nullptr, "preparation_ms"},
-                                                      {nullptr, "history_ms"},
-                                                      {nullptr, "collector_ms"},
-                                                      {nullptr, "daemon"},
-                                                      {nullptr, "thread"},
-                                                      {"RESULT"}}) {}
+          : mSession(session),
+            mTable(session.out(), {{nullptr, "event"},          {"WHEN", "time", 19},
+                                   {"TOOK", nullptr, 8, true},  {nullptr, "tag"},
+                                   {"OUTCOME", "outcome", 12},  {"TAG", nullptr, 10},
+                                   {nullptr, "dropped"},        {nullptr, "reason"},
+                                   {nullptr, "detail"},         {nullptr, "mask"},
+                                   {"PROCESS", "processes", 7}, {nullptr, "text"},
+                                   {nullptr, "archive"},        {nullptr, "took_ms"},
+                                   {nullptr, "preparation_ms"}, {nullptr, "history_ms"},
+                                   {nullptr, "collector_ms"},   {nullptr, "daemon"},
+                                   {nullptr, "thread"},         {"RESULT"}}) {}
 
     /** False where there is no log. */
     bool list(const Device& device);
@@ -138,7 +89,8 @@ class EventLister {
 
     Session& mSession;
     Table mTable;
-    Totals mTotals;
+    /** How often each outcome was there, for each of its reasons where something was dropped. */
+    std::map<Outcome, std::map<std::string, size_t>> mCounts;
     std::deque<Event> mHeld;
 };
 
@@ -151,9 +103,9 @@ bool EventLister::list(const Device& device) {
     const auto take = [&](Event& event) {
         if (captures) captures->decide(event);
         if (options.dropped && !isDropped(event.outcome)) return;
-        if (!choice.takes(event.tag, event.start / 1000)) return;
-        if (!choice.takesText({event.tag, event.text, event.processes, event.archive, event.reason,
-                               event.detail})) {
+        if (!choice.takes(event.tag, event.start / 1000,
+                          {event.tag, event.text, event.processes, event.archive, event.reason,
+                           event.detail})) {
             return;
         }
         if (!holds) return print(event);
@@ -183,14 +135,14 @@ void EventLister::printHeld() {
 }
 
 void EventLister::print(const Event& event) {
-    mTotals.add(event);
-    const int64_t took = tookOf(event);
+    mCounts[event.outcome][isDropped(event.outcome) ? event.reason : ""]++;
+    const std::string start = formatLogTime(event.start);
+    const int64_t took = event.took();
     const LogTime end = event.whole ? event.end : Event::kNoTime;
     const bool records = event.historyStart != Event::kNoTime;
     mTable.row({"capture",
-                formatLogSecond(event.start),
-                formatLogTime(event.start),
-                took < 0 ? "" : Took{took, true}.cell().shown,
+                {start, start.substr(0, start.find('.'))},
+                took < 0 ? "" : formatTook(took),
                 event.tag,
                 outcomeName(event.outcome),
                 event.tag,
@@ -210,9 +162,23 @@ void EventLister::print(const Event& event) {
                 resultOf(event)});
 }
 
+/** For instance: 4 events: 2 captured, 2 refused (1 no legal tag, 1 other package). */
 Status EventLister::finish() {
-    mSession.out().legend(mTotals.text());
-    return mTotals.count() > 0 ? Status::FINE : Status::NOTHING;
+    size_t total = 0;
+    std::string outcomes;
+    for (const auto& [outcome, reasons] : mCounts) {
+        size_t count = 0;
+        std::string told;
+        for (const auto& [reason, times] : reasons) {
+            count += times;
+            told += (told.empty() ? "" : ", ") + std::to_string(times) + " " + reason;
+        }
+        total += count;
+        outcomes += (outcomes.empty() ? ": " : ", ") + std::to_string(count) + " " +
+                    outcomeName(outcome) + (isDropped(outcome) ? " (" + told + ")" : "");
+    }
+    mSession.out().legend(counted(total, "event") + outcomes);
+    return total > 0 ? Status::FINE : Status::NOTHING;
 }
 
 Status runEvents(Session& session) {
@@ -223,21 +189,19 @@ Status runEvents(Session& session) {
         return session.wrongCall("follows one log alone");
     }
     bool hasLog = false;
-    std::optional<EventLister> lister;
+    EventLister lister(session);
     session.forEachDevice([&](const Device& device) {
-        if (!lister) lister.emplace(session);
-        const bool has = lister->list(device);
+        const bool has = lister.list(device);
         if (!has && !device.name.empty()) session.remark(device.name + ": no log");
         hasLog = has || hasLog;
     });
     if (!hasLog) return session.wrongCall("events needs --log, one for each --root");
-    return lister->finish();
+    return lister.finish();
 }
 
 }  // namespace
 
-const Command kEventsCommand = {
-        "events", "[TAG...]", 0,     kAnyNumber, "What became of each event of a log, and why",
-        kDetails, kOptions,   false, runEvents};
+const Command kEventsCommand = {"events", "[TAG...]", 0,     kAnyNumber,
+                                kHelp,    kOptions,   false, runEvents};
 
 }  // namespace zulctl

@@ -10,7 +10,7 @@
 #include "base/Paths.h"
 #include "zulctl/commands/Commands.h"
 #include "zulctl/commands/ConfigChecker.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/commands/Mask.h"
 #include "zulctl/store/Captures.h"
 #include "zulctl/store/Rules.h"
 #include "zulctl/store/Tar.h"
@@ -23,8 +23,9 @@ constexpr Option kOptions[] = {
         {'o', "output", "FILE.tar", "what to make; - is the standard output", &Options::output},
 };
 
-constexpr char kDetails[] =
-        R"(A store with this capture alone, below NAME/: data/ZUL/0xffff/NAME.zul, data/ZUL/zul_history
+constexpr char kHelp[] =
+        R"(Packs an archive with all that is known of it
+A store with this capture alone, below NAME/: data/ZUL/0xffff/NAME.zul, data/ZUL/zul_history
 (its line), data/ZUL/config (the entry that counts for its tag) and, with --log, zuld.log (the
 lines of its event). FILE.tar must not be there yet. --root=FILE.tar looks into it.)";
 
@@ -75,17 +76,6 @@ Companions collect(Session& session, const Device& device, Captures& captures,
     return companions;
 }
 
-/** A store with this capture alone, which --root takes. */
-bool writeTar(int fd, const Capture& capture, int archive, uint64_t size,
-              const Companions& companions) {
-    const std::string folder(capture.name());
-    TarWriter tar(fd, time(nullptr));
-    bool good = tar.addFile(folder + std::string(capture.archive), archive, size);
-    for (const auto& [name, text] : companions)
-        good = good && tar.addText(folder + name, text);
-    return good && tar.finish();
-}
-
 Status exportOf(Session& session, Device& device) {
     keepLog(session, device);
     Captures captures(session, device);
@@ -98,7 +88,7 @@ Status exportOf(Session& session, Device& device) {
     }
 
     const zul::ScopedFd folder = capture->entry->folder->open();
-    const zul::ScopedFd archive(openRegularAt(folder.get(), (name + zul::kArchiveSuffix).c_str()));
+    const zul::ScopedFd archive = openRegularAt(folder.get(), (name + zul::kArchiveSuffix).c_str());
     struct stat file = {};
     if (!archive.ok() || fstat(archive.get(), &file) != 0) {
         session.problem(std::string(capture->archive) + ": " + whyNotOpened(errno));
@@ -107,8 +97,12 @@ Status exportOf(Session& session, Device& device) {
     const Companions companions = collect(session, device, captures, *capture);
     const std::string& outputName = *session.options().output;
     OutputFile output(outputName);
-    if (!output.ok() || !writeTar(output.get(), *capture, archive.get(),
-                                  static_cast<uint64_t>(file.st_size), companions)) {
+    TarWriter tar(output.get(), time(nullptr));
+    bool good = output.ok() && tar.addFile(name + std::string(capture->archive), archive.get(),
+                                           static_cast<uint64_t>(file.st_size));
+    for (const auto& [path, text] : companions)
+        good = good && tar.addText(name + path, text);
+    if (!good || !tar.finish()) {
         session.problem(outputName + ": " + (errno != 0 ? strerror(errno) : "the archive was cut"));
         return Status::PARTLY;
     }
@@ -130,8 +124,6 @@ Status runExport(Session& session) {
 
 }  // namespace
 
-const Command kExportCommand = {
-        "export", "ARCHIVE|TAG", 1,    1,        "Packs an archive with all that is known of it",
-        kDetails, kOptions,      true, runExport};
+const Command kExportCommand = {"export", "ARCHIVE|TAG", 1, 1, kHelp, kOptions, true, runExport};
 
 }  // namespace zulctl

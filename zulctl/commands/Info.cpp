@@ -2,17 +2,17 @@
 
 #include "zulctl/commands/Commands.h"
 #include "zulctl/commands/ConfigChecker.h"
-#include "zulctl/commands/Masks.h"
+#include "zulctl/commands/Mask.h"
 #include "zulctl/store/Captures.h"
 #include "zulctl/store/Rules.h"
-#include "zulctl/store/TagLibrary.h"
 
 namespace zulctl {
 
 namespace {
 
-constexpr char kDetails[] =
-        R"(A capture is named by its folder or its archive, with or without the path, by what only its
+constexpr char kHelp[] =
+        R"(Tells all that is known of one capture
+A capture is named by its folder or its archive, with or without the path, by what only its
 name begins with ("0xffff0101 2025-03-04 05:06"), or by its tag: the newest one of that.
 Type, kind, flags, cmd and text of the tag are the tag library's. Whether the tag is legal,
 and which entry of the configuration counts for it, is what the next start would find.)";
@@ -69,8 +69,8 @@ Status runInfo(Session& session) {
             facts.add("size", "size", size);
         }
         const Took took = captures.tookOf(*capture);
-        facts.add("took", "took_ms", took.cell());
-        facts.add(nullptr, "took_from", took.from());
+        facts.add("took", "took_ms", took.time);
+        facts.add(nullptr, "took_from", took.from);
         TagLibrary library(*device.store);
         addLibrary(facts, library.find(tag));
         addRules(facts, readStartFiles(session, device.store.get()).rules(), tag);
@@ -82,8 +82,6 @@ Status runInfo(Session& session) {
 
 }  // namespace
 
-const Command kInfoCommand = {
-        "info", "ARCHIVE|TAG", 1,      1, "Tells all that is known of one capture", kDetails,
-        {},     true,          runInfo};
+const Command kInfoCommand = {"info", "ARCHIVE|TAG", 1, 1, kHelp, {}, true, runInfo};
 
 }  // namespace zulctl

@@ -4,11 +4,9 @@
 #include <map>
 
 #include "base/Text.h"
-#include "zulctl/commands/Choice.h"
 #include "zulctl/commands/Commands.h"
 #include "zulctl/store/Captures.h"
 #include "zulctl/store/Rules.h"
-#include "zulctl/store/TagLibrary.h"
 
 namespace zulctl {
 
@@ -23,7 +21,9 @@ constexpr Option kOptions[] = {
         {0, "by-tag", nullptr, "a line for each tag, largest first", &Options::byTag},
 };
 
-constexpr char kDetails[] = R"(States:
+constexpr char kHelp[] =
+        R"(Lists captures, newest first: history and disk together
+States:
   present      the archive is there
   missing      neither archive nor folder are: pruned, or never made
   running      a process has the folder as its argument 0; in a copy, it did by the log
@@ -53,11 +53,21 @@ bool readStates(Session& session, std::vector<State>& states) {
     return false;
 }
 
-struct TagSum {
+struct Sum {
     size_t captures = 0;
     size_t kept = 0;
     uint64_t bytes = 0;
     WallTime newest = 0;
+
+    void add(const Capture& capture, uint64_t size) {
+        captures++;
+        kept += isKept(capture) ? 1 : 0;
+        bytes += size;
+        newest = std::max(newest, capture.time);
+    }
+    static bool isKept(const Capture& capture) {
+        return capture.entry != nullptr && capture.entry->hasArchive;
+    }
 };
 
 /** Prints captures, or sums of them. */
@@ -95,15 +105,13 @@ class Lister {
     }
     void print(const Capture& capture, std::optional<uint64_t> bytes, Captures& captures,
                const zul::RowData* row);
-    void printTags(const std::map<std::string, TagSum>& tags);
+    void printTags(const std::map<std::string, Sum>& tags);
 
     Session& mSession;
     Table mTable;
-    size_t mCount = 0;
-    uint64_t mBytes = 0;
-    size_t mUnlisted = 0;
-    size_t mLeft = 0;
-    uint64_t mFree = 0;
+    Sum mTotal;
+    Sum mUnlisted;
+    Sum mLeft;
     std::string mRemark;
 };
 
@@ -112,37 +120,31 @@ void Lister::list(const Device& device, const std::vector<State>& states) {
     Captures captures(mSession, device);
     const Choice choice(options, captures.now());
     TagLibrary library(*device.store);
-    std::map<std::string, TagSum> tags;
+    std::map<std::string, Sum> tags;
     size_t kept = 0;
-    const size_t most = mCount + options.number.value_or(kAnyNumber - mCount);
+    const size_t most = mTotal.captures + options.number.value_or(kAnyNumber - mTotal.captures);
     captures.visitAll([&](const Capture& capture) {
-        if (mCount == most) return false;
+        if (mTotal.captures == most) return false;
         // Sizes of all of them take longer than a short list may.
         const bool isSurplus = capture.state == State::UNLISTED || capture.state == State::LEFT;
         const bool counts = isSurplus && !options.number;
         const zul::RowData* const row = library.find(std::string(capture.tag));
         const bool taken =
-                choice.takes(capture.tag, capture.time) &&
-                choice.takesText({capture.name(), capture.build, describe(row)}) &&
+                choice.takes(capture.tag, capture.time,
+                             {capture.name(), capture.build, describe(row)}) &&
                 (states.empty() || std::count(states.begin(), states.end(), capture.state));
-        const bool isKept = capture.entry != nullptr && capture.entry->hasArchive;
-        kept += isKept ? 1 : 0;
+        kept += Sum::isKept(capture) ? 1 : 0;
         if (!taken && !counts) return true;
         const std::optional<uint64_t> bytes = captures.bytesOf(capture);
-        if (counts) (capture.state == State::LEFT ? mLeft : mUnlisted)++;
-        if (counts) mFree += bytes.value_or(0);
+        const uint64_t size = bytes.value_or(0);
+        if (counts) (capture.state == State::LEFT ? mLeft : mUnlisted).add(capture, size);
         if (!taken) return true;
-        mCount++;
-        mBytes += bytes.value_or(0);
-        if (!options.byTag) {
+        mTotal.add(capture, size);
+        if (options.byTag) {
+            tags[std::string(capture.tag)].add(capture, size);
+        } else {
             print(capture, bytes, captures, row);
-            return true;
         }
-        TagSum& sum = tags[std::string(capture.tag)];
-        sum.captures++;
-        sum.kept += isKept ? 1 : 0;
-        sum.bytes += bytes.value_or(0);
-        sum.newest = std::max(sum.newest, capture.time);
         return true;
     });
     const size_t limit = isOfUserBuild(*device.store) ? kUserLimit : kLimit;
@@ -158,7 +160,7 @@ void Lister::print(const Capture& capture, std::optional<uint64_t> bytes, Captur
     const Took took = captures.tookOf(capture);
     const std::string_view name = capture.name();
     mTable.row({formatWallTime(capture.time), capture.tag, nameOf(capture.state), capture.archive,
-                bytes ? Cell::size(*bytes) : Cell::none(), took.cell(), took.from(),
+                bytes ? Cell::size(*bytes) : Cell::none(), took.time, took.from,
                 Cell::yesNo(capture.recorded),
                 capture.recorded ? Cell(capture.build) : Cell::none(),
                 name.substr(name.rfind('_') + 1), describe(row),
@@ -166,8 +168,8 @@ void Lister::print(const Capture& capture, std::optional<uint64_t> bytes, Captur
                 row != nullptr ? Cell(row->eventSubType) : Cell::none()});
 }
 
-void Lister::printTags(const std::map<std::string, TagSum>& tags) {
-    std::vector<std::pair<std::string, TagSum>> rows(tags.begin(), tags.end());
+void Lister::printTags(const std::map<std::string, Sum>& tags) {
+    std::vector<std::pair<std::string, Sum>> rows(tags.begin(), tags.end());
     std::stable_sort(rows.begin(), rows.end(),
                      [](const auto& a, const auto& b) { return a.second.bytes > b.second.bytes; });
     for (const auto& [tag, sum] : rows) {
@@ -179,13 +181,15 @@ void Lister::printTags(const std::map<std::string, TagSum>& tags) {
 
 Status Lister::finish() {
     mTable.finish();
-    std::string total = counted(mCount, "capture") + ", " + humanSize(mBytes) + " on disk";
-    if (mLeft + mUnlisted > 0) {
-        total += "; clean could free " + counted(mUnlisted, "archive") + " and " +
-                 counted(mLeft, "folder") + ", " + humanSize(mFree);
+    std::string total =
+            counted(mTotal.captures, "capture") + ", " + humanSize(mTotal.bytes) + " on disk";
+    if (mLeft.captures + mUnlisted.captures > 0) {
+        total += "; clean could free " + counted(mUnlisted.captures, "archive") + " and " +
+                 counted(mLeft.captures, "folder") + ", " +
+                 humanSize(mLeft.bytes + mUnlisted.bytes);
     }
     mSession.out().legend(total + mRemark);
-    return mCount > 0 ? Status::FINE : Status::NOTHING;
+    return mTotal.captures > 0 ? Status::FINE : Status::NOTHING;
 }
 
 Status runList(Session& session) {
@@ -200,14 +204,6 @@ Status runList(Session& session) {
 
 }  // namespace
 
-const Command kListCommand = {"list",
-                              "[TAG...]",
-                              0,
-                              kAnyNumber,
-                              "Lists captures, newest first: history and disk together",
-                              kDetails,
-                              kOptions,
-                              true,
-                              runList};
+const Command kListCommand = {"list", "[TAG...]", 0, kAnyNumber, kHelp, kOptions, true, runList};
 
 }  // namespace zulctl

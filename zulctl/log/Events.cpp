@@ -222,6 +222,17 @@ void Events::addOfDaemon(const LogLine& line) {
     keep(line, event);
     if (line.pattern == nullptr) return;
     describe(line, event);
+    if (role == Role::RECORD) {
+        // Which of those with one archive ends last tells nothing of what lies there.
+        int captures = 0;
+        for (auto& [thread, other] : mOpen) {
+            const bool isRecorded = other.event.historyStart != Event::kNoTime;
+            if (isRecorded && other.event.archive == event.archive) {
+                captures += std::exchange(other.event.captures, 0);
+            }
+        }
+        event.captures = captures;
+    }
     const Outcome outcome = line.pattern->outcome;
     if (outcome == Outcome::REFUSED || outcome == Outcome::NO_COLLECTOR ||
         (role == Role::END && event.collectorStart != Event::kNoTime)) {

@@ -45,7 +45,7 @@ struct Event {
     LogTime preparationStart = kNoTime;
     LogTime historyStart = kNoTime;
     LogTime collectorStart = kNoTime;
-    /** Both its first line and its last one were there: `end - start` is how long it took. */
+    /** Both its first line and its last one were there. */
     bool whole = false;
     Outcome outcome = Outcome::UNKNOWN;
     /** Why, in words of ours, which are the same for all events of a kind; empty for no reason. */
@@ -60,10 +60,15 @@ struct Event {
     /** The capture's folder, and its archive; empty without one. */
     std::string folder;
     std::string archive;
+    /** Of events under way with one archive, the one that is recorded last stands for the captures of all. */
+    int captures = 1;
     /** 0 where the log does not tell it. */
     int32_t collector = 0;
     /** As they stand in the log; only for those who ask. */
     std::vector<std::string> lines;
+
+    /** How long it took; negative unless it is whole. */
+    int64_t took() const { return whole ? end - start : -1; }
 };
 
 /**

@@ -92,10 +92,6 @@ void keepLog(Session& session, Device& device) {
     device.log = "/proc/self/fd/" + std::to_string(device.kept.get());
 }
 
-int64_t tookOf(const Event& event) {
-    return event.whole ? event.end - event.start : -1;
-}
-
 const LogStory::Capture* LogStory::find(std::string_view archive) const {
     const auto found = captures.find(std::string(archive));
     return found != captures.end() ? &found->second : nullptr;
@@ -105,8 +101,10 @@ LogStory readStory(Session& session, const Device& device) {
     LogStory story;
     if (!device.log) return story;
     const auto takeEvent = [&](const Event& event) {
-        if (event.archive.empty()) return;
-        story.captures[event.archive] = {event.outcome, tookOf(event), event.daemon};
+        // Whatever has come of a later one, its folder is worked on.
+        const bool counts = event.captures > 0 || event.outcome == Outcome::UNDER_WAY;
+        if (event.archive.empty() || !counts) return;
+        story.captures[event.archive] = {event.outcome, event.took(), event.daemon};
     };
     const auto takeLine = [&](const LogLine& line) {
         if (line.role() != LineRole::DAEMON_START) return;

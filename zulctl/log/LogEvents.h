@@ -35,9 +35,6 @@ bool readEvents(Session& session, const Device& device, const LogTaker& taker);
 /** Has a log that comes from the standard input read as often as is wanted. */
 void keepLog(Session& session, Device& device);
 
-/** How long an event took; negative unless its first and its last line were there. */
-int64_t tookOf(const Event& event);
-
 /** What a log tells of a store's captures. */
 struct LogStory {
     struct Capture {

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "base/Text.h"
-#include "zulctl/store/ArchiveName.h"
+#include "zulctl/store/HistoryFile.h"
 
 namespace zulctl {
 
@@ -98,11 +98,6 @@ bool findTornIn(std::string_view text, LogHeader& header, std::string_view& mess
         return true;
     }
     return false;
-}
-
-/** What is behind the second, also before 1970. */
-int64_t millisecondsOf(LogTime time) {
-    return ((time % kSecond) + kSecond) % kSecond;
 }
 
 }  // namespace
@@ -225,12 +220,10 @@ std::string LogFile::otherFormat() const {
 }
 
 std::string formatLogTime(LogTime time) {
-    const std::string thousandths = std::to_string(kSecond + millisecondsOf(time)).substr(1);
-    return formatLogSecond(time) + "." + thousandths;
-}
-
-std::string formatLogSecond(LogTime time) {
-    return formatWallTime((time - millisecondsOf(time)) / kSecond);
+    // Also before 1970.
+    const LogTime behind = (time % kSecond + kSecond) % kSecond;
+    const std::string second = formatWallTime((time - behind) / kSecond);
+    return second + "." + std::to_string(kSecond + behind).substr(1);
 }
 
 }  // namespace zulctl

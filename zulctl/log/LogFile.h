@@ -94,8 +94,7 @@ class LogFile {
     std::optional<LogTime> mNear;
 };
 
-/** The log's time as "YYYY-MM-DD HH:MM:SS.mmm", and without the milliseconds. */
+/** The log's time as "YYYY-MM-DD HH:MM:SS.mmm". */
 std::string formatLogTime(LogTime time);
-std::string formatLogSecond(LogTime time);
 
 }  // namespace zulctl

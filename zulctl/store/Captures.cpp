@@ -55,16 +55,10 @@ std::optional<State> stateOf(std::string_view name) {
     return std::nullopt;
 }
 
-Cell Took::cell() const {
-    if (milliseconds < 0) return Cell::none();
-    if (!fromLog) return {milliseconds, "~" + formatDuration(milliseconds / 1000)};
+std::string formatTook(int64_t milliseconds) {
     char text[32];
     snprintf(text, sizeof(text), "%.3fs", static_cast<double>(milliseconds) / 1000);
-    return {milliseconds, text};
-}
-
-Cell Took::from() const {
-    return milliseconds < 0 ? Cell::none() : Cell(fromLog ? "log" : "file");
+    return text;
 }
 
 Captures::Captures(Session& session, const Device& device, LogStory log)
@@ -73,10 +67,9 @@ Captures::Captures(Session& session, const Device& device, LogStory log)
         mStore(*device.store),
         mHistoryFd(mStore.openFile(kHistoryName)),
         mHistory(mHistoryFd.get()),
-        mHasHistory(mHistoryFd.ok()),
         mLog(std::move(log)) {
     // A store without a history may be one that is empty still.
-    if (!mHasHistory && errno != ENOENT) {
+    if (!mHistoryFd.ok() && errno != ENOENT) {
         mSession.problem(std::string(zul::kHistoryFile) + ": " + whyNotOpened(errno));
     }
     mDisk.scan(mStore, mSession);
@@ -104,7 +97,7 @@ bool Captures::lookAtProcesses() {
 }
 
 bool Captures::runs(const DiskEntry& entry) const {
-    return entry.hasFolder && mProcesses && mProcesses->has(std::string(entry.path));
+    return entry.hasFolder && mProcesses && mProcesses->has(std::string(entry.path()));
 }
 
 State Captures::stateOfFolder(const DiskEntry& entry) const {
@@ -115,7 +108,7 @@ State Captures::stateOfFolder(const DiskEntry& entry) const {
 }
 
 State Captures::stateOfArchive(const DiskEntry& entry, const HistoryLine* line) {
-    const bool knowsAll = mHasHistory && !mHistory.wasCut();
+    const bool knowsAll = mHistoryFd.ok() && !mHistory.wasCut();
     if (line == nullptr) return knowsAll ? State::UNRECORDED : State::PRESENT;
     return isUnlisted(entry, *line) ? State::UNLISTED : State::PRESENT;
 }
@@ -136,19 +129,16 @@ bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
 }
 
 Capture Captures::take(DiskEntry* entry, const HistoryLine* line) {
-    Capture capture;
-    capture.state = State::MISSING;
-    capture.recorded = line != nullptr;
+    zul::HistoryRecord record;
     if (line != nullptr) {
-        capture.tag = line->record.tag;
-        capture.time = line->time;
-        capture.archive = line->record.archive;
-        capture.build = line->record.build;
+        record = line->record;
     } else {
-        capture.tag = entry->tag;
-        capture.time = entry->time;
-        capture.archive = entry->archive;
+        record.tag = parseArchiveName(entry->name())->tag;
+        record.archive = entry->archive;
     }
+    Capture capture = {record.tag,     line != nullptr ? line->time : entry->time,
+                       State::MISSING, record.archive,
+                       record.build,   line != nullptr};
     if (entry == nullptr) return capture;
     // An archive beside a folder is of an earlier capture: each packs its own at the end.
     const int claim = entry->claims++;
@@ -253,7 +243,8 @@ std::optional<Event> Captures::eventOf(const Capture& capture, bool keepLines) {
                {.event =
                         [&](Event& event) {
                             decide(event);
-                            if (event.archive == capture.archive) found = std::move(event);
+                            const bool isIts = event.archive == capture.archive;
+                            if (isIts && event.captures > 0) found = std::move(event);
                         },
                 .keepLines = keepLines});
     return found;
@@ -278,7 +269,7 @@ int Captures::folderFor(const DiskEntry& entry) {
 }
 
 bool Captures::statArchive(const DiskEntry& entry, struct stat& status) {
-    const std::string name = std::string(entry.name) + zul::kArchiveSuffix;
+    const std::string name = std::string(entry.name()) + zul::kArchiveSuffix;
     return fstatat(folderFor(entry), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
@@ -286,7 +277,7 @@ std::optional<uint64_t> Captures::bytesOf(const Capture& capture) {
     if (capture.entry == nullptr) return std::nullopt;
     const DiskEntry& entry = *capture.entry;
     if (capture.isFolder()) {
-        return sizeOfTree(folderFor(entry), std::string(entry.name).c_str(), 0);
+        return sizeOfTree(folderFor(entry), std::string(entry.name()).c_str(), 0);
     }
     struct stat status = {};
     if (!statArchive(entry, status)) return std::nullopt;
@@ -296,7 +287,9 @@ std::optional<uint64_t> Captures::bytesOf(const Capture& capture) {
 Took Captures::tookOf(const Capture& capture) {
     const bool isIts = capture.state != State::OVERWRITTEN;
     const LogStory::Capture* const logged = isIts ? mLog.find(capture.archive) : nullptr;
-    if (logged != nullptr && logged->took >= 0) return {logged->took, true};
+    if (logged != nullptr && logged->took >= 0) {
+        return {{logged->took, formatTook(logged->took)}, "log"};
+    }
     // A copy's files have times of another clock, or of the copying.
     struct stat status = {};
     if (mStore.isCopy || capture.entry == nullptr || capture.entry->hasFolder ||
@@ -304,7 +297,8 @@ Took Captures::tookOf(const Capture& capture) {
         return {};
     }
     const int64_t seconds = wallTime(status.st_mtime) - capture.entry->time;
-    return {seconds >= 0 ? seconds * 1000 : -1, false};
+    if (seconds < 0) return {};
+    return {{seconds * 1000, "~" + formatDuration(seconds)}, "file"};
 }
 
 void Captures::decide(Event& event) {
@@ -318,7 +312,8 @@ void Captures::decide(Event& event) {
         tellOf(history);
     }
     DiskEntry* const entry = mDisk.find(event.archive);
-    const bool isLast = entry == nullptr || --entry->linesToCome <= 0;
+    if (entry != nullptr) entry->linesToCome -= event.captures;
+    const bool isLast = event.captures > 0 && (entry == nullptr || entry->linesToCome <= 0);
     // Whatever else became of it, the log tells better.
     constexpr Outcome kUndecided[] = {Outcome::COLLECTED, Outcome::UNDER_WAY, Outcome::KILLED,
                                       Outcome::INTERRUPTED, Outcome::UNKNOWN};

@@ -11,7 +11,6 @@
 
 #include "zulctl/Session.h"
 #include "zulctl/log/LogEvents.h"
-#include "zulctl/store/ArchiveName.h"
 #include "zulctl/store/DiskIndex.h"
 #include "zulctl/store/HistoryFile.h"
 #include "zulctl/store/Processes.h"
@@ -61,16 +60,13 @@ struct Capture {
 
 /** How long a capture took. */
 struct Took {
-    /** Negative when nothing tells it. */
-    int64_t milliseconds = -1;
-    /** Its event in the log tells it; otherwise the time of its archive does, which is no more than a guess. */
-    bool fromLog = false;
-
-    /** "1.234s" of the log, "~1s" of a file, "-" of nothing. */
-    Cell cell() const;
-    /** "log", "file", or nothing. */
-    Cell from() const;
+    Cell time = Cell::none();
+    /** "log", of its event; "file", of its archive's time, which is no more than a guess; or nothing. */
+    Cell from = Cell::none();
 };
+
+/** 1234 as 1.234s. */
+std::string formatTook(int64_t milliseconds);
 
 /** The captures of a device's store. */
 class Captures {
@@ -123,7 +119,6 @@ class Captures {
     std::optional<Processes> mProcesses;
     const zul::ScopedFd mHistoryFd;
     HistoryFile mHistory;
-    bool mHasHistory = false;
     /** Until then, captures are unknown to the daemon; nothing where its start is not known. */
     std::optional<WallTime> mDaemonStart;
     LogStory mLog;

@@ -11,13 +11,10 @@
 #include "base/RemoveTree.h"
 #include "rules/ArchiveName.h"
 #include "zulctl/Session.h"
-#include "zulctl/store/ArchiveName.h"
 
 namespace zulctl {
 
 namespace {
-
-constexpr size_t kSuffixSize = sizeof(zul::kArchiveSuffix) - 1;
 
 /** The kind of an entry as DT_… tells it, looked up where the listing does not. */
 unsigned char kindOf(int folder, const dirent& entry) {
@@ -61,7 +58,7 @@ void DiskIndex::list(const CaptureFolder& folder, Session& session,
         const std::string_view name = entry->d_name;
         const unsigned char kind = kindOf(dirfd(names.get()), *entry);
         if (kind == DT_REG && name.ends_with(zul::kArchiveSuffix)) {
-            add(kept, name.substr(0, name.size() - kSuffixSize), false);
+            add(kept, lastName(name), false);
         } else if (kind == DT_DIR && !add(kept, name, true) && others != nullptr &&
                    (name.size() == zul::kTypePrefixLength ||
                     name.size() == zul::kUserTypePrefixLength)) {
@@ -80,9 +77,6 @@ bool DiskIndex::add(const CaptureFolder& folder, std::string_view name, bool isF
     if (entry.folder == nullptr) {
         entry.folder = &folder;
         entry.archive = archive;
-        entry.path = entry.archive.substr(0, archive.size() - kSuffixSize);
-        entry.name = entry.path.substr(folder.path.size());
-        entry.tag = entry.name.substr(0, parts->tag.size());
         entry.time = parts->time;
     }
     (isFolder ? entry.hasFolder : entry.hasArchive) = true;

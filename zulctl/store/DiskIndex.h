@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "zulctl/WallTime.h"
+#include "zulctl/store/HistoryFile.h"
 #include "zulctl/store/Store.h"
 
 namespace zulctl {
@@ -32,11 +32,8 @@ struct CaptureFolder {
 /** What lies in the store for one capture. */
 struct DiskEntry {
     const CaptureFolder* folder = nullptr;
-    // Path of its archive on the device; that of its folder, the last name of that, and the tag in it.
+    /** Path of its archive on the device. */
     std::string_view archive = {};
-    std::string_view path = {};
-    std::string_view name = {};
-    std::string_view tag = {};
     WallTime time = 0;
     bool hasArchive = false;
     bool hasFolder = false;
@@ -45,6 +42,11 @@ struct DiskEntry {
     /** Captures of its name that were visited; and lines that no event was found for so far. */
     int claims = 0;
     int linesToCome = 0;
+
+    /** That of its folder, without its archive's suffix. */
+    std::string_view path() const { return archive.substr(0, archive.rfind('.')); }
+    /** The last name of that. */
+    std::string_view name() const { return lastName(archive); }
 };
 
 /**

@@ -2,6 +2,7 @@
 
 #include "zulctl/store/Rules.h"
 
+#include <dlfcn.h>
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -95,6 +96,27 @@ StartFiles readStartFiles(Session& session, const Store* store) {
     files.config = readStored(session, *store, zul::kConfigFile);
     if (files.config) files.config = zul::joinLines(zul::split(*files.config, "\n"));
     return files;
+}
+
+const zul::RowData* TagLibrary::find(const std::string& tag) {
+    if (!mTried) {
+        mTried = true;
+        void* library = dlopen(zul::kTagLibrary, RTLD_NOW);
+        if (library != nullptr) {
+            mGetRowByKey = reinterpret_cast<GetRowByKey>(dlsym(library, "getRowByKey"));
+        }
+    }
+    if (mGetRowByKey == nullptr) return nullptr;
+    const auto [known, isNew] = mRows.try_emplace(tag);
+    if (const zul::RowData* row = isNew ? mGetRowByKey(tag) : nullptr) known->second = *row;
+    return known->second.tagId.empty() ? nullptr : &known->second;
+}
+
+std::string describe(const zul::RowData* row) {
+    if (row == nullptr) return "";
+    std::string text = row->eventType;
+    if (!row->eventSubType.empty()) text += (text.empty() ? "" : "/") + row->eventSubType;
+    return text;
 }
 
 }  // namespace zulctl

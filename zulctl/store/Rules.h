@@ -7,11 +7,12 @@
 #include <vector>
 
 #include "rules/ConfigText.h"
+#include "rules/RowData.h"
+#include "zulctl/store/Store.h"
 
 namespace zulctl {
 
 class Session;
-struct Store;
 
 /** That a store is of a user build, which has fixed tags, shows in its folders. */
 bool isOfUserBuild(const Store& store);
@@ -56,5 +57,23 @@ struct StartFiles {
 
 /** What is there and cannot be read is told as a problem; of no store there is nothing. */
 StartFiles readStartFiles(Session& session, const Store* store);
+
+/** What the tag library of a store's device says: nothing at all in a copy, or where there is none. */
+class TagLibrary {
+  public:
+    explicit TagLibrary(const Store& store) : mTried(store.isCopy) {}
+    /** The row of a tag, which stays good as long as this object; null for none. */
+    const zul::RowData* find(const std::string& tag);
+
+  private:
+    using GetRowByKey = const zul::RowData* (*)(const std::string&);
+
+    bool mTried;
+    GetRowByKey mGetRowByKey = nullptr;
+    std::map<std::string, zul::RowData> mRows;
+};
+
+/** A row in a few words; empty for none. */
+std::string describe(const zul::RowData* row);
 
 }  // namespace zulctl

@@ -50,15 +50,13 @@ bool looksLikeOutputRoot(int folder) {
 
 }  // namespace
 
-int openRegularAt(int parent, const char* name) {
+zul::ScopedFd openRegularAt(int parent, const char* name) {
     // O_NONBLOCK: a FIFO of that name would wait for a writer.
-    const int fd = openat(parent, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return -1;
+    zul::ScopedFd file(openat(parent, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status = {};
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) return fd;
-    close(fd);
+    if (!file.ok() || (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode))) return file;
     errno = EINVAL;
-    return -1;
+    return zul::ScopedFd(-1);
 }
 
 std::string whyNotOpened(int error) {
@@ -93,7 +91,7 @@ std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::
 }
 
 zul::ScopedFd Store::openFile(const char* name) const {
-    return zul::ScopedFd(openRegularAt(outputRoot.get(), name));
+    return openRegularAt(outputRoot.get(), name);
 }
 
 }  // namespace zulctl

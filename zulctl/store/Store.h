@@ -32,8 +32,8 @@ struct Store {
     zul::ScopedFd stuckLogoRoot{-1};
 };
 
-/** Opens `name` of `parent` for reading, if it is a regular file; otherwise -1, and errno. */
-int openRegularAt(int parent, const char* name);
+/** Opens `name` of `parent` for reading, if it is a regular file; otherwise -1 inside, and errno. */
+zul::ScopedFd openRegularAt(int parent, const char* name);
 
 /** Why opening a regular file failed, from its errno. */
 std::string whyNotOpened(int error);
