@@ -59,7 +59,10 @@ void checkRecord(const std::string& tag) {
         require(2 * tag.size() + sizeof("/data/ZUL/0xffff/") + 20 > 200, "short records are kept");
         return;
     }
-    const std::string line = after.substr(before.size());
+    // What was torn is ended first.
+    const bool torn = !before.empty() && !before.ends_with('\n');
+    require(!torn || after[before.size()] == '\n', "a torn line stands alone");
+    const std::string line = after.substr(before.size() + (torn ? 1 : 0));
     require(line.find('\n') == line.size() - 1 && line.size() <= 256, "a record is one line");
     require(ZulService::supersplit(line, "|")[2] == std::string(folder.c_str()) + ".zul",
             "the third field is the archive");
