@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <aidl/vendor/morvantic/hardware/zul/zulengine/BnZul.h>
 #include <aidl/vendor/morvantic/hardware/zul/zulengine/BnZulClientCallback.h>
-#include <aidl/vendor/morvantic/hardware/zul/zulengine/BpZul.h>
-#include <aidl/vendor/morvantic/hardware/zul/zulengine/BpZulClientCallback.h>
 
+#include "Dispatch.h"
 #include "NdkMarshalling.h"
 #include "TransactionCodes.h"
 
@@ -27,48 +26,86 @@ const char* IZulClientCallback::descriptor =
 
 namespace {
 
-binder_status_t serveEngine(AIBinder* binder, transaction_code_t code, const AParcel* in,
-                            AParcel* out) {
-    const auto self = std::static_pointer_cast<IZul>(ICInterface::asInterface(binder));
-    switch (code) {
-        case IZul_getThreadNumber:
-            return serve(*self, &IZul::getThreadNumber, in, out);
-        case IZul_registerClientCallback:
-            return serve(*self, &IZul::registerClientCallback, in, out);
-        case IZul_getInterfaceVersion:
-            return serve(*self, &IZul::getInterfaceVersion, in, out);
-        case IZul_getInterfaceHash:
-            return serve(*self, &IZul::getInterfaceHash, in, out);
-        default:
-            return STATUS_UNKNOWN_TRANSACTION;
+/** Calls of another process's object. All interfaces have the same codes for their version. */
+template <typename Interface>
+class Proxy : public ::ndk::BpCInterface<Interface> {
+  public:
+    using ::ndk::BpCInterface<Interface>::BpCInterface;
+
+    ScopedAStatus getInterfaceVersion(int32_t* version) override {
+        return call(this->asBinder(), IZul_getInterfaceVersion, version);
     }
+    ScopedAStatus getInterfaceHash(std::string* hash) override {
+        return call(this->asBinder(), IZul_getInterfaceHash, hash);
+    }
+};
+
+class BpZul final : public Proxy<IZul> {
+  public:
+    using Proxy::Proxy;
+
+    ScopedAStatus getThreadNumber(int32_t* number) override {
+        return call(asBinder(), IZul_getThreadNumber, number);
+    }
+    ScopedAStatus registerClientCallback(
+            const std::shared_ptr<IZulClientCallback>& callback) override {
+        return call(asBinder(), IZul_registerClientCallback, nullptr, callback);
+    }
+};
+
+class BpZulClientCallback final : public Proxy<IZulClientCallback> {
+  public:
+    using Proxy::Proxy;
+
+    ScopedAStatus onRunMultiPidZULCallback(const std::string& sceneType, int64_t flag,
+                                           const std::string& multiPid,
+                                           const std::string& extraInfo) override {
+        return call(asBinder(), IZulClientCallback_onRunMultiPidZULCallback, nullptr, sceneType,
+                    flag, multiPid, extraInfo);
+    }
+    ScopedAStatus onRunSimpMultiPidZULCallback(const std::string& sceneType,
+                                               const std::string& multiPid) override {
+        return call(asBinder(), IZulClientCallback_onRunSimpMultiPidZULCallback, nullptr, sceneType,
+                    multiPid);
+    }
+    ScopedAStatus onRunSimpZULCallback(const std::string& sceneType, int32_t pid) override {
+        return call(asBinder(), IZulClientCallback_onRunSimpZULCallback, nullptr, sceneType, pid);
+    }
+    ScopedAStatus onRunZULCallback(const std::string& sceneType, int64_t flag, int32_t pid,
+                                   const std::string& extraInfo) override {
+        return call(asBinder(), IZulClientCallback_onRunZULCallback, nullptr, sceneType, flag, pid,
+                    extraInfo);
+    }
+};
+
+constexpr std::tuple kEngineMethods(std::pair(IZul_getThreadNumber, &IZul::getThreadNumber),
+                                    std::pair(IZul_registerClientCallback,
+                                              &IZul::registerClientCallback),
+                                    std::pair(IZul_getInterfaceVersion, &IZul::getInterfaceVersion),
+                                    std::pair(IZul_getInterfaceHash, &IZul::getInterfaceHash));
+
+using I = IZulClientCallback;
+constexpr std::tuple kCallbackMethods(
+        std::pair(IZulClientCallback_onRunMultiPidZULCallback, &I::onRunMultiPidZULCallback),
+        std::pair(IZulClientCallback_onRunSimpMultiPidZULCallback,
+                  &I::onRunSimpMultiPidZULCallback),
+        std::pair(IZulClientCallback_onRunSimpZULCallback, &I::onRunSimpZULCallback),
+        std::pair(IZulClientCallback_onRunZULCallback, &I::onRunZULCallback),
+        std::pair(IZulClientCallback_getInterfaceVersion, &I::getInterfaceVersion),
+        std::pair(IZulClientCallback_getInterfaceHash, &I::getInterfaceHash));
+
+template <typename Interface, const auto& kMethods>
+binder_status_t serveInterface(AIBinder* binder, transaction_code_t code, const AParcel* in,
+                               AParcel* out) {
+    const auto self = std::static_pointer_cast<Interface>(ICInterface::asInterface(binder));
+    return dispatch(code, kMethods, STATUS_UNKNOWN_TRANSACTION,
+                    [&](auto method) { return serve(*self, method, in, out); });
 }
 
-binder_status_t serveCallback(AIBinder* binder, transaction_code_t code, const AParcel* in,
-                              AParcel* out) {
-    using I = IZulClientCallback;
-    const auto self = std::static_pointer_cast<I>(ICInterface::asInterface(binder));
-    switch (code) {
-        case IZulClientCallback_onRunMultiPidZULCallback:
-            return serve(*self, &I::onRunMultiPidZULCallback, in, out);
-        case IZulClientCallback_onRunSimpMultiPidZULCallback:
-            return serve(*self, &I::onRunSimpMultiPidZULCallback, in, out);
-        case IZulClientCallback_onRunSimpZULCallback:
-            return serve(*self, &I::onRunSimpZULCallback, in, out);
-        case IZulClientCallback_onRunZULCallback:
-            return serve(*self, &I::onRunZULCallback, in, out);
-        case IZulClientCallback_getInterfaceVersion:
-            return serve(*self, &I::getInterfaceVersion, in, out);
-        case IZulClientCallback_getInterfaceHash:
-            return serve(*self, &I::getInterfaceHash, in, out);
-        default:
-            return STATUS_UNKNOWN_TRANSACTION;
-    }
-}
-
-AIBinder_Class* const gEngineClass = ICInterface::defineClass(IZul::descriptor, serveEngine);
+AIBinder_Class* const gEngineClass =
+        ICInterface::defineClass(IZul::descriptor, serveInterface<IZul, kEngineMethods>);
 AIBinder_Class* const gCallbackClass =
-        ICInterface::defineClass(IZulClientCallback::descriptor, serveCallback);
+        ICInterface::defineClass(I::descriptor, serveInterface<I, kCallbackMethods>);
 
 template <typename Interface, typename Proxy>
 std::shared_ptr<Interface> fromBinderOf(const SpAIBinder& binder, const AIBinder_Class* clazz) {
@@ -81,18 +118,6 @@ std::shared_ptr<Interface> fromBinderOf(const SpAIBinder& binder, const AIBinder
 
 SpAIBinder newBinder(const AIBinder_Class* clazz, ICInterface* implementation) {
     return SpAIBinder(AIBinder_new(clazz, implementation));
-}
-
-template <typename Interface>
-ScopedAStatus answerVersion(int32_t* version) {
-    *version = Interface::version;
-    return ScopedAStatus::ok();
-}
-
-template <typename Interface>
-ScopedAStatus answerHash(std::string* hash) {
-    *hash = Interface::hash;
-    return ScopedAStatus::ok();
 }
 
 }  // namespace
@@ -109,72 +134,8 @@ SpAIBinder BnZul::createBinder() {
     return newBinder(gEngineClass, this);
 }
 
-ScopedAStatus BnZul::getInterfaceVersion(int32_t* version) {
-    return answerVersion<IZul>(version);
-}
-
-ScopedAStatus BnZul::getInterfaceHash(std::string* hash) {
-    return answerHash<IZul>(hash);
-}
-
 SpAIBinder BnZulClientCallback::createBinder() {
     return newBinder(gCallbackClass, this);
-}
-
-ScopedAStatus BnZulClientCallback::getInterfaceVersion(int32_t* version) {
-    return answerVersion<IZulClientCallback>(version);
-}
-
-ScopedAStatus BnZulClientCallback::getInterfaceHash(std::string* hash) {
-    return answerHash<IZulClientCallback>(hash);
-}
-
-ScopedAStatus BpZul::getThreadNumber(int32_t* number) {
-    return call(asBinder(), IZul_getThreadNumber, number);
-}
-
-ScopedAStatus BpZul::registerClientCallback(const std::shared_ptr<IZulClientCallback>& callback) {
-    return call(asBinder(), IZul_registerClientCallback, nullptr, callback);
-}
-
-ScopedAStatus BpZul::getInterfaceVersion(int32_t* version) {
-    return call(asBinder(), IZul_getInterfaceVersion, version);
-}
-
-ScopedAStatus BpZul::getInterfaceHash(std::string* hash) {
-    return call(asBinder(), IZul_getInterfaceHash, hash);
-}
-
-ScopedAStatus BpZulClientCallback::onRunMultiPidZULCallback(const std::string& sceneType,
-                                                            int64_t flag,
-                                                            const std::string& multiPid,
-                                                            const std::string& extraInfo) {
-    return call(asBinder(), IZulClientCallback_onRunMultiPidZULCallback, nullptr, sceneType, flag,
-                multiPid, extraInfo);
-}
-
-ScopedAStatus BpZulClientCallback::onRunSimpMultiPidZULCallback(const std::string& sceneType,
-                                                                const std::string& multiPid) {
-    return call(asBinder(), IZulClientCallback_onRunSimpMultiPidZULCallback, nullptr, sceneType,
-                multiPid);
-}
-
-ScopedAStatus BpZulClientCallback::onRunSimpZULCallback(const std::string& sceneType, int32_t pid) {
-    return call(asBinder(), IZulClientCallback_onRunSimpZULCallback, nullptr, sceneType, pid);
-}
-
-ScopedAStatus BpZulClientCallback::onRunZULCallback(const std::string& sceneType, int64_t flag,
-                                                    int32_t pid, const std::string& extraInfo) {
-    return call(asBinder(), IZulClientCallback_onRunZULCallback, nullptr, sceneType, flag, pid,
-                extraInfo);
-}
-
-ScopedAStatus BpZulClientCallback::getInterfaceVersion(int32_t* version) {
-    return call(asBinder(), IZulClientCallback_getInterfaceVersion, version);
-}
-
-ScopedAStatus BpZulClientCallback::getInterfaceHash(std::string* hash) {
-    return call(asBinder(), IZulClientCallback_getInterfaceHash, hash);
 }
 
 }  // namespace aidl::vendor::morvantic::hardware::zul::zulengine

@@ -2,6 +2,7 @@
 #include <vendor/morvantic/hardware/zul/zulengine/1.0/IZul.h>
 #include <vendor/morvantic/hardware/zul/zulengine/1.0/IZulClientCallback.h>
 
+#include "Dispatch.h"
 #include "HidlMarshalling.h"
 #include "TransactionCodes.h"
 
@@ -82,38 +83,28 @@ status_t IZul::registerAsService(const std::string& serviceName) {
 }
 
 status_t IZul::_hidl_serve(uint32_t code, const Message& request, Message& reply) {
-    switch (code) {
-        case IZul_reserved1:
-            return serve(this, &IZul::reserved1, request, reply);
-        case IZul_reserved2:
-            return serve(this, &IZul::reserved2, request, reply);
-        case IZul_reserved3:
-            return serve(this, &IZul::reserved3, request, reply);
-        case IZul_reserved4:
-            return serve(this, &IZul::reserved4, request, reply);
-        case IZul_getThreadNumber:
-            return serve(this, &IZul::getThreadNumber, request, reply);
-        case IZul_registerClientCallback:
-            return serve(this, &IZul::registerClientCallback, request, reply);
-        default:
-            return ::android::UNKNOWN_TRANSACTION;
-    }
+    constexpr std::tuple kMethods(
+            std::pair(IZul_reserved1, &IZul::reserved1),
+            std::pair(IZul_reserved2, &IZul::reserved2),
+            std::pair(IZul_reserved3, &IZul::reserved3),
+            std::pair(IZul_reserved4, &IZul::reserved4),
+            std::pair(IZul_getThreadNumber, &IZul::getThreadNumber),
+            std::pair(IZul_registerClientCallback, &IZul::registerClientCallback));
+    return dispatch(code, kMethods, ::android::UNKNOWN_TRANSACTION,
+                    [&](auto method) { return serve(this, method, request, reply); });
 }
 
 status_t IZulClientCallback::_hidl_serve(uint32_t code, const Message& request, Message& reply) {
     using Self = IZulClientCallback;
-    switch (code) {
-        case IZulClientCallback_onRunSimpZULCallback:
-            return serve(this, &Self::onRunSimpZULCallback, request, reply);
-        case IZulClientCallback_onRunZULCallback:
-            return serve(this, &Self::onRunZULCallback, request, reply);
-        case IZulClientCallback_onRunSimpMultiPidZULCallback:
-            return serve(this, &Self::onRunSimpMultiPidZULCallback, request, reply);
-        case IZulClientCallback_onRunMultiPidZULCallback:
-            return serve(this, &Self::onRunMultiPidZULCallback, request, reply);
-        default:
-            return ::android::UNKNOWN_TRANSACTION;
-    }
+    constexpr std::tuple kMethods(
+            std::pair(IZulClientCallback_onRunSimpZULCallback, &Self::onRunSimpZULCallback),
+            std::pair(IZulClientCallback_onRunZULCallback, &Self::onRunZULCallback),
+            std::pair(IZulClientCallback_onRunSimpMultiPidZULCallback,
+                      &Self::onRunSimpMultiPidZULCallback),
+            std::pair(IZulClientCallback_onRunMultiPidZULCallback,
+                      &Self::onRunMultiPidZULCallback));
+    return dispatch(code, kMethods, ::android::UNKNOWN_TRANSACTION,
+                    [&](auto method) { return serve(this, method, request, reply); });
 }
 
 }  // namespace vendor::morvantic::hardware::zul::zulengine::V1_0

@@ -9,8 +9,14 @@ namespace aidl::vendor::morvantic::hardware::zul::zulengine {
 /** Base of an engine's clients. */
 class BnZulClientCallback : public ::ndk::BnCInterface<IZulClientCallback> {
   public:
-    ::ndk::ScopedAStatus getInterfaceVersion(int32_t* version) final;
-    ::ndk::ScopedAStatus getInterfaceHash(std::string* hash) final;
+    ::ndk::ScopedAStatus getInterfaceVersion(int32_t* result) final {
+        *result = version;
+        return ::ndk::ScopedAStatus::ok();
+    }
+    ::ndk::ScopedAStatus getInterfaceHash(std::string* result) final {
+        *result = hash;
+        return ::ndk::ScopedAStatus::ok();
+    }
 
   protected:
     ::ndk::SpAIBinder createBinder() override;
