@@ -33,12 +33,9 @@ constexpr std::chrono::seconds kWarningPeriod(1);
 pid_t gOwner = 0;
 
 /** Serves a service to everybody who connects to it. */
-class Listener final : public Endpoint {
+class Listener final : public ObjectSocket {
   public:
-    Listener(ThreadPool& pool, FileDescriptor socket, std::shared_ptr<Object> object)
-          : mPool(pool), mSocket(std::move(socket)), mObject(std::move(object)) {}
-
-    int descriptor() const { return mSocket.get(); }
+    using ObjectSocket::ObjectSocket;
 
     bool handleReady() override {
         FileDescriptor channel(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
@@ -51,11 +48,6 @@ class Listener final : public Endpoint {
         }
         return true;
     }
-
-  private:
-    ThreadPool& mPool;
-    const FileDescriptor mSocket;
-    const std::shared_ptr<Object> mObject;
 };
 
 /** Tells who asked for it that a service has come. */
@@ -63,7 +55,7 @@ class Announcer final : public Endpoint {
   public:
     using Listener = std::function<void(bool preexisting)>;
 
-    int descriptor() const { return mArrivals.descriptor(); }
+    int descriptor() const override { return mArrivals.descriptor(); }
 
     void add(const std::string& addressFile, Listener listener) {
         std::lock_guard lock(mLock);
@@ -139,8 +131,8 @@ android::status_t Domain::publish(const std::string& name, std::shared_ptr<Objec
     FileDescriptor socket;
     const android::status_t status = takeAddress(mState->prefix, name, &socket);
     if (status != android::OK) return status;
-    auto listener = std::make_shared<Listener>(mState->pool, std::move(socket), object);
-    const uint64_t key = mState->pool.add(listener, listener->descriptor());
+    const uint64_t key =
+            mState->pool.add(std::make_shared<Listener>(mState->pool, std::move(socket), object));
     if (key == 0) return android::UNKNOWN_ERROR;
     State::Published service{std::move(object), key};
     {
@@ -169,7 +161,7 @@ bool Domain::notify(const std::string& name, std::function<void(bool preexisting
         std::lock_guard lock(mState->lock);
         if (mState->announcer == nullptr) {
             auto announcer = std::make_shared<Announcer>();
-            if (mState->pool.add(announcer, announcer->descriptor()) == 0) return false;
+            if (mState->pool.add(announcer) == 0) return false;
             mState->announcer = std::move(announcer);
         }
         mState->announcer->add(addressFile(mState->prefix, name), listener);

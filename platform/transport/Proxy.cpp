@@ -12,8 +12,9 @@ namespace transport {
 /** Waits for the end of the channel, which carries nothing to this side; does not hold the proxy. */
 class Proxy::Watch final : public Endpoint {
   public:
-    explicit Watch(std::weak_ptr<Proxy> proxy) : mProxy(std::move(proxy)) {}
+    Watch(std::weak_ptr<Proxy> proxy, int channel) : mProxy(std::move(proxy)), mChannel(channel) {}
 
+    int descriptor() const override { return mChannel; }
     bool handleReady() override {
         if (const std::shared_ptr<Proxy> proxy = mProxy.lock()) proxy->tellDeath();
         return false;
@@ -21,13 +22,14 @@ class Proxy::Watch final : public Endpoint {
 
   private:
     const std::weak_ptr<Proxy> mProxy;
+    const int mChannel;
 };
 
 std::shared_ptr<Proxy> Proxy::make(ThreadPool& pool, FileDescriptor channel) {
     const int descriptor = channel.get();
     auto proxy = std::make_shared<Proxy>(pool, std::move(channel));
     std::lock_guard lock(proxy->mLock);
-    proxy->mWatchKey = pool.add(std::make_shared<Watch>(proxy), descriptor);
+    proxy->mWatchKey = pool.add(std::make_shared<Watch>(proxy, descriptor));
     return proxy->mWatchKey != 0 ? proxy : nullptr;
 }
 

@@ -16,12 +16,9 @@ namespace transport {
 namespace {
 
 /** Carries the calls of one thread at a time. */
-class Connection final : public Endpoint {
+class Connection final : public ObjectSocket {
   public:
-    Connection(ThreadPool& pool, FileDescriptor socket, std::shared_ptr<Object> object)
-          : mPool(pool), mSocket(std::move(socket)), mObject(std::move(object)) {}
-
-    int descriptor() const { return mSocket.get(); }
+    using ObjectSocket::ObjectSocket;
 
     bool handleReady() override {
         Frame request;
@@ -35,42 +32,27 @@ class Connection final : public Endpoint {
         }
         return sendFrame(mSocket.get(), answer);
     }
-
-  private:
-    ThreadPool& mPool;
-    const FileDescriptor mSocket;
-    const std::shared_ptr<Object> mObject;
 };
 
 /** The object's end of a channel: takes the connections that the holder makes for its calls. */
-class Channel final : public Endpoint {
+class Channel final : public ObjectSocket {
   public:
-    Channel(ThreadPool& pool, FileDescriptor socket, std::shared_ptr<Object> object)
-          : mPool(pool), mSocket(std::move(socket)), mObject(std::move(object)) {}
-
-    int descriptor() const { return mSocket.get(); }
+    using ObjectSocket::ObjectSocket;
 
     bool handleReady() override {
         Frame offer;
         if (readFrame(mSocket.get(), &offer) == ReadResult::ENDED) return false;
         for (FileDescriptor& socket : offer.descriptors) {
-            auto connection = std::make_shared<Connection>(mPool, std::move(socket), mObject);
-            mPool.add(connection, connection->descriptor());
+            mPool.add(std::make_shared<Connection>(mPool, std::move(socket), mObject));
         }
         return true;
     }
-
-  private:
-    ThreadPool& mPool;
-    const FileDescriptor mSocket;
-    const std::shared_ptr<Object> mObject;
 };
 
 }  // namespace
 
 void serve(ThreadPool& pool, FileDescriptor channel, std::shared_ptr<Object> object) {
-    auto served = std::make_shared<Channel>(pool, std::move(channel), std::move(object));
-    pool.add(served, served->descriptor());
+    pool.add(std::make_shared<Channel>(pool, std::move(channel), std::move(object)));
 }
 
 bool pack(ThreadPool& pool, const Message& message, Frame* frame) {

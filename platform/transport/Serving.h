@@ -5,12 +5,27 @@
 #include <transport/Object.h>
 
 #include <memory>
+#include <utility>
 
 #include "FileDescriptor.h"
 #include "Frame.h"
 #include "ThreadPool.h"
 
 namespace transport {
+
+/** A socket over which an object of this process is reached. */
+class ObjectSocket : public Endpoint {
+  public:
+    ObjectSocket(ThreadPool& pool, FileDescriptor socket, std::shared_ptr<Object> object)
+          : mPool(pool), mSocket(std::move(socket)), mObject(std::move(object)) {}
+
+    int descriptor() const override { return mSocket.get(); }
+
+  protected:
+    ThreadPool& mPool;
+    const FileDescriptor mSocket;
+    const std::shared_ptr<Object> mObject;
+};
 
 /**
  * Has the pool serve `object` to the process that holds the other end of `channel`. That process is

@@ -23,7 +23,7 @@ class Task final : public Endpoint {
   public:
     explicit Task(std::function<void()> work) : mWork(std::move(work)) {}
 
-    int descriptor() const { return mEvent.get(); }
+    int descriptor() const override { return mEvent.get(); }
 
     bool handleReady() override {
         mWork();
@@ -113,30 +113,30 @@ std::shared_ptr<Endpoint> ThreadPool::take(uint64_t key) {
     mIdle--;
     spawnIfAllBusy();
     auto found = mWatched.find(key);
-    return found != mWatched.end() ? found->second.endpoint : nullptr;
+    return found != mWatched.end() ? found->second : nullptr;
 }
 
 void ThreadPool::putBack(uint64_t key) {
     std::lock_guard lock(mLock);
     mIdle++;
     auto found = mWatched.find(key);
-    if (found != mWatched.end()) control(EPOLL_CTL_MOD, key, found->second.descriptor);
+    if (found != mWatched.end()) control(EPOLL_CTL_MOD, key, *found->second);
 }
 
-int ThreadPool::control(int operation, uint64_t key, int descriptor) const {
+int ThreadPool::control(int operation, uint64_t key, const Endpoint& endpoint) const {
     // One event wakes one thread, and nothing more comes until that thread is done with it.
     epoll_event event{EPOLLIN | EPOLLONESHOT, {.u64 = key}};
-    return epoll_ctl(mEpoll.get(), operation, descriptor, &event);
+    return epoll_ctl(mEpoll.get(), operation, endpoint.descriptor(), &event);
 }
 
-uint64_t ThreadPool::add(std::shared_ptr<Endpoint> endpoint, int descriptor) {
+uint64_t ThreadPool::add(std::shared_ptr<Endpoint> endpoint) {
     std::lock_guard lock(mLock);
     const uint64_t key = mNextKey++;
-    if (control(EPOLL_CTL_ADD, key, descriptor) != 0) {
+    if (control(EPOLL_CTL_ADD, key, *endpoint) != 0) {
         __android_log_print(ANDROID_LOG_ERROR, kLogTag, "epoll_ctl: %s", strerror(errno));
         return 0;
     }
-    mWatched.emplace(key, Watched{std::move(endpoint), descriptor});
+    mWatched.emplace(key, std::move(endpoint));
     return key;
 }
 
@@ -147,14 +147,13 @@ void ThreadPool::remove(uint64_t key) {
     auto found = mWatched.find(key);
     if (found == mWatched.end()) return;
     // By hand: while a forked child still holds the socket, closing it does not end the watch.
-    epoll_ctl(mEpoll.get(), EPOLL_CTL_DEL, found->second.descriptor, nullptr);
-    dropped = std::move(found->second.endpoint);
+    control(EPOLL_CTL_DEL, key, *found->second);
+    dropped = std::move(found->second);
     mWatched.erase(found);
 }
 
 bool ThreadPool::run(std::function<void()> task) {
-    const auto endpoint = std::make_shared<Task>(std::move(task));
-    return add(endpoint, endpoint->descriptor()) != 0;
+    return add(std::make_shared<Task>(std::move(task))) != 0;
 }
 
 }  // namespace transport

@@ -16,6 +16,8 @@ namespace transport {
 class Endpoint {
   public:
     virtual ~Endpoint() = default;
+    /** What there is to read from; the same and open as long as the pool has it. */
+    virtual int descriptor() const = 0;
     /**
      * Called when there is something to read, end of file included; by one thread at a time and with
      * no lock held. False: forget me.
@@ -34,10 +36,10 @@ class ThreadPool {
     void join();
 
     /**
-     * Waits on `descriptor` for `endpoint`, which the pool keeps until it is removed. Returns the
-     * key for `remove()`, or 0 when the system refused.
+     * Waits for the endpoint, which the pool keeps until it is removed. Returns the key for
+     * `remove()`, or 0 when the system refused.
      */
-    uint64_t add(std::shared_ptr<Endpoint> endpoint, int descriptor);
+    uint64_t add(std::shared_ptr<Endpoint> endpoint);
 
     /** Call before the descriptor is closed. A thread may still be dealing with the endpoint. */
     void remove(uint64_t key);
@@ -46,12 +48,7 @@ class ThreadPool {
     bool run(std::function<void()> task);
 
   private:
-    struct Watched {
-        std::shared_ptr<Endpoint> endpoint;
-        int descriptor;
-    };
-
-    int control(int operation, uint64_t key, int descriptor) const;
+    int control(int operation, uint64_t key, const Endpoint& endpoint) const;
 
     static void* threadMain(void* pool);
     void serve();
@@ -62,7 +59,7 @@ class ThreadPool {
     const FileDescriptor mEpoll;
 
     std::mutex mLock;  // guards everything below
-    std::unordered_map<uint64_t, Watched> mWatched;
+    std::unordered_map<uint64_t, std::shared_ptr<Endpoint>> mWatched;
     uint64_t mNextKey = 1;
     size_t mSpawnLimit;
     size_t mSpawned = 0;
