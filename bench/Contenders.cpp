@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/Files.h"
 #include "bench/DaemonRun.h"
 #include "bench/FloorRequest.h"
-#include "sim/UniqueFd.h"
 
 namespace bench {
 
@@ -92,7 +92,7 @@ class Server final : public Contender {
   private:
     const Store& mStore;
     const ServerKind mKind;
-    const sim::UniqueFd mChannel;
+    const zul::ScopedFd mChannel;
     const Process mProcess;
 };
 
@@ -106,7 +106,7 @@ template <const ServerKind& kKind>
 std::unique_ptr<Contender> startServer(const Store& store) {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return nullptr;
-    const sim::UniqueFd theirs(ends[1]);
+    const zul::ScopedFd theirs(ends[1]);
     return std::make_unique<Server>(store, kKind, ends[0], theirs.get());
 }
 

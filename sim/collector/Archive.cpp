@@ -5,8 +5,8 @@
 #include <string.h>
 #include <sys/wait.h>
 
+#include "base/RemoveTree.h"
 #include "sim/Files.h"
-#include "sim/Folders.h"
 
 namespace sim {
 namespace {
@@ -42,24 +42,13 @@ bool runTar(const std::string& parent, const std::string& name, int archive) {
 bool pack(const std::string& folder, const std::string& temporary) {
     const size_t slash = folder.rfind('/');
     unlink(temporary.c_str());
-    const UniqueFd archive = createFile(temporary, 0600);
-    if (!archive.isOpen()) return complain(temporary, errno);
+    const zul::ScopedFd archive = createFile(temporary, 0600);
+    if (!archive.ok()) return complain(temporary, errno);
     if (!runTar(folder.substr(0, slash + 1), folder.substr(slash + 1), archive.get())) return false;
     if (fsync(archive.get()) != 0) return complain(temporary, errno);
 
     const std::string whole = folder + ".zul";
     return rename(temporary.c_str(), whole.c_str()) == 0 || complain(whole, errno);
-}
-
-bool removeFolder(const std::string& folder) {
-    const FolderWalk walk = walkFolder(folder, 0);
-    if (walk == nullptr) return complain(folder, errno);
-    bool removed = true;
-    while (const FTSENT* entry = fts_read(walk.get())) {
-        if (entry->fts_info == FTS_D) continue;
-        if (remove(entry->fts_accpath) != 0) removed = complain(entry->fts_path, errno);
-    }
-    return removed;
 }
 
 }  // namespace
@@ -73,7 +62,7 @@ bool replaceByArchive(const std::string& folder) {
         unlink(temporary.c_str());
         return false;
     }
-    return removeFolder(folder);
+    return zul::removeTree(AT_FDCWD, folder.c_str()) || complain(folder, errno);
 }
 
 }  // namespace sim

@@ -47,9 +47,9 @@ bool appendRecord(int count, char** arguments) {
                               recordOfArguments(count, arguments) + openDescriptors() +
                               ignoredSignals() + "end\n";
     const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW;
-    const UniqueFd record(open(kRecord, flags, 0600));
-    if (!record.isOpen() || TEMP_FAILURE_RETRY(flock(record.get(), LOCK_EX)) != 0) return false;
-    return writeAll(record.get(), block);
+    const zul::ScopedFd record(open(kRecord, flags, 0600));
+    if (!record.ok() || TEMP_FAILURE_RETRY(flock(record.get(), LOCK_EX)) != 0) return false;
+    return zul::writeAll(record.get(), block);
 }
 
 bool obey(const std::string& order, const std::string& value, int count, char** arguments) {

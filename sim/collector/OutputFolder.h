@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "sim/UniqueFd.h"
+#include "base/Files.h"
 
 namespace sim {
 
@@ -15,14 +15,14 @@ class OutputFolder {
   public:
     explicit OutputFolder(const std::string& path);
 
-    bool isOpen() const { return mFd.isOpen(); }
+    bool isOpen() const { return mFd.ok(); }
     /** False also when that cannot be found out. */
     bool isEmpty() const;
     /** Adds a new file; a failure is reported on standard error and the capture goes on. */
     void add(const std::string& name, std::string_view text) const;
 
   private:
-    const UniqueFd mFd;
+    const zul::ScopedFd mFd;
 };
 
 }  // namespace sim

@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <vector>
 
 #include "sim/Files.h"
@@ -55,7 +54,7 @@ Gathered copyFiles(const std::string& pattern) {
 
 Gathered readLinks(const std::string& folder) {
     std::map<int, std::string> targets;
-    const std::unique_ptr<DIR, int (*)(DIR*)> open(opendir(folder.c_str()), closedir);
+    const zul::ScopedFolder open(opendir(folder.c_str()));
     if (open == nullptr) return {"", reason(folder, errno)};
     while (const dirent* entry = readdir(open.get())) {
         char target[PATH_MAX];

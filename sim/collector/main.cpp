@@ -29,7 +29,7 @@
 
 #include <string>
 
-#include "sim/Files.h"
+#include "base/Files.h"
 #include "sim/collector/Archive.h"
 #include "sim/collector/Arguments.h"
 #include "sim/collector/Gather.h"
@@ -80,8 +80,9 @@ int main(int argc, char** argv) {
     if (!request) return WRONG_CALL;
     const std::string record = sim::recordOfArguments(argc, argv);
     if (!isFolder(request->folder)) {
-        const bool replaced = sim::replaceFile(kLastCollector, record, 0600);
-        return replaced ? DONE : complain(kLastCollector, strerror(errno));
+        return zul::replaceFile(kLastCollector, record, 0600) == zul::Replacement::DONE
+                       ? DONE
+                       : complain(kLastCollector, strerror(errno));
     }
     while (request->folder.size() > 1 && request->folder.ends_with('/'))
         request->folder.pop_back();

@@ -19,7 +19,7 @@ constexpr size_t kMaxLineBytes = 4 * 1024 * 1024;
 
 }  // namespace
 
-Control::Control(UniqueFd fd, int limitSeconds) : mFd(std::move(fd)) {
+Control::Control(zul::ScopedFd fd, int limitSeconds) : mFd(std::move(fd)) {
     const timeval limit{limitSeconds, 0};
     if (limitSeconds == 0) return;
     for (const int direction : {SO_RCVTIMEO, SO_SNDTIMEO})
@@ -27,13 +27,13 @@ Control::Control(UniqueFd fd, int limitSeconds) : mFd(std::move(fd)) {
 }
 
 Control Control::connect() {
-    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    zul::ScopedFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     static_assert(sizeof(kControlSocket) <= sizeof(address.sun_path));
     std::copy(std::begin(kControlSocket), std::end(kControlSocket), address.sun_path);
     if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
-        fd = UniqueFd();
+        fd = zul::ScopedFd(-1);
     }
     return Control(std::move(fd));
 }

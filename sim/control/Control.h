@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "sim/UniqueFd.h"
+#include "base/Files.h"
 
 namespace sim {
 
@@ -23,12 +23,12 @@ inline constexpr char kExit[] = "exit ";
 class Control {
   public:
     /** Each step of sending and receiving may take so long; 0: for ever. */
-    explicit Control(UniqueFd fd, int limitSeconds = 0);
+    explicit Control(zul::ScopedFd fd, int limitSeconds = 0);
 
     /** Connects to the engine; not open, with errno set, when none serves. */
     static Control connect();
 
-    bool isOpen() const { return mFd.isOpen(); }
+    bool isOpen() const { return mFd.ok(); }
 
     /** Sends a line, which ends with its break. False when the peer is gone or takes nothing. */
     bool send(std::string_view line) const;
@@ -37,7 +37,7 @@ class Control {
     bool receive(std::string* line);
 
   private:
-    UniqueFd mFd;
+    zul::ScopedFd mFd;
     std::string mReceived;
 };
 

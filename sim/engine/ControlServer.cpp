@@ -102,16 +102,16 @@ void serveClient(Control client, CallbackList& callbacks) {
 
 }  // namespace
 
-std::string openControl(UniqueFd* listener) {
-    *listener = UniqueFd(android_get_control_socket(kControlName));
-    if (!listener->isOpen()) return std::string("init passed no socket ") + kControlName;
+std::string openControl(zul::ScopedFd* listener) {
+    *listener = zul::ScopedFd(android_get_control_socket(kControlName));
+    if (!listener->ok()) return std::string("init passed no socket ") + kControlName;
     if (fcntl(listener->get(), F_SETFD, FD_CLOEXEC) != 0 || listen(listener->get(), 16) != 0) {
         return std::string("cannot listen on ") + kControlSocket + ": " + strerror(errno);
     }
     return "";
 }
 
-void serveControl(const UniqueFd& listener, CallbackList& callbacks) {
+void serveControl(const zul::ScopedFd& listener, CallbackList& callbacks) {
     for (;;) {
         const int client = accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC);
         if (client < 0) {
@@ -120,7 +120,7 @@ void serveControl(const UniqueFd& listener, CallbackList& callbacks) {
             continue;
         }
         std::thread([client, &callbacks] {
-            serveClient(Control(UniqueFd(client), kStepLimitSeconds), callbacks);
+            serveClient(Control(zul::ScopedFd(client), kStepLimitSeconds), callbacks);
         }).detach();
     }
 }

@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
     }
 
     static sim::EngineCore core(*options.threadNumber, options.dieIn);
-    sim::UniqueFd control;
+    zul::ScopedFd control(-1);
     if (const std::string error = sim::openControl(&control); !error.empty()) return refuse(error);
     if (const std::string error = options.publish(core); !error.empty()) return refuse(error);
     printf("engine: ready\n");

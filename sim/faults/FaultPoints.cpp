@@ -10,7 +10,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "sim/UniqueFd.h"
+#include "base/Files.h"
 
 namespace sim {
 namespace {
@@ -25,7 +25,7 @@ __attribute__((constructor)) void begin() {
     for (size_t i = 0; i < kCallCount; i++)
         realFunction(static_cast<Call>(i));
     const char* path = getenv(kPageVariable);
-    const UniqueFd file(path != nullptr ? open(path, O_RDWR | O_CLOEXEC) : -1);
+    const zul::ScopedFd file(path != nullptr ? open(path, O_RDWR | O_CLOEXEC) : -1);
     void* shared =
             mmap(nullptr, sizeof(FaultPage), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
     unsetenv("LD_PRELOAD");

@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cutils/properties.h>
+#include <errno.h>
+#include <fts.h>
 #include <signal.h>
 #include <stdint.h>
 #include <string.h>
 
 #include <chrono>
+#include <memory>
 #include <set>
 #include <string>
 #include <thread>
 
+#include "base/Files.h"
 #include "sim/Files.h"
-#include "sim/Folders.h"
 
 namespace {
 
-constexpr char kSourceFolder[] = "/data/vendor/aee_exp";
+char kSourceFolder[] = "/data/vendor/aee_exp";
 constexpr char kTargetFolder[] = "/data/ZUL";
 // A requester looks for its copies one second after the request.
 constexpr std::chrono::milliseconds kPollPeriod{50};
@@ -47,7 +50,8 @@ std::string copy(const std::string& name, const std::string& source) {
     const std::string target = std::string(kTargetFolder) + "/" + name;
     const int error = sim::readFile(source, SIZE_MAX, &content, O_NOFOLLOW);
     if (error != 0) return source + ": " + strerror(error);
-    return sim::replaceFile(target, content, 0644) ? "" : target + ": " + strerror(errno);
+    const bool done = zul::replaceFile(target, content, 0644) == zul::Replacement::DONE;
+    return done ? "" : target + ": " + strerror(errno);
 }
 
 /** The copying for one kind: each file once in each request. */
@@ -60,7 +64,9 @@ class Copier {
             mTried.clear();
             return;
         }
-        const sim::FolderWalk walk = sim::walkFolder(kSourceFolder, FTS_NOCHDIR);
+        char* const paths[] = {kSourceFolder, nullptr};
+        const std::unique_ptr<FTS, int (*)(FTS*)> walk(
+                fts_open(paths, FTS_PHYSICAL | FTS_NOCHDIR, nullptr), fts_close);
         while (const FTSENT* entry = walk != nullptr ? fts_read(walk.get()) : nullptr) {
             const bool wanted = entry->fts_info == FTS_F && belongsTo(mKind, entry->fts_name);
             if (!wanted || !mTried.insert(entry->fts_path).second) continue;
