@@ -29,8 +29,8 @@ bool isRemoved(int folder, const char* name, int flags) {
 /** Removes all but folders from `folder`; `inner` is the name of one that stays. False when it cannot be listed. */
 bool removeFiles(int folder, std::string& inner) {
     inner.clear();
-    return forEachName(openInner(folder, "."), [&inner](int inside, const char* name) {
-        if (!isRemoved(inside, name, 0)) inner = name;
+    return forEachEntry(openInner(folder, "."), [&inner](int inside, const dirent& entry) {
+        if (!isRemoved(inside, entry.d_name, 0)) inner = entry.d_name;
         return true;
     });
 }
@@ -47,6 +47,13 @@ bool goBack(ScopedFd& folder, const Step& step) {
 }
 
 }  // namespace
+
+unsigned char kindOf(int folder, const dirent& entry) {
+    if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+    struct stat status = {};
+    if (fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+    return S_ISREG(status.st_mode) ? DT_REG : S_ISDIR(status.st_mode) ? DT_DIR : DT_UNKNOWN;
+}
 
 // Neither recursion nor a descriptor for each level: anybody can make thousands of them.
 bool emptyTree(int folder, const char* name) {

@@ -16,11 +16,11 @@ inline ScopedFd openInner(int folder, const char* name) {
 }
 
 /**
- * Calls `each(descriptor, name)` for each entry of `folder`, which it takes over, until one returns false.
+ * Calls `each(descriptor, entry)` for each entry of `folder`, which it takes over, until one returns false.
  * Returns false then, and when the folder cannot be listed to its end.
  */
 template <class Each>
-bool forEachName(ScopedFd folder, Each each) {
+bool forEachEntry(ScopedFd folder, Each each) {
     const ScopedFolder names(fdopendir(folder.get()));
     if (names == nullptr) return false;
     folder.release();
@@ -29,9 +29,12 @@ bool forEachName(ScopedFd folder, Each each) {
         const dirent* entry = readdir(names.get());
         if (entry == nullptr) return errno == 0;
         const std::string_view name = entry->d_name;
-        if (name != "." && name != ".." && !each(dirfd(names.get()), entry->d_name)) return false;
+        if (name != "." && name != ".." && !each(dirfd(names.get()), *entry)) return false;
     }
 }
+
+/** The kind of an entry as DT_… tells it, looked up where the listing does not. */
+unsigned char kindOf(int folder, const dirent& entry);
 
 /**
  * Removes `name` in `folder` and everything below it, however deep, without following links. False when

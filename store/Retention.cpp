@@ -14,6 +14,7 @@
 #include "base/Location.h"
 #include "base/Log.h"
 #include "base/Paths.h"
+#include "base/RemoveTree.h"
 #include "base/Text.h"
 #include "rules/HistoryRecord.h"
 #include "service/ZulService.h"
@@ -32,13 +33,6 @@ constexpr int32_t kLargestLimit = 400;
 constexpr size_t kTagLength = 10;
 /** A history line is read in pieces of this size, and each piece counts as a line. */
 constexpr size_t kLineSize = 256;
-
-bool isRegularFile(DIR* folder, const dirent& entry) {
-    if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_REG;
-    struct stat status = {};
-    return fstatat(dirfd(folder), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISREG(status.st_mode);
-}
 
 /** Makes a root of the store where it is missing. */
 bool ensureRoot(const char* root) {
@@ -85,21 +79,18 @@ void lowerSpecialCount() {
 
 /** Takes the archives in the top level of a root into count and lists. */
 void countArchives(const char* root, bool logNames) ZUL_EXCLUDES(ZulService::mServiceLock) {
-    ScopedFd opened = openFolder(root);
-    const ScopedFolder folder(opened.ok() ? fdopendir(opened.get()) : nullptr);
-    if (folder == nullptr) return;
-    opened.release();
-    while (const dirent* entry = readdir(folder.get())) {
-        if (!isRegularFile(folder.get(), *entry)) continue;
-        const std::string_view name = entry->d_name;
+    forEachEntry(openFolder(root), [=](int folder, const dirent& entry) {
+        if (kindOf(folder, entry) != DT_REG) return true;
+        const std::string_view name = entry.d_name;
         if (logNames) LOGD("dnam=%s", withoutControlBytes(name).c_str());
 
         const ScopedServiceLock lock(ZulService::mServiceLock);
         const auto archives = ZulService::mTagTable.find(std::string(name.substr(0, kTagLength)));
-        if (archives == ZulService::mTagTable.end()) continue;
+        if (archives == ZulService::mTagTable.end()) return true;
         ZulService::mCompressFileCount.fetch_add(1);
         archives->second.emplace_back(root).append(name);
-    }
+        return true;
+    });
 }
 
 Removal removeAndTell(const std::string& path) {

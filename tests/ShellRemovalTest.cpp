@@ -166,10 +166,11 @@ INSTANTIATE_TEST_SUITE_P(Paths, RefusedRemovalTest, testing::ValuesIn(kRefusedCa
 
 TEST_F(ShellRemovalTest, EachByteIsPlainOrRefused) {
     const std::string plain = "/._-+:,@%=#~!^";
-    for (int byte = 1; byte < 128; byte++) {
+    for (int byte = 0; byte < 256; byte++) {
         const char c = static_cast<char>(byte);
         const std::string path = std::string("/data/ZUL/a") + c + "b";
-        const bool isPlain = isalnum(byte) != 0 || plain.find(c) != std::string::npos;
+        const bool isPlain =
+                byte >= 0x80 || isalnum(byte) != 0 || plain.find(c) != std::string::npos;
         EXPECT_EQ(removeWithShell(path, ";"),
                   isPlain ? (c == '/' ? Removal::DONE : Removal::SHELL_EXITED) : Removal::REFUSED)
                 << byte;

@@ -45,8 +45,8 @@ Device Session::open(size_t number) {
         const zul::ScopedFd folder = zul::openInner(AT_FDCWD, path.c_str());
         if (!unpackTar(archive.get(), folder.get()))
             problem(*root + ": no archive of zulctl export");
-        zul::forEachName(zul::openInner(folder.get(), "."), [&](int, const char* name) {
-            root = path + "/" + name;
+        zul::forEachEntry(zul::openInner(folder.get(), "."), [&](int, const dirent& entry) {
+            root = path + "/" + entry.d_name;
             return false;
         });
     }

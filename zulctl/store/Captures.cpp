@@ -32,11 +32,11 @@ uint64_t sizeOfTree(int parent, const char* name, int depth) {
     uint64_t bytes = 0;
     zul::ScopedFd folder = zul::openInner(parent, name);
     if (!folder.ok() || depth == kDeepestFolder) return bytes;
-    zul::forEachName(std::move(folder), [&bytes, depth](int inside, const char* each) {
+    zul::forEachEntry(std::move(folder), [&bytes, depth](int inside, const dirent& each) {
         struct stat status = {};
-        if (fstatat(inside, each, &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
+        if (fstatat(inside, each.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
         if (S_ISREG(status.st_mode)) bytes += static_cast<uint64_t>(status.st_size);
-        if (S_ISDIR(status.st_mode)) bytes += sizeOfTree(inside, each, depth + 1);
+        if (S_ISDIR(status.st_mode)) bytes += sizeOfTree(inside, each.d_name, depth + 1);
         return true;
     });
     return bytes;

@@ -5,7 +5,6 @@
 #include <dirent.h>
 #include <errno.h>
 #include <string.h>
-#include <sys/stat.h>
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"
@@ -13,18 +12,6 @@
 #include "zulctl/Session.h"
 
 namespace zulctl {
-
-namespace {
-
-/** The kind of an entry as DT_… tells it, looked up where the listing does not. */
-unsigned char kindOf(int folder, const dirent& entry) {
-    if (entry.d_type != DT_UNKNOWN) return entry.d_type;
-    struct stat status = {};
-    if (fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
-    return S_ISREG(status.st_mode) ? DT_REG : S_ISDIR(status.st_mode) ? DT_DIR : DT_UNKNOWN;
-}
-
-}  // namespace
 
 zul::ScopedFd CaptureFolder::open() const {
     return zul::openInner(root, isTypeFolder() ? name.c_str() : ".");
@@ -56,7 +43,7 @@ void DiskIndex::list(const CaptureFolder& folder, Session& session,
     errno = 0;
     while (const dirent* entry = readdir(names.get())) {
         const std::string_view name = entry->d_name;
-        const unsigned char kind = kindOf(dirfd(names.get()), *entry);
+        const unsigned char kind = zul::kindOf(dirfd(names.get()), *entry);
         if (kind == DT_REG && name.ends_with(zul::kArchiveSuffix)) {
             add(kept, lastName(name), false);
         } else if (kind == DT_DIR && !add(kept, name, true) && others != nullptr &&
