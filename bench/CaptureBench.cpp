@@ -51,9 +51,9 @@ void captures(benchmark::State& state, const ContenderKind& row, const Load& loa
     // The daemon counts at its start what lies there, and the floor is to touch the same folders.
     const bool inRoot = std::string_view(row.root) != "/data/script";
     floorStore.fill(tags, load.archives, true);
-    const std::unique_ptr<Contender> floor = bench::kContenders[0].start(floorStore);
+    const Contender floor = bench::kContenders[0].start(floorStore);
     store.fill(tags, load.archives, inRoot);
-    const std::unique_ptr<Contender> contender = row.start(store);
+    const Contender contender = row.start(store);
     if (floor == nullptr || contender == nullptr) {
         state.SkipWithError("a contender does not come up");
         return;
@@ -68,8 +68,8 @@ void captures(benchmark::State& state, const ContenderKind& row, const Load& loa
                 return bench::Job{tag, load.order,
                                   prunes ? where.oldArchive(tag, 1, archivesInRoot) : ""};
             };
-            times.push_back(contender->capture(job(store, inRoot)));
-            ratios.push_back(times.back() / floor->capture(job(floorStore, true)));
+            times.push_back(contender(job(store, inRoot)));
+            ratios.push_back(times.back() / floor(job(floorStore, true)));
         }
         if (std::ranges::min(times) < 0 || std::ranges::min(ratios) < 0)
             state.SkipWithError("a capture failed");

@@ -25,20 +25,12 @@ double timed(Work work) {
 }
 
 /** The whole way: from the engine's call to the answer, through two processes. */
-class Daemon final : public Contender {
-  public:
-    explicit Daemon(std::unique_ptr<DaemonRun> run) : mRun(std::move(run)) {}
-    double capture(const Job& job) override {
-        return timed([&] { return mRun->capture(0, job.tag, job.text); });
-    }
-
-  private:
-    const std::unique_ptr<DaemonRun> mRun;
-};
-
-std::unique_ptr<Contender> startDaemon(const char* mode) {
-    std::unique_ptr<DaemonRun> run = DaemonRun::start(mode);
-    return run != nullptr ? std::make_unique<Daemon>(std::move(run)) : nullptr;
+Contender startDaemon(const char* mode) {
+    const std::shared_ptr<DaemonRun> run = DaemonRun::start(mode);
+    if (run == nullptr) return nullptr;
+    return [run](const Job& job) {
+        return timed([&] { return run->capture(0, job.tag, job.text); });
+    };
 }
 
 /** Fork has to copy more for a process with more threads, so the floor gets as many. */
@@ -62,39 +54,24 @@ struct ServerKind {
     bool countsWay;
 };
 
-class Server final : public Contender {
-  public:
-    Server(const Store& store, const ServerKind& kind, int ours, int theirs)
-          : mStore(store),
-            mKind(kind),
-            mChannel(ours),
-            mProcess({kind.program, daemonThreads()}, theirs) {}
+double askServer(const Store& store, const ServerKind& kind, int channel, const Job& job) {
+    const std::string folder = store.typeFolder(job.tag) + job.tag + "_2020_01_01_00_00_00_0";
+    FloorRequest request = {};
+    put(job.tag, request.tag);
+    put(folder, request.folder);
+    put(store.historyFile(), request.historyFile);
+    put(job.tag + "|2020-01-01 00:00:00|" + folder + ".zul|build\n", request.historyLine);
+    put(job.oldArchive, request.oldArchive);
+    put(job.text, request.text);
+    request.withVfork = kind.withVfork;
 
-    double capture(const Job& job) override {
-        const std::string folder = mStore.typeFolder(job.tag) + job.tag + "_2020_01_01_00_00_00_0";
-        FloorRequest request = {};
-        put(job.tag, request.tag);
-        put(folder, request.folder);
-        put(mStore.historyFile(), request.historyFile);
-        put(job.tag + "|2020-01-01 00:00:00|" + folder + ".zul|build\n", request.historyLine);
-        put(job.oldArchive, request.oldArchive);
-        put(job.text, request.text);
-        request.withVfork = mKind.withVfork;
-
-        double inside = -1;
-        const double wholeWay = timed([&] {
-            send(mChannel.get(), &request, sizeof(request), MSG_NOSIGNAL);
-            return recv(mChannel.get(), &inside, sizeof(inside), 0) == sizeof(inside) && inside > 0;
-        });
-        return mKind.countsWay ? wholeWay : inside;
-    }
-
-  private:
-    const Store& mStore;
-    const ServerKind mKind;
-    const zul::ScopedFd mChannel;
-    const Process mProcess;
-};
+    double inside = -1;
+    const double wholeWay = timed([&] {
+        send(channel, &request, sizeof(request), MSG_NOSIGNAL);
+        return recv(channel, &inside, sizeof(inside), 0) == sizeof(inside) && inside > 0;
+    });
+    return kind.countsWay ? wholeWay : inside;
+}
 
 constexpr char kFloor[] = "/zul/bin/zul_bench_floor";
 constexpr ServerKind kFork = {kFloor, false, false};
@@ -103,29 +80,25 @@ constexpr ServerKind kWithWay = {kFloor, false, true};
 constexpr ServerKind kDaemonCode = {"/zul/bin/zul_bench_daemon_code", false, false};
 
 template <const ServerKind& kKind>
-std::unique_ptr<Contender> startServer(const Store& store) {
+Contender startServer(const Store& store) {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return nullptr;
+    const auto ours = std::make_shared<zul::ScopedFd>(ends[0]);
     const zul::ScopedFd theirs(ends[1]);
-    return std::make_unique<Server>(store, kKind, ends[0], theirs.get());
+    const auto process = std::make_shared<Process>(
+            std::vector<std::string>{kKind.program, daemonThreads()}, theirs.get());
+    return [&store, ours, process](const Job& job) {
+        return askServer(store, kKind, ours->get(), job);
+    };
 }
 
-class Script final : public Contender {
-  public:
-    explicit Script(const Store& store) : mStore(store) {}
-    double capture(const Job& job) override {
+Contender startScript(const Store& store) {
+    return [&store](const Job& job) {
         return timed([&] {
-            return Process({"/src/bench/capture_script", mStore.root(), job.tag, job.text})
+            return Process({"/src/bench/capture_script", store.root(), job.tag, job.text})
                     .succeeds();
         });
-    }
-
-  private:
-    const Store& mStore;
-};
-
-std::unique_ptr<Contender> startScript(const Store& store) {
-    return std::make_unique<Script>(store);
+    };
 }
 
 }  // namespace

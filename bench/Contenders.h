@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <memory>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,21 +18,16 @@ struct Job {
     std::string oldArchive;
 };
 
-/** Something that makes captures. */
-class Contender {
-  public:
-    virtual ~Contender() = default;
-    /** Makes one capture and returns the seconds it took, or -1 when it failed. */
-    virtual double capture(const Job& job) = 0;
-};
+/** Makes one capture and returns the seconds it took, or -1 when it failed. Ends its processes with itself. */
+using Contender = std::function<double(const Job&)>;
 
 /** A row of the table. */
 struct ContenderKind {
     const char* name;
     /** Where its output goes. */
     const char* root;
-    /** Starts it on a filled store; null when it does not come up. */
-    std::unique_ptr<Contender> (*start)(const Store& store);
+    /** Starts it on a filled store, which must live as long; empty when it does not come up. */
+    Contender (*start)(const Store& store);
 };
 extern const std::vector<ContenderKind> kContenders;
 

@@ -5,23 +5,17 @@
 // Argument: the number of threads.
 
 #include <fcntl.h>
-#include <stdlib.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 #include "bench/FloorRequest.h"
-#include "bench/Process.h"
 
 namespace {
 
 using bench::FloorRequest;
-using bench::kChannel;
 
 bool recordLine(const FloorRequest& request) {
     const int file = open(request.historyFile, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
@@ -53,17 +47,6 @@ bool capture(FloorRequest& request) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    for (int i = argc > 1 ? atoi(argv[1]) : 1; i > 1; i--)
-        std::thread(pause).detach();
-    fcntl(kChannel, F_SETFD, FD_CLOEXEC);
     umask(0);
-
-    FloorRequest request;
-    while (recv(kChannel, &request, sizeof(request), 0) == sizeof(request)) {
-        const auto start = std::chrono::steady_clock::now();
-        const bool done = capture(request);
-        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-        const double answer = done ? took.count() : -1;
-        send(kChannel, &answer, sizeof(answer), MSG_NOSIGNAL);
-    }
+    bench::serveRequests(argc, argv, capture);
 }

@@ -1,6 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "bench/Process.h"
+
 namespace bench {
 
 /**
@@ -18,5 +28,25 @@ struct FloorRequest {
     char text[16];
     bool withVfork;
 };
+
+/**
+ * Answers requests until the channel ends, by what `capture` makes of them. The process gets as many threads
+ * as its argument says.
+ */
+template <class Capture>
+void serveRequests(int argc, char** argv, Capture capture) {
+    for (int i = argc > 1 ? atoi(argv[1]) : 1; i > 1; i--)
+        std::thread(pause).detach();
+    fcntl(kChannel, F_SETFD, FD_CLOEXEC);
+
+    FloorRequest request;
+    while (recv(kChannel, &request, sizeof(request), 0) == sizeof(request)) {
+        const auto start = std::chrono::steady_clock::now();
+        const bool done = capture(request);
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        const double answer = done ? took.count() : -1;
+        send(kChannel, &answer, sizeof(answer), MSG_NOSIGNAL);
+    }
+}
 
 }  // namespace bench
