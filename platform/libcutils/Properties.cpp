@@ -55,37 +55,23 @@ std::string readValue(const char* key) {
     return value;
 }
 
-/** An unfinished property file, removed at the end unless it was published. */
-class NewValue {
-  public:
-    NewValue() : mPath(kTemporary), mFd(mkostemp(mPath.data(), O_CLOEXEC)) {}
-    ~NewValue() {
-        if (mFd < 0) return;
-        const int savedErrno = errno;
-        close(mFd);
-        unlink(mPath.c_str());
-        errno = savedErrno;
-    }
-    NewValue(const NewValue&) = delete;
-    NewValue& operator=(const NewValue&) = delete;
-
-    bool fill(std::string_view value) const {
-        const auto size = static_cast<ssize_t>(value.size());
-        return mFd >= 0 && fchmod(mFd, 0644) == 0 &&
-               TEMP_FAILURE_RETRY(write(mFd, value.data(), value.size())) == size;
-    }
-
-    bool publish(std::string_view name) const {
-        const std::string path = pathOf(name);
-        // link() never replaces: of several processes that set an "ro." property, one succeeds.
-        if (isWriteOnce(name)) return link(mPath.c_str(), path.c_str()) == 0;
-        return rename(mPath.c_str(), path.c_str()) == 0;
-    }
-
-  private:
-    std::string mPath;
-    const int mFd;
-};
+/** Puts a file with the value into the place of that name, whole or not at all. */
+bool publish(std::string_view name, std::string_view value) {
+    std::string fresh(kTemporary);
+    const int fd = mkostemp(fresh.data(), O_CLOEXEC);
+    if (fd < 0) return false;
+    const auto size = static_cast<ssize_t>(value.size());
+    const std::string path = pathOf(name);
+    // link() never replaces: of several processes that set an "ro." property, one succeeds.
+    const bool done = fchmod(fd, 0644) == 0 &&
+                      TEMP_FAILURE_RETRY(write(fd, value.data(), value.size())) == size &&
+                      (isWriteOnce(name) ? link : rename)(fresh.c_str(), path.c_str()) == 0;
+    const int error = errno;
+    close(fd);
+    unlink(fresh.c_str());
+    errno = error;
+    return done;
+}
 
 }  // namespace
 
@@ -131,8 +117,7 @@ int property_set(const char* key, const char* value) {
         errno = EINVAL;
         return -1;
     }
-    const NewValue next;
-    return next.fill(text) && next.publish(key) ? 0 : -1;
+    return publish(key, text) ? 0 : -1;
 }
 
 int property_list(void (*propfn)(const char* key, const char* value, void* cookie), void* cookie) {

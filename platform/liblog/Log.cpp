@@ -55,18 +55,6 @@ class LocalOffset {
 /** Made while the library loads, before the process can have a second thread. */
 LocalOffset gLocalOffset;
 
-/** Puts `errno` back at the end of a scope. */
-class KeptErrno {
-  public:
-    KeptErrno() = default;
-    ~KeptErrno() { errno = mValue; }
-    KeptErrno(const KeptErrno&) = delete;
-    KeptErrno& operator=(const KeptErrno&) = delete;
-
-  private:
-    const int mValue = errno;
-};
-
 /** What one message becomes, without memory of the allocator's. */
 class Rows {
   public:
@@ -97,17 +85,18 @@ char priorityLetter(int prio) {
 
 int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
     char message[kMaxPrintedBytes + 1];
-    const KeptErrno keptErrno;
+    const int keptErrno = errno;
     va_list arguments;
     va_start(arguments, fmt);
     vsnprintf(message, sizeof(message), fmt, arguments);
     va_end(arguments);
+    errno = keptErrno;
     return __android_log_write(prio, tag, message);
 }
 
 int __android_log_write(int prio, const char* tag, const char* text) {
     using namespace std::chrono;
-    const KeptErrno keptErrno;
+    const int keptErrno = errno;
     struct timespec now {};
     clock_gettime(CLOCK_REALTIME, &now);
 
@@ -135,5 +124,7 @@ int __android_log_write(int prio, const char* tag, const char* text) {
         start = next + 1;
     }
     rows.add(head, message.substr(start));
-    return rows.write();
+    const int result = rows.write();
+    errno = keptErrno;
+    return result;
 }
