@@ -11,6 +11,7 @@ using ::ndk::ICInterface;
 using ::ndk::ScopedAStatus;
 using ::ndk::SpAIBinder;
 using ::ndk::details::call;
+using ::ndk::details::query;
 using ::ndk::details::serve;
 
 namespace aidl::vendor::morvantic::hardware::zul::zulengine {
@@ -33,10 +34,10 @@ class Proxy : public ::ndk::BpCInterface<Interface> {
     using ::ndk::BpCInterface<Interface>::BpCInterface;
 
     ScopedAStatus getInterfaceVersion(int32_t* version) override {
-        return call(this->asBinder(), IZul_getInterfaceVersion, version);
+        return query(this->asBinder(), IZul_getInterfaceVersion, version);
     }
     ScopedAStatus getInterfaceHash(std::string* hash) override {
-        return call(this->asBinder(), IZul_getInterfaceHash, hash);
+        return query(this->asBinder(), IZul_getInterfaceHash, hash);
     }
 };
 
@@ -45,11 +46,11 @@ class BpZul final : public Proxy<IZul> {
     using Proxy::Proxy;
 
     ScopedAStatus getThreadNumber(int32_t* number) override {
-        return call(asBinder(), IZul_getThreadNumber, number);
+        return query(asBinder(), IZul_getThreadNumber, number);
     }
     ScopedAStatus registerClientCallback(
             const std::shared_ptr<IZulClientCallback>& callback) override {
-        return call(asBinder(), IZul_registerClientCallback, nullptr, callback);
+        return call(asBinder(), IZul_registerClientCallback, callback);
     }
 };
 
@@ -60,20 +61,20 @@ class BpZulClientCallback final : public Proxy<IZulClientCallback> {
     ScopedAStatus onRunMultiPidZULCallback(const std::string& sceneType, int64_t flag,
                                            const std::string& multiPid,
                                            const std::string& extraInfo) override {
-        return call(asBinder(), IZulClientCallback_onRunMultiPidZULCallback, nullptr, sceneType,
-                    flag, multiPid, extraInfo);
+        return call(asBinder(), IZulClientCallback_onRunMultiPidZULCallback, sceneType, flag,
+                    multiPid, extraInfo);
     }
     ScopedAStatus onRunSimpMultiPidZULCallback(const std::string& sceneType,
                                                const std::string& multiPid) override {
-        return call(asBinder(), IZulClientCallback_onRunSimpMultiPidZULCallback, nullptr, sceneType,
+        return call(asBinder(), IZulClientCallback_onRunSimpMultiPidZULCallback, sceneType,
                     multiPid);
     }
     ScopedAStatus onRunSimpZULCallback(const std::string& sceneType, int32_t pid) override {
-        return call(asBinder(), IZulClientCallback_onRunSimpZULCallback, nullptr, sceneType, pid);
+        return call(asBinder(), IZulClientCallback_onRunSimpZULCallback, sceneType, pid);
     }
     ScopedAStatus onRunZULCallback(const std::string& sceneType, int64_t flag, int32_t pid,
                                    const std::string& extraInfo) override {
-        return call(asBinder(), IZulClientCallback_onRunZULCallback, nullptr, sceneType, flag, pid,
+        return call(asBinder(), IZulClientCallback_onRunZULCallback, sceneType, flag, pid,
                     extraInfo);
     }
 };

@@ -10,9 +10,10 @@
 #include <string>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 
 // Both ends of an AIDL call, for any method: the method's own type says what travels. Arguments are
-// values, strings and interfaces; a result comes through a pointer, as the last parameter.
+// values, strings and interfaces; a result comes through a pointer, as the only parameter.
 
 namespace ndk::details {
 
@@ -55,78 +56,60 @@ binder_status_t read(const AParcel* parcel, std::shared_ptr<Interface>* interfac
     return binder.get() != nullptr && *interface == nullptr ? STATUS_BAD_TYPE : STATUS_OK;
 }
 
-/** Runs the steps until one fails. */
-template <typename... Steps>
-binder_status_t firstFailure(Steps&&... steps) {
-    binder_status_t status = STATUS_OK;
-    ((status = status == STATUS_OK ? steps() : status), ...);
-    return status;
-}
-
-/** Sends the arguments, waits for the status and, when it is good and `result` is given, reads it. */
-template <typename Result, typename... Args>
-ScopedAStatus call(const SpAIBinder& binder, transaction_code_t code, Result* result,
-                   const Args&... args) {
-    ScopedAParcel in;
-    ScopedAParcel out;
-    ScopedAStatus answer;
-    const binder_status_t status = firstFailure(
-            [&] { return AIBinder_prepareTransaction(binder.get(), in.getR()); },
-            [&] { return write(in.get(), args); }...,
-            [&] { return AIBinder_transact(binder.get(), code, in.getR(), out.getR(), 0); },
-            [&] { return AParcel_readStatusHeader(out.get(), answer.getR()); });
-    if (status != STATUS_OK) return ScopedAStatus::fromStatus(status);
-    if constexpr (!std::is_same_v<Result, std::nullptr_t>) {
-        const binder_status_t read = answer.isOk() ? details::read(out.get(), result) : STATUS_OK;
-        if (read != STATUS_OK) return ScopedAStatus::fromStatus(read);
-    }
-    return answer;
-}
-
-/** A call without a result. */
+/** Sends the arguments and waits for the status; the result, if any, is then in `out`. */
 template <typename... Args>
-ScopedAStatus call(const SpAIBinder& binder, transaction_code_t code, std::nullptr_t,
-                   const Args&... args) {
-    return call<std::nullptr_t>(binder, code, static_cast<std::nullptr_t*>(nullptr), args...);
+ScopedAStatus transact(const SpAIBinder& binder, transaction_code_t code, ScopedAParcel* out,
+                       const Args&... args) {
+    ScopedAParcel in;
+    ScopedAStatus answer;
+    binder_status_t status = AIBinder_prepareTransaction(binder.get(), in.getR());
+    ((status = status == STATUS_OK ? write(in.get(), args) : status), ...);
+    if (status == STATUS_OK) {
+        status = AIBinder_transact(binder.get(), code, in.getR(), out->getR(), 0);
+    }
+    if (status == STATUS_OK) status = AParcel_readStatusHeader(out->get(), answer.getR());
+    return status == STATUS_OK ? std::move(answer) : ScopedAStatus::fromStatus(status);
 }
 
-/** Reads the arguments, calls the method of the implementation, writes its status and result. */
+/** Calls a method without a result. */
+template <typename... Args>
+ScopedAStatus call(const SpAIBinder& binder, transaction_code_t code, const Args&... args) {
+    ScopedAParcel out;
+    return transact(binder, code, &out, args...);
+}
+
+/** Calls a method without arguments. */
+template <typename Result>
+ScopedAStatus query(const SpAIBinder& binder, transaction_code_t code, Result* result) {
+    ScopedAParcel out;
+    ScopedAStatus answer = transact(binder, code, &out);
+    return answer.isOk() ? ScopedAStatus::fromStatus(read(out.get(), result)) : std::move(answer);
+}
+
+/** Calls the method of the implementation and writes its status and result. */
+template <typename Interface, typename Result>
+binder_status_t serve(Interface& implementation, ScopedAStatus (Interface::*method)(Result*),
+                      const AParcel*, AParcel* out) {
+    Result result{};
+    const ScopedAStatus answer = (implementation.*method)(&result);
+    const binder_status_t status = AParcel_writeStatusHeader(out, answer.get());
+    return status == STATUS_OK && answer.isOk() ? write(out, result) : status;
+}
+
+/** Reads the arguments, calls the method of the implementation and writes its status. */
 template <typename Interface, typename... Args>
 binder_status_t serve(Interface& implementation, ScopedAStatus (Interface::*method)(Args...),
                       const AParcel* in, AParcel* out) {
-    // A pointer among the parameters is where the result goes, all others are arguments.
-    std::tuple<std::remove_pointer_t<std::decay_t<Args>>...> values;
+    std::tuple<std::decay_t<Args>...> arguments;
     binder_status_t status = STATUS_OK;
-    const auto readOne = [&]<typename Arg>(std::type_identity<Arg>, auto& value) {
-        if constexpr (!std::is_pointer_v<Arg>) {
-            if (status == STATUS_OK) status = read(in, &value);
-        }
+    const auto readAll = [&](auto&... argument) {
+        ((status = status == STATUS_OK ? read(in, &argument) : status), ...);
     };
-    const auto writeOne = [&]<typename Arg>(std::type_identity<Arg>, const auto& value) {
-        if constexpr (std::is_pointer_v<Arg>) {
-            if (status == STATUS_OK) status = write(out, value);
-        }
-    };
-    const auto pass = []<typename Arg>(std::type_identity<Arg>, auto& value) -> Arg {
-        if constexpr (std::is_pointer_v<Arg>) {
-            return &value;
-        } else {
-            return value;
-        }
-    };
-    return std::apply(
-            [&](auto&... value) -> binder_status_t {
-                (readOne(std::type_identity<Args>(), value), ...);
-                if (status != STATUS_OK) return status;
-                const ScopedAStatus answer =
-                        (implementation.*method)(pass(std::type_identity<Args>(), value)...);
-                status = AParcel_writeStatusHeader(out, answer.get());
-                if (status == STATUS_OK && answer.isOk()) {
-                    (writeOne(std::type_identity<Args>(), value), ...);
-                }
-                return status;
-            },
-            values);
+    std::apply(readAll, arguments);
+    if (status != STATUS_OK) return status;
+    const ScopedAStatus answer = std::apply(
+            [&](auto&... argument) { return (implementation.*method)(argument...); }, arguments);
+    return AParcel_writeStatusHeader(out, answer.get());
 }
 
 }  // namespace ndk::details
