@@ -56,15 +56,5 @@ TEST_F(CallbackTest, CallsBecomeRequestsAndAlwaysSucceed) {
     callAll(*aidl);
 }
 
-TEST_F(CallbackTest, AdapterOwnsItsService) {
-    const size_t before = FakeSystem::services();
-    {
-        const android::sp<ZulCallBack> hidl = new ZulCallBack(new ZulService());
-        const auto aidl = ndk::SharedRefBase::make<ZulAidlCallBack>(new ZulService());
-        EXPECT_EQ(FakeSystem::services(), before + 2);
-    }
-    EXPECT_EQ(FakeSystem::services(), before);
-}
-
 }  // namespace
 }  // namespace zul::test

@@ -12,8 +12,6 @@
 #include <hidl/HidlTransportSupport.h>
 #include <hidl/Status.h>
 #include <unistd.h>
-#include <utils/String16.h>
-#include <utils/String8.h>
 
 #include <string>
 #include <utility>
@@ -24,8 +22,6 @@
 namespace zul::test {
 namespace {
 
-using android::String16;
-using android::String8;
 using android::hardware::configureRpcThreadpool;
 using android::hardware::joinRpcThreadpool;
 using android::hardware::Return;
@@ -136,13 +132,6 @@ TEST(LogTest, RowsAreOneWriteOfBoundedSize) {
         EXPECT_EQ(lines, expected);
         EXPECT_EQ(lines.size(), static_cast<size_t>(written));
     }
-}
-
-TEST(StringTest, ConvertsBothWays) {
-    for (const char* text : {"", "com.example.app", "\xC3\xA4\xEF\xBF\xBF\xF4\x8F\xBF\xBF"})
-        EXPECT_STREQ(text, String8(String16(text)).c_str());
-    const char16_t halves[] = {0xDE00, 0xD83D, u'a', 0xD83D};
-    EXPECT_STREQ("a", String8(String16(halves, 4)).c_str()) << "half a pair is dropped";
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 # Sourced by the end-to-end tests, which run inside the box: the real daemon, the real engine
 # stand-in, and plain questions about what they left behind.
 #
-# first_capture, config, engine_returns, late_engine and tools/demo_story also run elsewhere, as over the
+# first_capture, engine_returns, late_engine and tools/demo_story also run elsewhere, as over the
 # platform's own libraries and the kernel's binder. Two variables tell, and the box passes them on:
 #   ZUL_BINARIES   a folder whose programs come before those of this build: zuld, zul_engine, fire, zulctl, ...
 #   ZUL_BINDER     a script for another binder, sourced when all functions are there: it starts what that needs,
@@ -201,17 +201,6 @@ has_archives() {
 # wait_registered N: until the engine has so many callbacks.
 wait_registered() {
     fire wait "$1" >/dev/null || fail "the callbacks are not registered"
-}
-
-# run_as NAME: a process whose first argument is NAME; its id is then in $process.
-run_as() {
-    (exec -a "$1" sleep 100) &
-    process=$!
-    wait_for 5 is_named "$1" || fail "no process '$1'"
-}
-
-is_named() {
-    [[ $(tr '\0' '\n' <"/proc/$process/cmdline") = "$1"$'\n'* ]]
 }
 
 # assert_collector_got VALUE N: what the last recorded collector got as its argument N.
