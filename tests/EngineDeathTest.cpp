@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <pthread.h>
+
 #include <chrono>
 #include <deque>
 #include <mutex>
@@ -22,9 +24,16 @@ class FakeLink : public EngineLink {
     bool find() override { return ask('f'); }
     Answer registerCallbacks() override {
         takeThreadNumber(3);
+        // As a pool that starts does.
+        pthread_setname_np(pthread_self(), "pool");
         return ask('r') ? Answer::REGISTERED : mBad;
     }
-    bool linkToDeath() override { return ask('l'); }
+    bool linkToDeath() override {
+        char name[16] = {};
+        pthread_getname_np(pthread_self(), name, sizeof(name));
+        EXPECT_STREQ(name, "zul_engine");
+        return ask('l');
+    }
 
     bool ask(char question) {
         const std::lock_guard<std::mutex> lock(mLock);

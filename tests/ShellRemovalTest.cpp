@@ -64,8 +64,14 @@ TEST_F(ShellRemovalTest, WhatOnlyRootCanWriteInIsLeftAlone) {
 TEST_F(ShellRemovalTest, StickyFoldersAboveTheStoreStaySo) {
     const auto before = fs::status("/morvfs").permissions();
     fs::permissions("/morvfs", fs::perms(01777));
-    EXPECT_EQ(removeWithShell("/morvfs/stuck_logo/a_1", ";"), Removal::SHELL_EXITED);
-    EXPECT_EQ(fs::status("/morvfs").permissions(), fs::perms(01777));
+    ASSERT_EQ(chmod("/data", 0755), 0);
+    fs::create_directory_symlink("/morvfs", "/data/link");
+    for (const char* top : {"/morvfs", "/data/link"}) {
+        EXPECT_EQ(removeWithShell(std::string(top) + "/stuck_logo/a_1", ";"),
+                  Removal::SHELL_EXITED);
+        EXPECT_EQ(fs::status("/morvfs").permissions(), fs::perms(01777)) << top;
+    }
+    fs::remove("/data/link");
     fs::permissions("/morvfs", before);
 }
 

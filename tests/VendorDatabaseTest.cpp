@@ -38,6 +38,8 @@ const CopyCase kCopyCases[] = {
         {"NoConnsys", "/v/db.fatal.connsysdump.db", "/v/db.fatal.connsysdump.db", kUnset + kUnset},
         {"ConnsysFile", "/v/fatal.connsysdump.00.dbg/;/b;", "/data/ZUL/fatal.connsysdump.00.dbg;/b",
          kUnset + "1"},
+        {"NoConnsysFile", "/v/fatal.connsysdump.00.db", "/v/fatal.connsysdump.00.db",
+         kUnset + kUnset},
         {"NameInAFolder", "/db.fatal.08.EE.dbg/x", "/data/ZUL/x", "1" + kUnset},
         {"BothInOnePath", "/fatal.scp.00.dbg/fatal.connsysdump.00.dbg",
          "/data/ZUL/fatal.connsysdump.00.dbg", "11"},
