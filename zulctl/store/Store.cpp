@@ -61,7 +61,7 @@ zul::ScopedFd openRegularAt(int parent, const char* name) {
 
 std::string whyNotOpened(int error) {
     if (error == ELOOP) return "a link, which is not followed";
-    return error == EINVAL ? "no regular file" : strerror(error);
+    return error == EINVAL ? "not a regular file" : strerror(error);
 }
 
 std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& problem) {
