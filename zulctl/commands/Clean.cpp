@@ -89,8 +89,8 @@ std::string readOrder(const Options& options, Order& order) {
 /** Its collector may be about to start. */
 bool isNew(const DiskEntry& entry) {
     struct stat status = {};
-    const std::string name(entry.name());
-    if (fstatat(entry.folder->open().get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (fstatat(entry.folder->open().get(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) !=
+        0) {
         return false;
     }
     const time_t age = time(nullptr) - status.st_mtime;
@@ -170,10 +170,9 @@ Status runClean(Session& session) {
         Captures captures(session, device);
         if (!device.store->isCopy && !captures.lookAtProcesses()) return;
         for (const auto& [capture, size] : choose(session, order, device, captures)) {
-            const std::string_view path =
-                    capture.isFolder() ? capture.entry->path() : capture.archive;
+            const std::string path = capture.isFolder() ? capture.entry->path() : capture.archive;
             if (options.force && !remove(capture)) {
-                session.problem("not removed: " + std::string(path));
+                session.problem("not removed: " + path);
                 continue;
             }
             table.row({{options.force, options.force ? "removed" : "would be"},
