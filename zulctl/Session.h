@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "zulctl/Command.h"
 #include "zulctl/Output.h"

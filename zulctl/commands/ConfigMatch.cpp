@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <stdlib.h>
-
 #include <algorithm>
 
 #include "rules/SceneTypes.h"
@@ -34,7 +32,7 @@ class Replay {
 
     void take(const LogLine& line) {
         if (line.role() == LineRole::DAEMON_START) {
-            mRecords.clear();
+            mText.clear();
             mRules = mAtStart;
             mDaemon = line.process;
         } else if (line.role() == LineRole::CONFIG_ITEM && line.process == mDaemon) {
@@ -58,29 +56,23 @@ class Replay {
     /** The log does not tell where a record ends: but for odd ones, each begins with its tag. */
     void addItem(const LogLine& line) {
         const bool isFlag = line.pattern->format.starts_with("remoteConfig.flag");
-        const std::string name(isFlag ? "flag" : line.fields[0]);
-        const std::string value(line.fields[isFlag ? 0 : 1]);
-        if (mRecords.empty() || name == "tag") mRecords.emplace_back();
-        for (const zul::ConfigKeyword& keyword : zul::kConfigKeywords) {
-            if (!name.starts_with(keyword.text)) continue;
-            if (const auto* text = std::get_if<std::string zul::ConfigEntry::*>(&keyword.field)) {
-                mRecords.back().** text = value;
-            } else {
-                mRecords.back().flag = strtoll(value.c_str(), nullptr, 10);
-            }
-        }
+        const std::string_view name = isFlag ? "flag" : line.fields[0];
+        if (!mText.empty()) mText += name == "tag" ? '|' : ',';
+        // Behind a second colon even an empty value is one.
+        mText.append(name).append("::").append(line.fields[isFlag ? 0 : 1]);
     }
 
     void push() {
-        if (mRules) mRules->update(mRecords);
-        mRecords.clear();
+        if (mRules) mRules->update(mText);
+        mText.clear();
     }
 
     const Rules& mAtStart;
     std::optional<Rules> mRules;
     int32_t mDaemon = 0;
     int32_t mThread = 0;
-    std::vector<zul::ConfigEntry> mRecords;
+    /** What is being pushed. */
+    std::string mText;
 };
 
 /** What the running daemon goes by, as far as can be known; else what the next start would. */

@@ -29,48 +29,21 @@ A store with this capture alone, below NAME/: data/ZUL/0xffff/NAME.zul, data/ZUL
 (its line), data/ZUL/config (the entry that counts for its tag) and, with --log, zuld.log (the
 lines of its event). FILE.tar must not be there yet. --root=FILE.tar looks into it.)";
 
-/** The file to make, which is removed again unless it was completed. */
-class OutputFile {
-  public:
-    explicit OutputFile(const std::string& name)
-          : mName(name),
-            mFd(name == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
-                            : open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)) {}
-    ~OutputFile() {
-        if (mFd.ok() && !mDone && mName != "-") unlink(mName.c_str());
-    }
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-
-    bool ok() const { return mFd.ok(); }
-    int get() const { return mFd.get(); }
-    void done() { mDone = true; }
-
-  private:
-    const std::string mName;
-    const zul::ScopedFd mFd;
-    bool mDone = false;
-};
-
 /** The texts that go with an archive, by their names. */
 using Companions = std::vector<std::pair<std::string, std::string>>;
 
 Companions collect(Session& session, const Device& device, Captures& captures,
                    const Capture& capture) {
-    const std::string tag(capture.tag);
-    std::string history;
-    if (capture.recorded) {
-        history = tag + "|" + formatWallTime(capture.time) + "|";
-        history.append(capture.archive).append("|").append(capture.build).append("\n");
-    }
-    Companions companions = {{zul::kHistoryFile, history}};
+    const std::string record = capture.tag + "|" + formatWallTime(capture.time) + "|" +
+                               capture.archive + "|" + capture.build + "\n";
+    Companions companions = {{zul::kHistoryFile, capture.recorded ? record : ""}};
     if (const auto event = captures.eventOf(capture, true)) {
         companions.emplace_back(std::string("/") + kLogName, join(event->lines, "\n") + "\n");
     } else if (device.log) {
         session.remark("the log has no event for it");
     }
     const Rules rules = readStartFiles(session, device.store.get()).rules();
-    if (const auto* entry = zul::findConfigEntry(rules.entries, tag)) {
+    if (const auto* entry = zul::findConfigEntry(rules.entries, capture.tag)) {
         companions.emplace_back(zul::kConfigFile, entryText(*entry) + "\n");
     }
     return companions;
@@ -91,22 +64,25 @@ Status exportOf(Session& session, Device& device) {
     const zul::ScopedFd archive = openRegularAt(folder.get(), (name + zul::kArchiveSuffix).c_str());
     struct stat file = {};
     if (!archive.ok() || fstat(archive.get(), &file) != 0) {
-        session.problem(std::string(capture->archive) + ": " + whyNotOpened(errno));
+        session.problem(capture->archive + ": " + whyNotOpened(errno));
         return Status::PARTLY;
     }
     const Companions companions = collect(session, device, captures, *capture);
     const std::string& outputName = *session.options().output;
-    OutputFile output(outputName);
+    const bool isFile = outputName != "-";
+    const zul::ScopedFd output(
+            isFile ? open(outputName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)
+                   : fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
     TarWriter tar(output.get(), time(nullptr));
-    bool good = output.ok() && tar.addFile(name + std::string(capture->archive), archive.get(),
+    bool good = output.ok() && tar.addFile(name + capture->archive, archive.get(),
                                            static_cast<uint64_t>(file.st_size));
     for (const auto& [path, text] : companions)
         good = good && tar.addText(name + path, text);
     if (!good || !tar.finish()) {
         session.problem(outputName + ": " + (errno != 0 ? strerror(errno) : "the archive was cut"));
+        if (isFile && output.ok()) unlink(outputName.c_str());
         return Status::PARTLY;
     }
-    output.done();
     return Status::FINE;
 }
 

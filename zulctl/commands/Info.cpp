@@ -53,7 +53,7 @@ Status runInfo(Session& session) {
         const auto capture = captures.find(session.options().operands[0]);
         if (!capture) return;
         status = Status::FINE;
-        const std::string tag(capture->tag);
+        const std::string& tag = capture->tag;
         Facts facts(session.out(), "", 12);
         if (session.out().severalDevices()) facts.add("device", nullptr, device.name);
         facts.add("name", "name", capture->name());

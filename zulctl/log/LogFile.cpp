@@ -3,7 +3,6 @@
 #include "zulctl/log/LogFile.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <vector>
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 
-#include "base/Paths.h"
 #include "base/RemoveTree.h"
 #include "rules/ArchiveName.h"
 #include "zulctl/Session.h"

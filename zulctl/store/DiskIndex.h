@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <stddef.h>
-
 #include <deque>
 #include <string>
 #include <string_view>

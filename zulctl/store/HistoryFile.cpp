@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <string>
 
 #include "base/Files.h"
 #include "base/Paths.h"

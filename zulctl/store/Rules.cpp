@@ -98,14 +98,13 @@ StartFiles readStartFiles(Session& session, const Store* store) {
     return files;
 }
 
+TagLibrary::TagLibrary(const Store& store) {
+    void* const library = store.isCopy ? nullptr : dlopen(zul::kTagLibrary, RTLD_NOW);
+    if (library == nullptr) return;
+    mGetRowByKey = reinterpret_cast<GetRowByKey>(dlsym(library, "getRowByKey"));
+}
+
 const zul::RowData* TagLibrary::find(const std::string& tag) {
-    if (!mTried) {
-        mTried = true;
-        void* library = dlopen(zul::kTagLibrary, RTLD_NOW);
-        if (library != nullptr) {
-            mGetRowByKey = reinterpret_cast<GetRowByKey>(dlsym(library, "getRowByKey"));
-        }
-    }
     if (mGetRowByKey == nullptr) return nullptr;
     const auto [known, isNew] = mRows.try_emplace(tag);
     if (const zul::RowData* row = isNew ? mGetRowByKey(tag) : nullptr) known->second = *row;

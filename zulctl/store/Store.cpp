@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"
