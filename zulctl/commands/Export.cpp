@@ -51,7 +51,7 @@ Companions collect(Session& session, const Device& device, Captures& captures,
 
 Status exportOf(Session& session, Device& device) {
     keepLog(session, device);
-    Captures captures(session, device);
+    Captures captures(session, device, readStory(session, device));
     const auto capture = captures.find(session.options().operands[0]);
     if (!capture) return Status::NOTHING;
     const std::string name(capture->name());

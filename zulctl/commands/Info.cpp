@@ -49,7 +49,7 @@ Status runInfo(Session& session) {
     Status status = Status::NOTHING;
     session.forEachDevice([&](Device& device) {
         keepLog(session, device);
-        Captures captures(session, device);
+        Captures captures(session, device, readStory(session, device));
         const auto capture = captures.find(session.options().operands[0]);
         if (!capture) return;
         status = Status::FINE;

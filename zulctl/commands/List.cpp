@@ -117,7 +117,7 @@ class Lister {
 
 void Lister::list(const Device& device, const std::vector<State>& states) {
     const Options& options = mSession.options();
-    Captures captures(mSession, device);
+    Captures captures(mSession, device, readStory(mSession, device));
     const Choice choice(options, captures.now());
     TagLibrary library(*device.store);
     std::map<std::string, Sum> tags;

@@ -64,7 +64,7 @@ Captures::Captures(Session& session, const Device& device, LogStory log)
       : mSession(session),
         mDevice(device),
         mStore(*device.store),
-        mHistoryFd(mStore.openFile(kHistoryName)),
+        mHistoryFd(openRegularAt(mStore.outputRoot.get(), kHistoryName)),
         mHistory(mHistoryFd.get()),
         mLog(std::move(log)) {
     // A store without a history may be one that is empty still.

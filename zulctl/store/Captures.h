@@ -72,9 +72,6 @@ class Captures {
   public:
     /** Lists the store, and opens its history; tells the session of what cannot be read. */
     Captures(Session& session, const Device& device, LogStory log);
-    /** With what the log tells. */
-    Captures(Session& session, const Device& device)
-          : Captures(session, device, readStory(session, device)) {}
 
     /** Visits all captures, newest first, until `visit` gives false. To be called once. */
     void visitAll(const std::function<bool(const Capture&)>& visit);
