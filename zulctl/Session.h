@@ -42,7 +42,6 @@ class Session {
   public:
     Session(const Options& options, const Command& command, FILE* out, FILE* err);
     Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
 
     const Options& options() const { return mOptions; }
     Output& out() { return mOut; }

@@ -26,7 +26,7 @@ constexpr char kLogcat[] =
 LogTime newestOf(int fd) {
     struct stat status = {};
     const bool isFile = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-    const WallTime newest = isFile ? wallTime(status.st_mtime) : wallTimeNow();
+    const WallTime newest = isFile ? wallTime(status.st_mtime) : wallTime(time(nullptr));
     return newest * kMillisecondsPerSecond;
 }
 

@@ -246,7 +246,7 @@ std::optional<Event> Captures::eventOf(const Capture& capture, bool keepLines) {
 }
 
 WallTime Captures::now() {
-    if (!mStore.isCopy) return wallTimeNow();
+    if (!mStore.isCopy) return wallTime(time(nullptr));
     if (const auto newest = HistoryFile(mHistoryFd.get()).previous()) return newest->time;
     return mDisk.entries().empty() ? 0 : mDisk.entries().back().time;
 }
