@@ -270,7 +270,7 @@ TEST_F(ListTest, WhatLiesOnDiskIsShownWithoutItsHistory) {
     const std::pair<std::function<int()>, const char*> cases[] = {
             {[&] { return truncate(path.c_str(), off_t{1} << 40); }, "only its last 128M are read"},
             {[&] { return symlink("/etc/passwd", path.c_str()); }, "a link"},
-            {[&] { return mkfifo(path.c_str(), 0666); }, "no regular file"},
+            {[&] { return mkfifo(path.c_str(), 0666); }, "not a regular file"},
     };
     for (const auto& [makeHistory, reason] : cases) {
         ASSERT_EQ(makeHistory(), 0) << reason;

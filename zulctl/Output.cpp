@@ -2,10 +2,11 @@
 
 #include "zulctl/Output.h"
 
+#include <locale.h>
 #include <sys/ioctl.h>
+#include <wchar.h>
 
 #include <algorithm>
-#include <iterator>
 
 namespace zulctl {
 
@@ -60,29 +61,13 @@ bool isUtf8(std::string_view text) {
     return true;
 }
 
-/** Characters that do not take one cell of a terminal. */
-struct CellRange {
-    uint32_t first;
-    uint32_t last;
-    size_t cells;
-};
-
-constexpr CellRange kCellRanges[] = {
-        {0x300, 0x36f, 0},     {0x200b, 0x200d, 0},   {0xfe00, 0xfe0f, 0}, {0x1100, 0x115f, 2},
-        {0x2e80, 0x303e, 2},   {0x3041, 0xa4cf, 2},   {0xac00, 0xd7a3, 2}, {0xf900, 0xfaff, 2},
-        {0xfe30, 0xfe6f, 2},   {0xff00, 0xff60, 2},   {0xffe0, 0xffe6, 2}, {0x1f300, 0x1f64f, 2},
-        {0x1f900, 0x1f9ff, 2}, {0x20000, 0x3fffd, 2},
-};
-
 /** The cells of a terminal that a printable text takes. */
 size_t width(std::string_view text) {
     size_t cells = 0;
     while (!text.empty()) {
-        const uint32_t code = takeCharacter(text).code;
-        const auto range = std::find_if(
-                std::begin(kCellRanges), std::end(kCellRanges),
-                [code](const CellRange& each) { return code >= each.first && code <= each.last; });
-        cells += range != std::end(kCellRanges) ? range->cells : 1;
+        const int taken = wcwidth(static_cast<wchar_t>(takeCharacter(text).code));
+        // One for characters that the C library does not know.
+        cells += taken < 0 ? 1 : static_cast<size_t>(taken);
     }
     return cells;
 }
@@ -164,6 +149,8 @@ JsonObject& JsonObject::add(std::string_view name, const Value& value) {
 }
 
 Output::Output(FILE* file, bool json, bool legend) : mFile(file), mJson(json), mLegend(legend) {
+    // For wcwidth().
+    setlocale(LC_CTYPE, "C.UTF-8");
     winsize size = {};
     if (ioctl(fileno(file), TIOCGWINSZ, &size) == 0) mScreenLines = size.ws_row;
     setDevice("", false);
@@ -226,14 +213,16 @@ void Table::finish() {
 std::string Table::lineOf(const std::string& device, const std::vector<Cell>& cells) const {
     std::string line;
     size_t end = 0;
+    size_t used = 0;
     const auto add = [&](const Column& column, const std::string& shown) {
         const std::string text = printable(shown);
         // What was too wide takes its room from the blanks that follow.
         end += column.width;
-        const size_t used = width(line) + width(text);
+        used += width(text);
         const size_t blanks = end > used ? end - used : 0;
         line.append(column.right ? blanks : 0, ' ').append(text);
         line.append(column.right ? 2 : blanks + 2, ' ');
+        used += blanks + 2;
         end += 2;
     };
     if (mOutput.severalDevices()) add(kDeviceColumn, device);

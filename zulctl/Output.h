@@ -106,7 +106,6 @@ class Table {
     /** Rows that come newest first are shown newest last where they do not fit the screen. */
     Table(Output& output, std::vector<Column> columns, bool newestFirst = false);
     Table(const Table&) = delete;
-    Table& operator=(const Table&) = delete;
 
     /** One cell for each column. */
     void row(const std::vector<Cell>& cells);

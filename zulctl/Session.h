@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "zulctl/Command.h"
 #include "zulctl/Output.h"
@@ -43,7 +42,6 @@ class Session {
   public:
     Session(const Options& options, const Command& command, FILE* out, FILE* err);
     Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
 
     const Options& options() const { return mOptions; }
     Output& out() { return mOut; }

@@ -82,10 +82,8 @@ bool takeStamp(std::initializer_list<std::string_view> patterns, std::string_vie
     for (const std::string_view pattern : patterns) {
         std::string_view rest = text;
         Stamp read = stamp;
-        if (!std::all_of(pattern.begin(), pattern.end(),
-                         [&](char letter) { return takePart(letter, rest, read); })) {
-            continue;
-        }
+        const auto take = [&](char letter) { return takePart(letter, rest, read); };
+        if (!std::all_of(pattern.begin(), pattern.end(), take)) continue;
         text = rest;
         stamp = read;
         return true;
@@ -105,10 +103,6 @@ WallTime wallTimeOf(const Stamp& stamp) {
 
 WallTime wallTime(time_t when) {
     return when + zul::localTime(when).tm_gmtoff;
-}
-
-WallTime wallTimeNow() {
-    return wallTime(time(nullptr));
 }
 
 std::optional<WallTime> parseRecordTime(std::string_view text) {

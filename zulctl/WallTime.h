@@ -18,7 +18,6 @@ namespace zulctl {
 using WallTime = int64_t;
 
 WallTime wallTime(time_t when);
-WallTime wallTimeNow();
 
 /** Numbers that stand in a text; 0 for what it does not tell. */
 struct Stamp {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <errno.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,18 +40,6 @@ constexpr time_t kSettledAfter = 30;
 /** Two captures whose clocks are further apart were not made by one clock that went on. */
 constexpr WallTime kClockJump = 86400;
 
-/** What was asked for. */
-struct Order {
-    bool left = false;
-    bool unlisted = false;
-    std::optional<uint64_t> size;
-    std::optional<int64_t> age;
-
-    bool takes(State state) const {
-        return size || (left && state == State::LEFT) || (unlisted && state == State::UNLISTED);
-    }
-};
-
 /** 500M as bytes; nothing for what is no size. */
 std::optional<uint64_t> parseSize(const std::string& text) {
     const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
@@ -65,32 +52,32 @@ std::optional<uint64_t> parseSize(const std::string& text) {
 }
 
 /** Empty, or what is wrong with the call. */
-std::string readOrder(const Options& options, Order& order) {
+std::string complaintOn(const Options& options) {
     if (options.force == options.dryRun) {
         return "needs one of -n (show what would be removed) and -f (remove it)";
     }
     if (options.force && !options.roots.empty()) {
         return "a copy is not cleaned: call it without --root, or with -n";
     }
-    order.left = options.left || !options.unlisted;
-    order.unlisted = options.unlisted || !options.left;
-    if (options.olderThan) {
-        order.age = parseAge(*options.olderThan);
-        if (!order.age) return "no age for --older-than: " + *options.olderThan;
+    if (options.olderThan && !parseAge(*options.olderThan)) {
+        return "no age for --older-than: " + *options.olderThan;
     }
-    if (options.size) {
-        order.size = parseSize(*options.size);
-        if (!order.size) return "no size for --to: " + *options.size;
-        if (options.left || options.unlisted) return "--to takes all kinds of captures";
-    }
-    return "";
+    if (!options.size) return "";
+    if (!parseSize(*options.size)) return "no size for --to: " + *options.size;
+    return options.left || options.unlisted ? "--to takes all kinds of captures" : "";
+}
+
+/** Where neither kind is named, both are meant. */
+bool takes(const Options& options, State state) {
+    return options.size || (state == State::LEFT && (options.left || !options.unlisted)) ||
+           (state == State::UNLISTED && (options.unlisted || !options.left));
 }
 
 /** Its collector may be about to start. */
 bool isNew(const DiskEntry& entry) {
     struct stat status = {};
-    const std::string name(entry.name());
-    if (fstatat(entry.folder->open().get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (fstatat(entry.folder->open().get(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) !=
+        0) {
         return false;
     }
     const time_t age = time(nullptr) - status.st_mtime;
@@ -100,10 +87,12 @@ bool isNew(const DiskEntry& entry) {
 /** One file or folder that goes, and its bytes. */
 using Candidate = std::pair<Capture, uint64_t>;
 
-/** What the order takes, oldest first. */
-std::vector<Candidate> choose(Session& session, const Order& order, const Device& device,
-                              Captures& captures) {
-    const WallTime before = order.age ? captures.now() - *order.age : INT64_MAX;
+/** What is asked for, oldest first. */
+std::vector<Candidate> choose(Session& session, const Device& device, Captures& captures) {
+    const Options& options = session.options();
+    const WallTime before =
+            options.olderThan ? captures.now() - *parseAge(*options.olderThan) : INT64_MAX;
+    const auto size = options.size ? parseSize(*options.size) : std::nullopt;
     std::vector<Candidate> all;
     uint64_t total = 0;
     captures.visitAll([&](const Capture& capture) {
@@ -122,9 +111,9 @@ std::vector<Candidate> choose(Session& session, const Order& order, const Device
         // A clock that was far behind may have made it after the daemon's start.
         const bool doubtful = capture.time + kClockJump < latest;
         latest = std::max(latest, capture.time);
-        if (!order.takes(capture.state) || capture.time >= before) continue;
-        if (order.size && total <= *order.size) break;
-        if (capture.state == State::UNLISTED && doubtful && !order.size) {
+        if (!takes(options, capture.state) || capture.time >= before) continue;
+        if (size && total <= *size) break;
+        if (capture.state == State::UNLISTED && doubtful && !size) {
             inDoubt++;
         } else if (capture.isFolder() && !device.store->isCopy && isNew(*capture.entry)) {
             tooNew++;
@@ -156,8 +145,7 @@ bool remove(const Capture& capture) {
 
 Status runClean(Session& session) {
     const Options& options = session.options();
-    Order order;
-    const std::string wrong = readOrder(options, order);
+    const std::string wrong = complaintOn(options);
     if (!wrong.empty()) return session.wrongCall(wrong);
 
     Table table(session.out(), {{"REMOVED", "removed", 8},
@@ -167,13 +155,12 @@ Status runClean(Session& session) {
     size_t counts[2] = {};
     uint64_t bytes = 0;
     session.forEachDevice([&](const Device& device) {
-        Captures captures(session, device);
+        Captures captures(session, device, readStory(session, device));
         if (!device.store->isCopy && !captures.lookAtProcesses()) return;
-        for (const auto& [capture, size] : choose(session, order, device, captures)) {
-            const std::string_view path =
-                    capture.isFolder() ? capture.entry->path() : capture.archive;
+        for (const auto& [capture, size] : choose(session, device, captures)) {
+            const std::string path = capture.isFolder() ? capture.entry->path() : capture.archive;
             if (options.force && !remove(capture)) {
-                session.problem("not removed: " + std::string(path));
+                session.problem("not removed: " + path);
                 continue;
             }
             table.row({{options.force, options.force ? "removed" : "would be"},

@@ -11,7 +11,7 @@
 
 namespace zulctl {
 
-// Each is defined in a file of its name.
+// Each is defined in a file of its name or its subject.
 extern const Command kCleanCommand;
 extern const Command kConfigCheckCommand;
 extern const Command kConfigMatchCommand;

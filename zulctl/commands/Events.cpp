@@ -98,7 +98,7 @@ bool EventLister::list(const Device& device) {
     const Options& options = mSession.options();
     std::optional<Captures> captures;
     if (device.store != nullptr) captures.emplace(mSession, device, LogStory());
-    const Choice choice(options, captures ? captures->now() : wallTimeNow());
+    const Choice choice(options, captures ? captures->now() : wallTime(time(nullptr)));
     bool holds = options.number.has_value();
     const auto take = [&](Event& event) {
         if (captures) captures->decide(event);

@@ -117,7 +117,7 @@ class Lister {
 
 void Lister::list(const Device& device, const std::vector<State>& states) {
     const Options& options = mSession.options();
-    Captures captures(mSession, device);
+    Captures captures(mSession, device, readStory(mSession, device));
     const Choice choice(options, captures.now());
     TagLibrary library(*device.store);
     std::map<std::string, Sum> tags;
@@ -128,7 +128,7 @@ void Lister::list(const Device& device, const std::vector<State>& states) {
         // Sizes of all of them take longer than a short list may.
         const bool isSurplus = capture.state == State::UNLISTED || capture.state == State::LEFT;
         const bool counts = isSurplus && !options.number;
-        const zul::RowData* const row = library.find(std::string(capture.tag));
+        const zul::RowData* const row = library.find(capture.tag);
         const bool taken =
                 choice.takes(capture.tag, capture.time,
                              {capture.name(), capture.build, describe(row)}) &&
@@ -141,7 +141,7 @@ void Lister::list(const Device& device, const std::vector<State>& states) {
         if (!taken) return true;
         mTotal.add(capture, size);
         if (options.byTag) {
-            tags[std::string(capture.tag)].add(capture, size);
+            tags[capture.tag].add(capture, size);
         } else {
             print(capture, bytes, captures, row);
         }

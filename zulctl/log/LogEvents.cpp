@@ -3,14 +3,12 @@
 #include "zulctl/log/LogEvents.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/Files.h"
 #include "zulctl/Session.h"
 
 namespace zulctl {
@@ -28,7 +26,7 @@ constexpr char kLogcat[] =
 LogTime newestOf(int fd) {
     struct stat status = {};
     const bool isFile = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-    const WallTime newest = isFile ? wallTime(status.st_mtime) : wallTimeNow();
+    const WallTime newest = isFile ? wallTime(status.st_mtime) : wallTime(time(nullptr));
     return newest * kMillisecondsPerSecond;
 }
 
@@ -70,8 +68,7 @@ bool readLogcat(Session& session, const LogTaker& taker) {
 bool readEvents(Session& session, const Device& device, const LogTaker& taker) {
     if (!device.log) return session.options().roots.empty() && readLogcat(session, taker);
     const std::string& name = *device.log;
-    const zul::ScopedFd log(name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                        : open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    const zul::ScopedFd log = openNamed(name);
     if (log.ok()) {
         readLog(session, name, log.get(), taker);
     } else {

@@ -2,13 +2,14 @@
 
 #include "zulctl/log/LogFile.h"
 
+#include <errno.h>
+#include <poll.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <utility>
 
 #include "base/Text.h"
 #include "zulctl/store/HistoryFile.h"
@@ -16,6 +17,8 @@
 namespace zulctl {
 
 namespace {
+
+constexpr useconds_t kPauseMicroseconds = 200000;
 
 constexpr std::string_view kTag = "ZUL_DEBUG";
 /** Before the path in the line that names a capture's folder. */
@@ -101,6 +104,58 @@ bool findTornIn(std::string_view text, LogHeader& header, std::string_view& mess
 }
 
 }  // namespace
+
+void LineReader::fill() {
+    // A pipe's reader sees what has come before it waits for more.
+    pollfd waiting = {mFd, POLLIN, 0};
+    if (mIdle && poll(&waiting, 1, 0) == 0) mIdle();
+
+    memmove(mBuffer.data(), mBuffer.data() + mBegin, mEnd - mBegin);
+    mEnd -= mBegin;
+    mBegin = 0;
+    readMore();
+}
+
+void LineReader::readMore() {
+    // At the end of a file to which somebody may add; not at that of a pipe.
+    const auto waitForMore = [this] {
+        if (!mIdle || lseek(mFd, 0, SEEK_CUR) < 0 || !mIdle()) return false;
+        usleep(kPauseMicroseconds);
+        return true;
+    };
+    ssize_t count;
+    do {
+        count = TEMP_FAILURE_RETRY(read(mFd, mBuffer.data() + mEnd, mBuffer.size() - mEnd));
+    } while (count == 0 && waitForMore());
+    if (count < 0) mError = errno;
+    mAtEnd = count <= 0;
+    if (!mAtEnd) mEnd += static_cast<size_t>(count);
+}
+
+std::string_view LineReader::ahead() {
+    // Where somebody waits for each line, what is there has to do.
+    while (!mIdle && !mAtEnd && mEnd < mBuffer.size())
+        readMore();
+    return {mBuffer.data() + mBegin, mEnd - mBegin};
+}
+
+bool LineReader::next(Line& line) {
+    for (;;) {
+        const std::string_view there(mBuffer.data() + mBegin, mEnd - mBegin);
+        const size_t end = there.find('\n');
+        const bool hasEnd = end != std::string_view::npos;
+        if (!hasEnd && there.size() <= kLongestLine && !mAtEnd) {
+            fill();
+            continue;
+        }
+        if (there.empty()) return false;
+        const std::string_view text = there.substr(0, end);
+        mBegin += text.size() + (hasEnd ? 1 : 0);
+        if (std::exchange(mSkipping, !hasEnd && !mAtEnd)) continue;
+        line = {text.substr(0, kLongestLine), text.size() > kLongestLine};
+        return true;
+    }
+}
 
 LogTime LogFile::timeOf(const LogHeader& header) {
     if (header.month == 0) return wallTime(header.second) * kSecond + header.thousandth;

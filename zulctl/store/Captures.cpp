@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <vector>
 
 #include "base/Paths.h"
 #include "base/RemoveTree.h"
@@ -65,7 +64,7 @@ Captures::Captures(Session& session, const Device& device, LogStory log)
       : mSession(session),
         mDevice(device),
         mStore(*device.store),
-        mHistoryFd(mStore.openFile(kHistoryName)),
+        mHistoryFd(openRegularAt(mStore.outputRoot.get(), kHistoryName)),
         mHistory(mHistoryFd.get()),
         mLog(std::move(log)) {
     // A store without a history may be one that is empty still.
@@ -77,7 +76,7 @@ Captures::Captures(Session& session, const Device& device, LogStory log)
     if (mStore.isCopy) return;
     // Not before the listing: a collector that started in between would be missing.
     mProcesses = Processes::look();
-    const auto isUnfinished = [](const auto& entry) { return entry.second.hasFolder; };
+    const auto isUnfinished = [](const DiskEntry& entry) { return entry.hasFolder; };
     if (std::any_of(mDisk.entries().begin(), mDisk.entries().end(), isUnfinished)) {
         lookAtProcesses();
     }
@@ -97,12 +96,12 @@ bool Captures::lookAtProcesses() {
 }
 
 bool Captures::runs(const DiskEntry& entry) const {
-    return entry.hasFolder && mProcesses && mProcesses->has(std::string(entry.path()));
+    return entry.hasFolder && mProcesses && mProcesses->has(entry.path());
 }
 
 State Captures::stateOfFolder(const DiskEntry& entry) const {
     // When the copy was made.
-    const LogStory::Capture* const logged = mStore.isCopy ? mLog.find(entry.archive) : nullptr;
+    const LogStory::Capture* const logged = mStore.isCopy ? mLog.find(entry.archive()) : nullptr;
     const bool ran = logged != nullptr && logged->outcome == Outcome::UNDER_WAY;
     return ran || runs(entry) ? State::RUNNING : State::LEFT;
 }
@@ -118,7 +117,7 @@ bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
     if (!mDaemonStart || line.time >= *mDaemonStart || !entry.folder->isTypeFolder()) {
         return false;
     }
-    const LogStory::Capture* const logged = mLog.find(entry.archive);
+    const LogStory::Capture* const logged = mLog.find(entry.archive());
     if (logged != nullptr && logged->daemon == mLog.daemon) return false;
     struct stat status = {};
     if (mStore.isCopy || !statArchive(entry, status)) return true;
@@ -129,16 +128,15 @@ bool Captures::isUnlisted(const DiskEntry& entry, const HistoryLine& line) {
 }
 
 Capture Captures::take(DiskEntry* entry, const HistoryLine* line) {
-    zul::HistoryRecord record;
+    Capture capture;
     if (line != nullptr) {
-        record = line->record;
+        const auto& [tag, time, archive, build] = line->record;
+        capture = {std::string(tag),     line->time,         State::MISSING,
+                   std::string(archive), std::string(build), true};
     } else {
-        record.tag = parseArchiveName(entry->name())->tag;
-        record.archive = entry->archive;
+        capture = {std::string(parseArchiveName(entry->name)->tag), entry->time, State::MISSING,
+                   entry->archive()};
     }
-    Capture capture = {record.tag,     line != nullptr ? line->time : entry->time,
-                       State::MISSING, record.archive,
-                       record.build,   line != nullptr};
     if (entry == nullptr) return capture;
     // An archive beside a folder is of an earlier capture: each packs its own at the end.
     const int claim = entry->claims++;
@@ -155,7 +153,7 @@ Capture Captures::take(DiskEntry* entry, const HistoryLine* line) {
 
 void Captures::readToTheStart() {
     mReadToTheStart = true;
-    const size_t position = mHistory.position();
+    const off_t position = mHistory.position();
     while (const auto line = mHistory.previousText()) {
         DiskEntry* entry = mDisk.find(zul::parseRecord(*line).archive);
         // Most lines are about what is gone, and need no closer look.
@@ -166,27 +164,24 @@ void Captures::readToTheStart() {
 
 /** Visits what no line tells of and is newer than `behind`. */
 bool Captures::visitUnrecorded(WallTime behind, const std::function<bool(const Capture&)>& visit) {
-    while (!mUnvisited.empty() && mUnvisited.top()->time > behind) {
-        DiskEntry* const entry = mUnvisited.top();
+    for (; mUnvisited > 0 && mDisk.entries()[mUnvisited - 1].time > behind; mUnvisited--) {
+        DiskEntry& entry = mDisk.entries()[mUnvisited - 1];
         // A clock that was set back can have its line still to come.
-        if (!entry->recorded && !mReadToTheStart) readToTheStart();
-        mUnvisited.pop();
-        if (!entry->recorded && !visit(take(entry, nullptr))) return false;
+        if (!entry.recorded && !mReadToTheStart) readToTheStart();
+        if (!entry.recorded && !visit(take(&entry, nullptr))) return false;
     }
     return true;
 }
 
 void Captures::visitAll(const std::function<bool(const Capture&)>& visit) {
-    std::vector<DiskEntry*> entries;
-    for (auto& [archive, entry] : mDisk.entries())
-        entries.push_back(&entry);
-    mUnvisited = decltype(mUnvisited)({}, std::move(entries));
-
+    mUnvisited = mDisk.entries().size();
     bool goOn = true;
     while (const auto line = goOn ? mHistory.previous() : std::nullopt) {
         DiskEntry* entry = mDisk.find(line->record.archive);
         if (entry != nullptr) entry->recorded = true;
-        goOn = visitUnrecorded(line->time, visit) && visit(take(entry, &*line));
+        // What is visited before it may read on, and the line is not good any more then.
+        const Capture capture = take(entry, &*line);
+        goOn = visitUnrecorded(line->time, visit) && visit(capture);
     }
     // What is left at the history's start has no line.
     mReadToTheStart = mReadToTheStart || goOn;
@@ -251,12 +246,9 @@ std::optional<Event> Captures::eventOf(const Capture& capture, bool keepLines) {
 }
 
 WallTime Captures::now() {
-    if (!mStore.isCopy) return wallTimeNow();
+    if (!mStore.isCopy) return wallTime(time(nullptr));
     if (const auto newest = HistoryFile(mHistoryFd.get()).previous()) return newest->time;
-    WallTime time = 0;
-    for (const auto& [archive, entry] : mDisk.entries())
-        time = std::max(time, entry.time);
-    return time;
+    return mDisk.entries().empty() ? 0 : mDisk.entries().back().time;
 }
 
 /** Descriptor of the folder that it lies in; -1 when that cannot be opened. */
@@ -269,16 +261,14 @@ int Captures::folderFor(const DiskEntry& entry) {
 }
 
 bool Captures::statArchive(const DiskEntry& entry, struct stat& status) {
-    const std::string name = std::string(entry.name()) + zul::kArchiveSuffix;
+    const std::string name = entry.name + zul::kArchiveSuffix;
     return fstatat(folderFor(entry), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 std::optional<uint64_t> Captures::bytesOf(const Capture& capture) {
     if (capture.entry == nullptr) return std::nullopt;
     const DiskEntry& entry = *capture.entry;
-    if (capture.isFolder()) {
-        return sizeOfTree(folderFor(entry), std::string(entry.name()).c_str(), 0);
-    }
+    if (capture.isFolder()) return sizeOfTree(folderFor(entry), entry.name.c_str(), 0);
     struct stat status = {};
     if (!statArchive(entry, status)) return std::nullopt;
     return static_cast<uint64_t>(status.st_size);

@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <optional>
-#include <queue>
 #include <string>
 #include <string_view>
 
@@ -38,18 +37,18 @@ enum class State {
 const char* nameOf(State state);
 std::optional<State> stateOf(std::string_view name);
 
-/** One capture, as history and disk together tell of it. Good as long as the Captures that it is of. */
+/** One capture, as history and disk together tell of it. */
 struct Capture {
-    std::string_view tag;
+    std::string tag;
     /** Of the history's line; without one, of the name. */
     WallTime time = 0;
     State state = State::PRESENT;
     /** Path on the device. */
-    std::string_view archive;
+    std::string archive;
     /** Empty without a line of the history. */
-    std::string_view build = {};
+    std::string build = {};
     bool recorded = false;
-    /** Where it lies; null when nothing of it is there. */
+    /** Where it lies; null when nothing of it is there. Good as long as the Captures that it is of. */
     const DiskEntry* entry = nullptr;
 
     /** The last part of the path of its folder. */
@@ -73,9 +72,6 @@ class Captures {
   public:
     /** Lists the store, and opens its history; tells the session of what cannot be read. */
     Captures(Session& session, const Device& device, LogStory log);
-    /** With what the log tells. */
-    Captures(Session& session, const Device& device)
-          : Captures(session, device, readStory(session, device)) {}
 
     /** Visits all captures, newest first, until `visit` gives false. To be called once. */
     void visitAll(const std::function<bool(const Capture&)>& visit);
@@ -124,13 +120,8 @@ class Captures {
     LogStory mLog;
     /** All lines have been looked at, and what they tell of is marked. */
     bool mReadToTheStart = false;
-    struct IsOlder {
-        bool operator()(const DiskEntry* a, const DiskEntry* b) const {
-            return a->time != b->time ? a->time < b->time : a->archive < b->archive;
-        }
-    };
-    /** Entries that may be unrecorded. */
-    std::priority_queue<DiskEntry*, std::vector<DiskEntry*>, IsOlder> mUnvisited;
+    /** So many entries, the oldest, may still be found unrecorded. */
+    size_t mUnvisited = 0;
     /** And counted, for events, which come in the same order. */
     bool mCountedLines = false;
     /** The folder that was looked into last. */

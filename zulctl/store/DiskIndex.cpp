@@ -6,7 +6,8 @@
 #include <errno.h>
 #include <string.h>
 
-#include "base/Paths.h"
+#include <algorithm>
+
 #include "base/RemoveTree.h"
 #include "rules/ArchiveName.h"
 #include "zulctl/Session.h"
@@ -25,6 +26,18 @@ void DiskIndex::scan(const Store& store, Session& session) {
     }
     for (const std::string& name : typeFolders)
         list({zul::kOutputRoot + name + "/", store.outputRoot.get(), name}, session, nullptr);
+
+    std::sort(mEntries.begin(), mEntries.end(),
+              [](const DiskEntry& a, const DiskEntry& b) { return a.key() < b.key(); });
+    // A folder and an archive of one name are of one capture.
+    const auto isSame = [](const DiskEntry& a, const DiskEntry& b) { return a.key() == b.key(); };
+    for (size_t i = mEntries.size(); i-- > 1;) {
+        DiskEntry& first = mEntries[i - 1];
+        if (!isSame(first, mEntries[i])) continue;
+        first.hasArchive = first.hasArchive || mEntries[i].hasArchive;
+        first.hasFolder = first.hasFolder || mEntries[i].hasFolder;
+    }
+    mEntries.erase(std::unique(mEntries.begin(), mEntries.end(), isSame), mEntries.end());
 }
 
 /** `others` gets the names of folders in it that hold captures perhaps; null for no interest in them. */
@@ -59,20 +72,19 @@ void DiskIndex::list(const CaptureFolder& folder, Session& session,
 bool DiskIndex::add(const CaptureFolder& folder, std::string_view name, bool isFolder) {
     const auto parts = parseArchiveName(name);
     if (!parts || !parts->tag.starts_with(folder.name)) return false;
-    auto& [archive, entry] =
-            *mEntries.try_emplace(folder.path + std::string(name) + zul::kArchiveSuffix).first;
-    if (entry.folder == nullptr) {
-        entry.folder = &folder;
-        entry.archive = archive;
-        entry.time = parts->time;
-    }
-    (isFolder ? entry.hasFolder : entry.hasArchive) = true;
+    mEntries.push_back({&folder, std::string(name), parts->time, !isFolder, isFolder});
     return true;
 }
 
 DiskEntry* DiskIndex::find(std::string_view archive) {
-    const auto found = mEntries.find(mWanted.assign(archive));
-    return found != mEntries.end() ? &found->second : nullptr;
+    const std::string_view name = lastName(archive);
+    const auto parts = parseArchiveName(name);
+    if (!parts || !archive.ends_with(zul::kArchiveSuffix)) return nullptr;
+    const std::tuple key(parts->time, name, archive.substr(0, archive.rfind('/') + 1));
+    const auto found = std::lower_bound(
+            mEntries.begin(), mEntries.end(), key,
+            [](const DiskEntry& entry, auto& wanted) { return entry.key() < wanted; });
+    return found != mEntries.end() && found->key() == key ? &*found : nullptr;
 }
 
 }  // namespace zulctl

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <stddef.h>
-
 #include <deque>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <tuple>
 #include <vector>
 
+#include "base/Paths.h"
 #include "zulctl/store/HistoryFile.h"
 #include "zulctl/store/Store.h"
 
@@ -31,10 +30,10 @@ struct CaptureFolder {
 
 /** What lies in the store for one capture. */
 struct DiskEntry {
-    const CaptureFolder* folder = nullptr;
-    /** Path of its archive on the device. */
-    std::string_view archive = {};
-    WallTime time = 0;
+    const CaptureFolder* folder;
+    /** That of its folder there, and of its archive without the suffix. */
+    std::string name;
+    WallTime time;
     bool hasArchive = false;
     bool hasFolder = false;
     /** A line of the history tells of it. */
@@ -43,10 +42,13 @@ struct DiskEntry {
     int claims = 0;
     int linesToCome = 0;
 
-    /** That of its folder, without its archive's suffix. */
-    std::string_view path() const { return archive.substr(0, archive.rfind('.')); }
-    /** The last name of that. */
-    std::string_view name() const { return lastName(archive); }
+    /** Paths of its folder and its archive on the device. */
+    std::string path() const { return folder->path + name; }
+    std::string archive() const { return path() + zul::kArchiveSuffix; }
+    /** By what the index is ordered. */
+    std::tuple<WallTime, std::string_view, std::string_view> key() const {
+        return {time, name, folder->path};
+    }
 };
 
 /**
@@ -55,15 +57,15 @@ struct DiskEntry {
  */
 class DiskIndex {
   public:
-    DiskIndex() { mEntries.reserve(kManyEntries); }
+    DiskIndex() = default;
     DiskIndex(const DiskIndex&) = delete;
     DiskIndex& operator=(const DiskIndex&) = delete;
 
     /** Lists the store's folders; tells of those that cannot be listed. */
     void scan(const Store& store, Session& session);
 
-    /** By the archives' paths. */
-    std::unordered_map<std::string, DiskEntry>& entries() { return mEntries; }
+    /** The oldest first. */
+    std::vector<DiskEntry>& entries() { return mEntries; }
     /** What lies there for the capture with this archive; null when nothing does. */
     DiskEntry* find(std::string_view archive);
 
@@ -72,13 +74,9 @@ class DiskIndex {
     /** False when the daemon gives no such name. */
     bool add(const CaptureFolder& folder, std::string_view name, bool isFolder);
 
-    static constexpr size_t kManyEntries = size_t{1} << 17;
-
     /** They stay where they are. */
     std::deque<CaptureFolder> mFolders;
-    std::unordered_map<std::string, DiskEntry> mEntries;
-    /** Whose memory is used again. */
-    std::string mWanted;
+    std::vector<DiskEntry> mEntries;
 };
 
 }  // namespace zulctl

@@ -2,15 +2,14 @@
 
 #include "zulctl/store/HistoryFile.h"
 
-#include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
-#include <string>
 
+#include "base/Files.h"
 #include "base/Paths.h"
 #include "rules/ArchiveName.h"
 
@@ -67,55 +66,47 @@ HistoryFile::HistoryFile(int fd) : mFd(fd) {
     if (fd < 0) return;
     mFailed = fstat(fd, &status) != 0;
     mStart = std::max<off_t>(status.st_size - static_cast<off_t>(kMostBytes), 0);
-    mEnd = mLoaded = static_cast<size_t>(status.st_size - mStart);
-    // Memory is needed for what is loaded.
-    mText.reset(new char[mEnd]);
+    mBegin = status.st_size;
 }
 
-/** Loads what stands before; false when that fails. */
-bool HistoryFile::load() {
-    const size_t start = mLoaded - std::min(mLoaded, kBlock);
-    for (size_t done = start; done < mLoaded;) {
-        const ssize_t count =
-                pread(mFd, &mText[done], mLoaded - done, mStart + static_cast<off_t>(done));
-        if (count < 0 && errno == EINTR) continue;
-        // 0: somebody has cut the file.
-        mFailed = mFailed || count <= 0;
-        if (count <= 0) return false;
-        done += static_cast<size_t>(count);
-    }
-    mLoaded = start;
-    return true;
+/** Loads what stands before; the bytes of that, none at the start and when it fails. */
+size_t HistoryFile::load() {
+    // A line that is longer than a block doubles it.
+    const size_t size = std::min(static_cast<size_t>(mBegin - mStart), std::max(kBlock, mEnd));
+    const off_t begin = mBegin - static_cast<off_t>(size);
+    lseek(mFd, begin, SEEK_SET);
+    std::string block = zul::readAll(mFd, size);
+    // Somebody may have cut the file.
+    mFailed = mFailed || block.size() < size;
+    if (block.size() < size) return 0;
+    mText = block.append(mText, 0, mEnd);
+    mBegin = begin;
+    mEnd += size;
+    return size;
 }
 
 std::optional<std::string_view> HistoryFile::previousText() {
-    if (mEnd == 0 || (mEnd == mLoaded && !load())) return std::nullopt;
+    if (mEnd == 0 && load() == 0) return std::nullopt;
     // The line's own end does not count.
-    const size_t end = mText[mEnd - 1] == '\n' ? mEnd - 1 : mEnd;
-    size_t searched = end;
+    size_t end = mText[mEnd - 1] == '\n' ? mEnd - 1 : mEnd;
+    size_t unseen = end;
     const void* before;
-    while ((before = memrchr(&mText[mLoaded], '\n', searched - mLoaded)) == nullptr &&
-           mLoaded > 0) {
-        searched = mLoaded;
-        if (!load()) return std::nullopt;
-    }
-    mEnd = 0;
-    if (before != nullptr) {
-        mEnd = static_cast<size_t>(static_cast<const char*>(before) - mText.get()) + 1;
-    } else if (wasCut()) {
-        // The first one of a part is a part itself.
-        return std::nullopt;
-    }
-    return std::string_view(&mText[mEnd], end - mEnd);
+    while ((before = memrchr(mText.data(), '\n', unseen)) == nullptr && (unseen = load()) > 0)
+        end += unseen;
+    // The first one of a part is a part itself.
+    if (before == nullptr && (mFailed || wasCut())) return std::nullopt;
+    const char* const start = mText.data();
+    mEnd = before == nullptr ? 0
+                             : static_cast<size_t>(static_cast<const char*>(before) - start) + 1;
+    return std::string_view(mText).substr(mEnd, end - mEnd);
 }
 
 std::optional<HistoryLine> HistoryFile::previous() {
     for (;;) {
-        const size_t behind = mEnd;
         const auto line = previousText();
         if (!line) return std::nullopt;
         if (const auto read = readHistoryLine(*line)) return read;
-        if (mText[behind - 1] == '\n') mStrangeLines++;
+        if (mText[mEnd + line->size()] == '\n') mStrangeLines++;
     }
 }
 

@@ -4,8 +4,8 @@
 #include <stddef.h>
 #include <sys/types.h>
 
-#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "rules/HistoryRecord.h"
@@ -39,7 +39,7 @@ std::optional<HistoryLine> readHistoryLine(std::string_view line);
 
 /**
  * The lines of a history from its end to its start; what is appended later is not among them. Texts of
- * lines are good as long as this object.
+ * lines are good until the next one is read.
  */
 class HistoryFile {
   public:
@@ -54,8 +54,11 @@ class HistoryFile {
     /** The line before as it stands, without its end. */
     std::optional<std::string_view> previousText();
     /** Behind the line that comes next; to go on from there another time. */
-    size_t position() const { return mEnd; }
-    void seek(size_t position) { mEnd = position; }
+    off_t position() const { return mBegin + static_cast<off_t>(mEnd); }
+    void seek(off_t position) {
+        mBegin = position;
+        mEnd = 0;
+    }
 
     /**
      * Lines so far that are no records; but not what stands behind the last line end, which may be in the
@@ -68,14 +71,15 @@ class HistoryFile {
     bool wasCut() const { return mStart > 0; }
 
   private:
-    bool load();
+    size_t load();
 
     const int mFd;
-    /** Of the file from here on, as far as it was loaded: from its end back to a place in it. */
+    /** Where reading ends in the file. */
     off_t mStart = 0;
-    std::unique_ptr<char[]> mText;
-    size_t mLoaded = 0;
-    /** Behind the line that comes next. */
+    /** A part of the file, and where that begins. */
+    std::string mText;
+    off_t mBegin = 0;
+    /** Behind the line of it that comes next. */
     size_t mEnd = 0;
     bool mFailed = false;
     size_t mStrangeLines = 0;

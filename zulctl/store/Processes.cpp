@@ -4,7 +4,6 @@
 
 #include <errno.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/stat.h>
 
 #include <algorithm>

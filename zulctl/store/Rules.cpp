@@ -19,12 +19,13 @@ namespace {
 /** Four times what the daemon reads of a file that it did not write. */
 constexpr size_t kMostBytes = 4 * zul::kStartFileLimit;
 
-/** All that can be read of a descriptor; nothing, and errno, when that fails or is too much. */
-std::optional<std::string> readWhole(int fd) {
+/** All of a file; nothing, and errno, when it was not opened, cannot be read or is too much. */
+std::optional<std::string> readWhole(const zul::ScopedFd& file) {
+    if (!file.ok()) return std::nullopt;
     std::string text;
     char block[1 << 16];
     for (;;) {
-        const ssize_t count = read(fd, block, sizeof(block));
+        const ssize_t count = read(file.get(), block, sizeof(block));
         if (count < 0 && errno == EINTR) continue;
         if (count == 0) return text;
         if (count > 0) text.append(block, static_cast<size_t>(count));
@@ -34,11 +35,8 @@ std::optional<std::string> readWhole(int fd) {
 }
 
 std::optional<std::string> readStored(Session& session, const Store& store, const char* path) {
-    const zul::ScopedFd file = store.openFile(strrchr(path, '/') + 1);
-    if (!file.ok() && errno == ENOENT) return std::nullopt;
-    std::optional<std::string> text;
-    if (file.ok()) text = readWhole(file.get());
-    if (!text) session.problem(std::string(path) + ": " + whyNotOpened(errno));
+    auto text = readWhole(openRegularAt(store.outputRoot.get(), strrchr(path, '/') + 1));
+    if (!text && errno != ENOENT) session.problem(std::string(path) + ": " + whyNotOpened(errno));
     return text;
 }
 
@@ -51,10 +49,7 @@ bool isOfUserBuild(const Store& store) {
 }
 
 std::optional<std::string> readText(Session& session, const std::string& name) {
-    const bool standardInput = name == "-";
-    const zul::ScopedFd opened(standardInput ? -1 : open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    std::optional<std::string> text;
-    if (standardInput || opened.ok()) text = readWhole(standardInput ? STDIN_FILENO : opened.get());
+    auto text = readWhole(openNamed(name));
     if (!text) session.problem(name + ": " + strerror(errno));
     return text;
 }
@@ -98,14 +93,13 @@ StartFiles readStartFiles(Session& session, const Store* store) {
     return files;
 }
 
+TagLibrary::TagLibrary(const Store& store) {
+    void* const library = store.isCopy ? nullptr : dlopen(zul::kTagLibrary, RTLD_NOW);
+    if (library == nullptr) return;
+    mGetRowByKey = reinterpret_cast<GetRowByKey>(dlsym(library, "getRowByKey"));
+}
+
 const zul::RowData* TagLibrary::find(const std::string& tag) {
-    if (!mTried) {
-        mTried = true;
-        void* library = dlopen(zul::kTagLibrary, RTLD_NOW);
-        if (library != nullptr) {
-            mGetRowByKey = reinterpret_cast<GetRowByKey>(dlsym(library, "getRowByKey"));
-        }
-    }
     if (mGetRowByKey == nullptr) return nullptr;
     const auto [known, isNew] = mRows.try_emplace(tag);
     if (const zul::RowData* row = isNew ? mGetRowByKey(tag) : nullptr) known->second = *row;

@@ -61,14 +61,13 @@ StartFiles readStartFiles(Session& session, const Store* store);
 /** What the tag library of a store's device says: nothing at all in a copy, or where there is none. */
 class TagLibrary {
   public:
-    explicit TagLibrary(const Store& store) : mTried(store.isCopy) {}
+    explicit TagLibrary(const Store& store);
     /** The row of a tag, which stays good as long as this object; null for none. */
     const zul::RowData* find(const std::string& tag);
 
   private:
     using GetRowByKey = const zul::RowData* (*)(const std::string&);
 
-    bool mTried;
     GetRowByKey mGetRowByKey = nullptr;
     std::map<std::string, zul::RowData> mRows;
 };

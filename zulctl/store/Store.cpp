@@ -59,9 +59,14 @@ zul::ScopedFd openRegularAt(int parent, const char* name) {
     return zul::ScopedFd(-1);
 }
 
+zul::ScopedFd openNamed(const std::string& name) {
+    return zul::ScopedFd(name == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                     : open(name.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
 std::string whyNotOpened(int error) {
     if (error == ELOOP) return "a link, which is not followed";
-    return error == EINVAL ? "no regular file" : strerror(error);
+    return error == EINVAL ? "not a regular file" : strerror(error);
 }
 
 std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::string& problem) {
@@ -88,10 +93,6 @@ std::unique_ptr<Store> Store::open(const std::optional<std::string>& root, std::
     }
     problem = *root + ": no copy of /data or of /data/ZUL";
     return nullptr;
-}
-
-zul::ScopedFd Store::openFile(const char* name) const {
-    return openRegularAt(outputRoot.get(), name);
 }
 
 }  // namespace zulctl

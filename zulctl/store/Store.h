@@ -22,9 +22,6 @@ struct Store {
     static std::unique_ptr<Store> open(const std::optional<std::string>& root,
                                        std::string& problem);
 
-    /** Opens a regular file of /data/ZUL for reading; otherwise -1 inside, and errno tells why. */
-    zul::ScopedFd openFile(const char* name) const;
-
     bool isCopy = false;
     /** /data/ZUL. */
     zul::ScopedFd outputRoot{-1};
@@ -34,6 +31,9 @@ struct Store {
 
 /** Opens `name` of `parent` for reading, if it is a regular file; otherwise -1 inside, and errno. */
 zul::ScopedFd openRegularAt(int parent, const char* name);
+
+/** Opens a file that a user names, "-" for the standard input; otherwise -1 inside, and errno. */
+zul::ScopedFd openNamed(const std::string& name);
 
 /** Why opening a regular file failed, from its errno. */
 std::string whyNotOpened(int error);
