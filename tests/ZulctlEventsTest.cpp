@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <map>
 
 #include "base/Text.h"
 #include "tests/support/LogText.h"
@@ -18,62 +17,6 @@
 namespace zulctl::test {
 
 namespace {
-
-/** What a word of a story stands for: T is the event's tag, L its length. */
-const std::map<std::string, std::string> kWords = {
-        {"start", "5/5 D ZUL  main start. > 5/5 D mCompressFileCount=0"},
-        {"restart", "8/8 D ZUL  main start."},
-        {"lookUp",
-         "D getZulInfoByTag tagId===$T > D sceneType===$T,sceneType.length()=$L > "
-         "I log flagstr = FLAG_ZUL_LOG"},
-        {"describe",
-         "I startZul sceneType===$T, flag = 0x200; mZulCmd = c; extraInfo = "
-         "/data/vendor/aee_exp/db; mEventType = t; mEventSubType = s"},
-        {"noCopy", "E Unable to open filePath: /db "},
-        {"copyFailed", "E /data/vendor/aee_exp/db copy to /db failed."},
-        {"refused", "D Illegal ZUL TAG $T,break"},
-        {"unknown", "D startZul Illegal ZUL TAG $T,break"},
-        {"otherPackage", "D remoteConfig packageName is not com.x ,return"},
-        {"begin", "D sceneType===$T,sceneType.length()=$L,mFlag=0x2c1"},
-        {"prepare",
-         "D prepare.....sceneType=$T,flag=0x2c3,pid=77, mCompressFileCount=1, "
-         "extraInfo=a text > D getZulBasePath:fileNum=0,folderName=/data/ZUL/$T_1"},
-        {"noFolder", "E createZulPath failure..."},
-        {"record",
-         "D recordZulHistory:allContent===$T|2026-03-04 05:06:07|/data/ZUL/$T_1.zul|build "
-         "> D write content to file!"},
-        {"work", "D startWork...."},
-        {"collect", "work > 9/9 D sceneFlag===707, mPid===77"},
-        {"notExecuted", "9/9 E ret==-1,excel errno=2"},
-        {"end", "D zuldump child normal exit..."},
-        {"capture", "begin $T > prepare $T > record $T > collect > end"},
-        {"started",
-         "begin > prepare > D getZulBasePath:fileNum=0,folderName=/data/ZUL/0xffff/"
-         "0xffff01_2025_03_04_05_06_07_0 > collect"},
-};
-
-/** The messages of a story "WORD TAG PROCESS/THREAD > PROCESS/THREAD PRIORITY MESSAGE"; 5/6 says what nobody does. */
-std::vector<std::string> tell(const std::string& story, const std::string& outer = "5/6") {
-    std::vector<std::string> messages;
-    for (const std::string& part : zul::split(story, " > ")) {
-        const std::vector<std::string> words = zul::split(part, " ");
-        const auto word = kWords.find(words[0]);
-        if (word == kWords.end()) {
-            messages.push_back(isdigit(part[0]) ? part : outer + " " + part);
-            continue;
-        }
-        const std::string tag = words.size() > 1 ? words[1] : "a";
-        const std::string text = replaceAll(word->second, "$L", std::to_string(tag.size()));
-        for (const std::string& message :
-             tell(replaceAll(text, "$T", tag), words.size() > 2 ? words[2] : outer))
-            messages.push_back(message);
-    }
-    return messages;
-}
-
-std::string makeLog(const std::string& story) {
-    return logOf(tell(story));
-}
 
 std::vector<Event> eventsOf(const std::string& log, bool keepLines = false) {
     const TextFile file(log);
@@ -90,7 +33,8 @@ std::vector<Event> eventsOf(const std::string& log, bool keepLines = false) {
 std::string describe(const std::vector<Event>& events) {
     std::string text;
     for (const Event& event : events) {
-        text += (text.empty() ? "" : "; ") + event.tag + " " + outcomeName(event.outcome);
+        text += (text.empty() ? "" : "; ") + (event.tag.empty() ? "a nameless" : event.tag) + " " +
+                outcomeName(event.outcome);
         const std::string reason = event.reason;
         if (reason != reasonOf(event.outcome)) text += ": " + reason;
         if (!event.detail.empty()) text += " (" + event.detail + ")";
@@ -99,105 +43,61 @@ std::string describe(const std::vector<Event>& events) {
 }
 
 TEST(EventsTest, OutcomesAreToldWithTheirReasons) {
-    const std::pair<const char*, const char*> cases[] = {
-            {"start > capture", "a collected"},
-            {"lookUp > describe > prepare > collect > end", "a collected"},
-            {"lookUp > E libzulid_config dlopen fail > unknown", "a refused: no tag library"},
-            {"lookUp > D getZulInfoByTag Error: Failed to find function > unknown",
-             "a refused: tag library without getRowByKey"},
-            {"lookUp > D getZulInfoByTag getRowByKey fail > unknown",
-             "a refused: unknown to the tag library"},
-            {"unknown", "a refused: unknown to the tag library"},
-            // The vendor database of an event that the engine describes, of a tag, and of the next event.
-            {"noCopy > copyFailed > capture",
-             " refused: vendor database not copied (/db); a collected"},
-            {"capture > copyFailed",
-             "a collected;  refused: vendor database not copied (/data/vendor/aee_exp/db)"},
-            {"lookUp > describe > noCopy > copyFailed",
-             "a refused: vendor database not copied (/db)"},
-            {"begin > noCopy", "a passed;  under-way: vendor database not copied (/db)"},
-            {"lookUp > describe > prepare > noCopy",
-             "a unknown;  under-way: vendor database not copied (/db)"},
-            {"begin > refused", "a refused: no legal tag"},
-            {"begin > D remoteConfig activity->transact error:-1,x > otherPackage",
-             "a refused: other package (com.x)"},
-            {"begin 0xffff1007 > E unknow special scene type:7",
-             "0xffff1007 refused: unknown trace scene (7)"},
-            {"begin 0xffffffff > D remoteConfig.tag = a  > D remoteConfig.flag = 4  > "
-             "D remoteConfig.tag = b  > begin",
-             "0xffffffff updated (a, b); a passed"},
-            {"begin 0xffffffff > E writeConfig: open file(/data/ZUL/config) fail",
-             "0xffffffff updated: until the next start: not stored"},
-            {"begin 0xffffffff > refused 0xffffffff", "0xffffffff refused: no legal tag"},
-            {"restart > 8/8 D remoteConfig.tag = a ", ""},
-            {"start > begin 0xffff1001", "0xffff1001 marked"},
-            {"start > begin 0xffff1003 > collect > end", "0xffff1003 marked"},
-            {"start > capture 0xffff1001", "0xffff1001 collected"},
-            {"start > begin 0xffff10011", "0xffff10011 under-way"},
-            {"begin > prepare > E FolderOperation LOG folder create /x failed(No space) > noFolder "
-             "> collect > notExecuted > end",
-             "a no-folder: folder cannot be made (No space)"},
-            {"begin > noFolder > begin", "a no-folder: no folder; a passed"},
-            {"begin > E getZulBasePath sceneType info error!! > noFolder",
-             "a no-folder: tag makes no folder name"},
-            {"begin > E tag too long for a capture folder: a > noFolder",
-             "a no-folder: tag too long"},
-            {"begin > prepare > E open /data/ZUL/zul_history failure: > collect > end",
-             "a collected: no line in the history"},
-            {"begin > prepare > work > E *** fork fail > begin",
-             "a no-collector: no process for the collector; a under-way"},
-            // Whose collector it was: the one that waits, and without debug lines the only one.
-            {"start > begin > begin b 5/7 > prepare b 5/7 > work - 5/7 > notExecuted > end - 5/7",
-             "b no-collector: collector cannot be executed (No such file or directory); a "
-             "under-way"},
-            {"begin > 9/9 E ret==-1,excel errno=13",
-             "a no-collector: collector cannot be executed (Permission denied)"},
-            {"begin > begin b 5/7 > notExecuted", "a passed; b passed"},
-            {"begin > prepare > collect > capture", "a killed; a collected"},
-            {"begin > prepare > collect", "a under-way"},
-            {"begin > prepare > restart > capture b 8/9", "b collected; a interrupted"},
-            {"begin > prepare > start", "a interrupted"},
-            {"start > 5/5 D ZUL  main start. > begin", "a passed"},
-            {"begin > restart > prepare > collect", "a under-way"},
-            // Lines are missing.
-            {"start > begin > capture", "a unknown; a collected"},
-            {"lookUp > begin b", "a unknown; b passed"},
-            {"prepare > collect > end", "a collected"},
-            {"end > work", ""},
-            {"begin > end", "a under-way"},
-            {"begin > refused b", "a passed; b refused: no legal tag"},
-            {"begin > prepare > prepare", "a unknown; a under-way"},
-            // Odd tags.
-            {"begin a\nb > refused a\nb", "a\nb refused: no legal tag"},
-            {"lookUp a\nb > refused a\nb", "a\nb refused: no legal tag"},
-            {"lookUp > describe b > noFolder", "a no-folder: no folder"},
-            {"D sceneType===,sceneType.length()=0,mFlag=0x1 > D Illegal ZUL TAG ,break",
-             " refused: no legal tag"},
-            // Several threads.
-            {"begin > prepare > collect > end - 5/7 > end - 4/6", "a under-way"},
-            {"start > begin > begin b 5/7 > prepare b 5/7 > prepare > work - 5/7 > work > end - "
-             "5/7 > end",
-             "b collected; a collected"},
-    };
-    for (const auto& [story, events] : cases)
-        EXPECT_EQ(describe(eventsOf(makeLog(story))), events) << story;
-}
-
-TEST(EventsTest, TellsWhatIsMissing) {
-    // No history line, no first line, and later no folder.
-    const auto events =
-            eventsOf(makeLog("prepare > collect > end > prepare > E createZulPath failure..."));
-    ASSERT_THAT(events, SizeIs(2));
-    EXPECT_FALSE(events[0].whole);
-    EXPECT_EQ(events[0].historyStart, Event::kNoTime);
-    EXPECT_EQ(events[0].archive, "/data/ZUL/a_1.zul");
-    EXPECT_EQ(events[1].folder + events[1].archive, "");
-    EXPECT_EQ(events[1].collectorStart, Event::kNoTime);
-    EXPECT_FALSE(eventsOf(makeLog("begin"))[0].whole);
-    EXPECT_TRUE(eventsOf(makeLog("capture"))[0].whole);
-    std::string setBack = makeLog("capture");
-    setBack.replace(setBack.rfind("05:06"), 5, "04:06");
-    EXPECT_FALSE(eventsOf(setBack)[0].whole);
+    expectRows(R"(
+lookUp > describe > prepare > collect > end => a collected
+lookUp > E libzulid_config dlopen fail > unknown => a refused: no tag library
+unknown => a refused: unknown to the tag library
+noCopy > copyFailed > capture => a nameless refused: vendor database not copied (/db); a collected
+capture > copyFailed
+ => a collected; a nameless refused: vendor database not copied (/data/vendor/aee_exp/db)
+lookUp > describe > noCopy > copyFailed => a refused: vendor database not copied (/db)
+begin > noCopy => a passed; a nameless under-way: vendor database not copied (/db)
+lookUp > describe > prepare > noCopy
+ => a unknown; a nameless under-way: vendor database not copied (/db)
+begin 0xffffffff > D remoteConfig.tag = a  > D remoteConfig.flag = 4  > D remoteConfig.tag = b  > begin
+ => 0xffffffff updated (a, b); a passed
+begin 0xffffffff > E writeConfig: open file(/c) fail => 0xffffffff updated: until the next start: not stored
+begin 0xffffffff > refused 0xffffffff => 0xffffffff refused: no legal tag
+restart > 8/8 D remoteConfig.tag = a  =>
+start > begin 0xffff1001 => 0xffff1001 marked
+start > begin 0xffff1003 > collect > end => 0xffff1003 marked
+start > capture 0xffff1001 => 0xffff1001 collected
+start > begin 0xffff10011 => 0xffff10011 under-way
+begin > prepare > E FolderOperation LOG folder create /x failed(No space) > noFolder > collect
+ => a no-folder: folder cannot be made (No space)
+begin > noFolder > begin => a no-folder: no folder; a passed
+begin > E tag too long for a capture folder: a > noFolder => a no-folder: tag too long
+begin > prepare > E open /h failure: > collect > end => a collected: no line in the history
+begin > prepare > work > E *** fork fail > begin
+ => a no-collector: no process for the collector; a under-way
+start > begin > begin b 5/7 > prepare b 5/7 > work - 5/7 > notExecuted > end - 5/7
+ => b no-collector: collector cannot be executed (No such file or directory); a under-way
+begin > 9/9 E ret==-1,excel errno=13
+ => a no-collector: collector cannot be executed (Permission denied)
+begin > begin b 5/7 > notExecuted => a passed; b passed
+begin > prepare > collect > capture => a killed; a collected
+begin > prepare > collect => a under-way
+begin > prepare > restart > capture b 8/9 => b collected; a interrupted
+begin > prepare > start => a interrupted
+start > 5/5 D ZUL  main start. > begin => a passed
+begin > restart > prepare > collect => a under-way
+start > begin > capture => a unknown; a collected
+lookUp > begin b => a unknown; b passed
+prepare > collect > end => a collected
+end > work =>
+begin > end => a under-way
+begin > refused b => a passed; b refused: no legal tag
+begin > prepare > prepare => a unknown; a under-way
+begin a\nb > refused a\nb => a\nb refused: no legal tag
+lookUp a\nb > refused a\nb => a\nb refused: no legal tag
+lookUp > describe b > noFolder => a no-folder: no folder
+D sceneType===,sceneType.length()=0,mFlag=0x1 > D Illegal ZUL TAG ,break
+ => a nameless refused: no legal tag
+begin > prepare > collect > end - 5/7 > end - 4/6 => a under-way
+start > begin > begin b 5/7 > prepare b 5/7 > prepare > work - 5/7 > work > end - 5/7 > end
+ => b collected; a collected
+)",
+               [](const std::string& story) { return describe(eventsOf(makeLog(story, "a"))); });
 }
 
 TEST(EventsTest, CollectorsAreToldApartByMaskAndProcess) {
@@ -217,44 +117,22 @@ TEST(EventsTest, CollectorsAreToldApartByMaskAndProcess) {
               "b no-collector: collector cannot be executed (Argument list too long)");
 }
 
-TEST(EventsTest, KeepsTheLinesOfTheEventAndItsCollector) {
-    const std::string other = "5/7 D dnam=x";
-    const std::string log = makeLog(other + " > begin > prepare > collect > end > " + other);
-    const auto events = eventsOf(log, true);
-    ASSERT_THAT(events, SizeIs(1));
-    std::string kept;
-    for (const std::string& line : events[0].lines)
-        kept += line + "\n";
-    const size_t first = makeLog(other).size();
-    EXPECT_EQ(kept, log.substr(first, log.size() - 2 * first));
-
-    std::vector<std::string> many = tell("begin");
-    many.resize(Events::kMostLines + 10, "5/6 D current file path is x");
-    EXPECT_THAT(eventsOf(logOf(many), true).at(0).lines, SizeIs(Events::kMostLines));
-}
-
 TEST(EventsTest, MemoryIsBoundedByWhatIsUnderWay) {
-    std::vector<std::string> log;
-    for (size_t i = 1; i <= 2 * Events::kMostOpen; i++)
-        log.push_back(tell("begin - 5/" + std::to_string(i))[0]);
-    const TextFile file(logOf(log));
-    LogFile lines(file.fd(), kNewest);
-    std::vector<int32_t> threads;
-    Events events([&](Event& event) { threads.push_back(event.thread); });
-    for (LogLine line; lines.next(line);)
-        events.add(line);
-    // Those longest silent are given up, as many as there is no room for.
-    EXPECT_THAT(threads, SizeIs(Events::kMostOpen));
-    EXPECT_TRUE(std::is_sorted(threads.begin(), threads.end()));
-    EXPECT_EQ(threads.back(), static_cast<int32_t>(Events::kMostOpen));
+    std::string story;
+    for (size_t thread = 2 * Events::kMostOpen; thread > 0; thread--)
+        story += "begin - 5/" + std::to_string(thread) + " > ";
+    // Those longest silent are given up, as many as there is no room for; at the end all the rest.
+    const auto events = eventsOf(makeLog(story));
+    ASSERT_THAT(events, SizeIs(2 * Events::kMostOpen));
+    for (size_t i = 0; i < Events::kMostOpen; i++) {
+        EXPECT_EQ(static_cast<size_t>(events[i].thread), 2 * Events::kMostOpen - i);
+        EXPECT_EQ(static_cast<size_t>(events[Events::kMostOpen + i].thread), i + 1);
+    }
 
-    std::string collectors = "start > capture";
-    for (size_t i = 0; i < Events::kMostOpen; i++)
-        collectors += " > " + std::to_string(100 + i) + "/1 D sceneFlag===1, mPid===1";
-    EXPECT_EQ(
-            describe(eventsOf(makeLog(collectors + " > 6/6 D ZUL  main start. > 6/6 D "
-                                                   "mCompressFileCount=0 > begin 0xffff1001 6/7"))),
-            "a collected; 0xffff1001 marked");
+    story = "begin";
+    for (size_t i = 0; i < Events::kMostLines + 10; i++)
+        story += " > D current file path is x";
+    EXPECT_THAT(eventsOf(makeLog(story), true).at(0).lines, SizeIs(Events::kMostLines));
 }
 
 Result callEvents(const std::string& log, std::vector<std::string> arguments) {
@@ -271,42 +149,63 @@ const std::string kStory =
 TEST(EventsCommandTest, ShowsOneALineAndATotal) {
     const Result result = callEvents(makeLog(kStory), {});
     EXPECT_EQ(std::to_string(result.status) + result.err, "0");
-    const std::string rows = result.out.substr(result.out.find('\n') + 1);
-    const std::string time = rows.substr(0, 5) + "03-04 05:06:07    ";
-    EXPECT_EQ(rows, time + "0.070s  collected     a           77       a_1.zul\n" + time +
-                            "0.010s  refused       a\\x1b[2J             no legal tag\n" + time +
-                            "0.010s  refused       b\\xff                other package: com.x\n"
-                            "3 events: 1 collected, 2 refused (1 no legal tag, 1 other package)\n");
+    EXPECT_EQ(result.out,
+              R"(WHEN                     TOOK  OUTCOME       TAG         PROCESS  RESULT
+2025-03-04 05:06:07    0.070s  collected     0xffff01    77       0xffff01_2025_03_04_05_06_07_0.zul
+2025-03-04 05:06:07    0.010s  refused       a\x1b[2J             no legal tag
+2025-03-04 05:06:07    0.010s  refused       b\xff                other package: com.x
+3 events: 1 collected, 2 refused (1 no legal tag, 1 other package)
+)");
     EXPECT_THAT(callEvents(makeLog("begin"), {}).out, HasSubstr("05:06:07            passed"));
-    const Result none = callEvents(makeLog(kStory), {"a", "--dropped"});
+    const Result none = callEvents(makeLog(kStory), {"0xffff01", "--dropped"});
     EXPECT_EQ(none.status, 1);
     EXPECT_THAT(none.out, HasSubstr("\n0 events\n"));
 }
 
+/** JSON in lines of a handy length, without what all objects begin with. */
+std::string unwrapped(const std::string& json, const std::string& start) {
+    return replaceAll(replaceAll(json, ",\n", ","), "{", start);
+}
+
 TEST(EventsCommandTest, WritesOneObjectALine) {
-    EXPECT_THAT(callEvents(makeLog(kStory), {"--json"}).out,
-                MatchesRegex(R"(\{"v":1,"device":"","event":"daemon-start","time":"[0-9]{4}-03-04 )"
-                             R"(05:06:07\.000","daemon":8\})"
-                             "\n"
-                             R"(\{"v":1,"device":"","event":"capture","time":"[0-9]{4}-03-04 )"
-                             R"(05:06:07\.010","tag":"a","outcome":"collected",)"
-                             R"("dropped":false,"reason":"","detail":"",)"
-                             R"("mask":"0x2c3","processes":"77","text":"a text",)"
-                             R"("archive":"/data/ZUL/a_1\.zul","took_ms":70,)"
-                             R"("preparation_ms":20,"history_ms":20,"collector_ms":20,)"
-                             R"("daemon":5,"thread":6\})"
-                             "\n"
-                             R"(\{.*"tag":"a\\u001b\[2J".*"took_ms":10,"preparation_ms":null.*\})"
-                             "\n"
-                             R"(\{.*"tag_hex":"62ff".*"detail":"com\.x".*\})"
-                             "\n"
-                             R"(\{.*"event":"engine-gone","time":".*\.130","daemon":5\})"
-                             "\n"
-                             R"(\{.*"event":"engine-back",.*"thread_number":-1\})"
-                             "\n"));
-    for (const char* choice : {"a", "--dropped"})
+    const std::string start = R"({"v":1,"device":"","event":)";
+    EXPECT_EQ(callEvents(makeLog(kStory), {"--json"}).out,
+              unwrapped(R"({"daemon-start","time":"2025-03-04 05:06:07.000","daemon":8}
+{"capture","time":"2025-03-04 05:06:07.010","tag":"0xffff01","outcome":"collected",
+"dropped":false,"reason":"","detail":"","mask":"0x2c3","processes":"77","text":"a text",
+"archive":"/data/ZUL/0xffff/0xffff01_2025_03_04_05_06_07_0.zul","took_ms":70,
+"preparation_ms":20,"history_ms":20,"collector_ms":20,"daemon":5,"thread":6}
+{"capture","time":"2025-03-04 05:06:07.090","tag":"a\u001b[2J","outcome":"refused",
+"dropped":true,"reason":"no legal tag","detail":"","mask":"0x2c1","processes":"","text":"",
+"archive":"","took_ms":10,
+"preparation_ms":null,"history_ms":null,"collector_ms":null,"daemon":5,"thread":6}
+{"capture","time":"2025-03-04 05:06:07.110","tag_hex":"62ff","outcome":"refused",
+"dropped":true,"reason":"other package","detail":"com.x","mask":"0x2c1","processes":"","text":"",
+"archive":"","took_ms":10,
+"preparation_ms":null,"history_ms":null,"collector_ms":null,"daemon":5,"thread":7}
+{"engine-gone","time":"2025-03-04 05:06:07.130","daemon":5}
+{"engine-back","time":"2025-03-04 05:06:07.140","daemon":5,"thread_number":-1}
+)",
+                        start));
+    for (const char* choice : {"a", "--dropped", "-n9", "-gx"})
         EXPECT_THAT(callEvents(makeLog(kStory), {"--json", choice}).out,
                     Not(HasSubstr("daemon-start")));
+}
+
+TEST(EventsCommandTest, TellsNoTimeThatTheLogDoesNot) {
+    std::string setBack = makeLog("capture");
+    setBack.replace(setBack.rfind("05:06"), 5, "04:06");
+    const std::pair<std::string, const char*> cases[] = {
+            {makeLog("capture"), R"("took_ms":70,"preparation_ms":20,"history_ms":20,"coll)"},
+            {makeLog("begin"), R"("took_ms":null,"preparation_ms":null,)"},
+            {makeLog("prepare > record > collect > end"), R"("took_ms":null,"preparation_ms":20,)"},
+            {makeLog("begin > prepare > collect > end"),
+             R"(_0.zul","took_ms":50,"preparation_ms":20,"history_ms":null,"collector_ms":20)"},
+            {makeLog("begin > prepare > noFolder > collect > end"), R"("archive":"","took_ms":60)"},
+            {setBack, R"("took_ms":null,"preparation_ms":20,"history_ms":20,"collector_ms":null)"},
+    };
+    for (const auto& [log, times] : cases)
+        EXPECT_THAT(callEvents(log, {"--json"}).out, HasSubstr(times));
 }
 
 TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
@@ -320,62 +219,49 @@ TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
 }
 
 TEST_F(ZulctlTest, WhatLiesOnDiskDecides) {
-    struct Case {
-        const char* story;
-        /** An archive, a folder, and lines of the history. */
-        std::string disk;
-        const char* outcomes;
-    };
-    const std::string name = "0xffff01_2025_03_04_05_06_07_0";
-    const std::string path = "/data/ZUL/0xffff/" + name;
-    const std::string erase = "started > restart > 8/9 D createZulPath:erase " + path + ".zul";
-    const std::string record =
-            "D recordZulHistory:allContent===0xffff01|2025-03-04 05:06:07|" + path + ".zul|B";
-    const std::string overtaken = "started > " + record + " > restart > started a 8/9 > 8/9 " +
-                                  record + " > 8/9 D zuldump child normal exit...";
-    const Case cases[] = {
-            {overtaken.c_str(), "archive folder line line",
-             "failed collector made no archive; captured"},
-            {"started > end", "archive line", "captured"},
-            {"started > end", "line", "captured gone since: pruned, or removed"},
-            {"started > end", "folder line", "failed collector made no archive"},
-            {"started > end", "archive folder line", "failed collector made no archive"},
-            {"started > end > started > end", "archive folder line line",
-             "captured; failed collector made no archive"},
-            {"started > end > started > end", "folder line line",
-             "failed collector made no archive; failed collector made no archive"},
-            {"started > end", "archive", "captured"},
-            {"started > started > end", "archive line", "captured; captured"},
-            {"started > begin", "folder line", "killed collector did not end by itself; under-way"},
-            {"started > restart", "archive line", "captured"},
-            {"started > restart", "folder line", "interrupted daemon started anew"},
-            {erase.c_str(), "line", "captured gone since: pruned, or removed"},
-            {"started > restart > 8/9 D createZulPath:erase /x.zul", "folder line",
-             "interrupted daemon started anew"},
-            {"started", "folder line", "under-way"},
-            {"started > notExecuted > end", "folder line",
-             "no-collector collector cannot be executed: No such file or directory"},
-            {"begin > prepare > work > begin", "", "unknown lines are missing; under-way"},
-    };
-    for (const Case& c : cases) {
-        std::filesystem::remove_all(at("/data"));
-        std::string history;
-        for (const std::string& what : zul::split(c.disk, " ")) {
-            if (what == "archive") write(path + ".zul");
-            if (what == "folder") makeFolder(path);
-            if (what == "line") history += "0xffff01|2025-03-04 05:06:07|" + path + ".zul|B\n";
-        }
-        write("/data/ZUL/zul_history", history);
-        write("/log", makeLog(c.story));
-        std::string outcomes;
-        for (const std::string& line :
-             zul::split(onCopy({"--log=" + at("/log"), "--no-legend", "events"}).out, "\n")) {
-            const std::string reason = line.substr(std::min(line.size(), size_t{66}));
-            outcomes += (outcomes.empty() ? "" : "; ") + line.substr(31, line.find(' ', 31) - 31) +
-                        (reason.empty() || reason.starts_with(name) ? "" : " " + reason);
-        }
-        EXPECT_EQ(outcomes, c.outcomes) << c.story << c.disk;
-    }
+    const std::string name = nameOf("0xffff01", "05:06:07");
+    // Each behind an archive, a folder, and lines of the history.
+    expectRows(R"(
+AFLL started > record > restart > started 0xffff01 8/9 > record 0xffff01 8/9 > end - 8/9
+ => failed collector made no archive; captured
+AL started > end => captured
+L started > end => captured gone since: pruned, or removed
+FL started > end => failed collector made no archive
+AFL started > end => failed collector made no archive
+AFLL started > end > started > end => captured; failed collector made no archive
+FLL started > end > started > end => failed collector made no archive; failed collector made no archive
+A started > end => captured
+AL started > started > end => captured; captured
+FL started > begin => killed collector did not end by itself; under-way
+AL started > restart => captured
+FL started > restart => interrupted daemon started anew
+L started > restart > 8/9 D createZulPath:erase /data/ZUL/0xffff/0xffff01_2025_03_04_05_06_07_0.zul
+ => captured gone since: pruned, or removed
+FL started > restart > 8/9 D createZulPath:erase /x.zul => interrupted daemon started anew
+FL started => under-way
+FL started > notExecuted > end
+ => no-collector collector cannot be executed: No such file or directory
+AL started > notExecuted > end
+ => no-collector collector cannot be executed: No such file or directory
+- begin > prepare > work > begin => unknown lines are missing; under-way
+)",
+               [&](const std::string& row) {
+                   std::filesystem::remove_all(at("/data"));
+                   makeFolder("/data/ZUL");
+                   mHistory = "";
+                   for (const char kind : row.substr(0, row.find(' ')))
+                       make({kind}, "0xffff01", "05:06:07");
+                   write("/log", makeLog(row.substr(row.find(' ') + 1)));
+                   std::string outcomes;
+                   const std::string shown = told("--log=@/log --no-legend events");
+                   for (const std::string& line : zul::split(shown, "\n")) {
+                       const std::string reason = line.substr(std::min(line.size(), size_t{66}));
+                       outcomes += (outcomes.empty() ? "" : "; ") +
+                                   line.substr(31, line.find(' ', 31) - 31) +
+                                   (reason == "" || reason.starts_with(name) ? "" : " " + reason);
+                   }
+                   return outcomes;
+               });
 }
 
 TEST_F(ZulctlTest, EventsOfSeveralDevicesAndTimes) {
@@ -399,9 +285,9 @@ TEST_F(ZulctlTest, EventsOfSeveralDevicesAndTimes) {
     expectCalls({{two + "events --no-legend -n1", 0, "one "},
                  {two + "events -n1", 0, "\ntwo "},
                  {two + "events -f", 2, "", "follows one log alone"},
-                 {"--root=@/one events", 2, "", "events"},
-                 {"--root=@/one --log=@/nowhere events", 3, "", "/nowhere: No such file"},
-                 {"--root=@/one --log=@/one events", 3, "", "/one: "}});
+                 {"--root=@/one events", 2, "WHEN ", "zulctl: one: no log\nzulctl: events needs"},
+                 {"--root=@/one --log=@/nowhere events", 3, "0 events", "/nowhere: No such file"},
+                 {"--root=@/one --log=@/one events", 3, "0 events", "/one: Is a directory"}});
 }
 
 TEST_F(ZulctlTest, FollowsALogThatGrows) {

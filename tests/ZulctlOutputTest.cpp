@@ -16,12 +16,7 @@ namespace zulctl::test {
 namespace {
 
 TEST(TextTest, IsSafeForATerminalAndForJson) {
-    struct Case {
-        std::string bytes;
-        std::string printed;
-        std::string json;
-    };
-    const Case cases[] = {
+    const std::tuple<std::string, const char*, const char*> cases[] = {
             {"a \"b\" ~", "a \"b\" ~", "\":\"a \\\"b\\\" ~\""},
             {"\u00e4\u20ac\U0001f600", "\u00e4\u20ac\U0001f600", "\":\"\u00e4\u20ac\U0001f600\""},
             {"\\n", "\\\\n", "\":\"\\\\n\""},
@@ -39,9 +34,9 @@ TEST(TextTest, IsSafeForATerminalAndForJson) {
             {"\xed\xa0\x80", "\\xed\\xa0\\x80", "_hex\":\"eda080\""},
             {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80", "_hex\":\"f4908080\""},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(printable(c.bytes), c.printed);
-        EXPECT_EQ(JsonObject().add("t", c.bytes).text(), ",\"t" + c.json);
+    for (const auto& [bytes, printed, json] : cases) {
+        EXPECT_EQ(printable(bytes), printed);
+        EXPECT_EQ(JsonObject().add("t", bytes).text(), std::string(",\"t") + json);
     }
 }
 
@@ -96,88 +91,91 @@ TEST(WallTimeTest, ReadsAgesAndTimesOfUsers) {
         EXPECT_FALSE(parseWhen(text, now)) << text;
 }
 
-TEST(CommandLineTest, WrongCallsEndWithTwoAndAHint) {
-    const std::pair<const char*, const char*> calls[] = {
-            {"nonsense", "unknown command nonsense ("},
-            {"evnets", "did you mean events?"},
-            {"evventss", "did you mean events?"},
-            {"vent", "did you mean events?"},
-            {"ven", "unknown command ven ("},
-            {"confg show", "did you mean config?"},
-            {"config", "config needs one of its own"},
-            {"config nonsense", "unknown command config nonsense"},
-            {"--nonsense", "unknown option --nonsense"},
-            {"-z", "unknown option -z"},
-            {"--root", "--root needs a value"},
-            {"--json=1 list", "--json takes no value"},
-            {"events --state=left", "events: unknown option --state"},
-            {"--state=left events", "events: no option --state"},
-            {"-n 5x", "no number for --number: 5x"},
-            {"-n18446744073709551616", "no number"},
-            {"info", "info: needs ARCHIVE|TAG"},
-            {"info a b", "too much: b"},
-            {"mask  ", "mask needs"},
-            {"export x", "needs -o"},
-            {"clean -fn", "needs one of -n"},
-            {"clean --left", "needs one of -n"},
-            {"--root=/data clean -f", "without --root"},
-            {"clean -f --to=1X", "no size"},
-            {"clean -f --to=1M --left", "all kinds"},
-            {"clean -f --older-than=1", "no age"},
-            {"clean -f --older-than=2025-03-05", "no age"},
-            {"--log=a --log=b events", "more --log than --root"},
-    };
-    for (const auto& [arguments, hint] : calls) {
-        const Result result = call(zul::split(arguments, " "));
-        EXPECT_EQ(std::to_string(result.status) + result.out, "2") << hint;
-        EXPECT_THAT(result.err, AllOf(StartsWith("zulctl: "), HasSubstr(hint)));
-    }
+class DeviceTest : public ZulctlTest {
+  protected:
+    DeviceTest() : ZulctlTest("") {}
+};
+
+TEST_F(DeviceTest, WrongCallsEndWithTwoAndAHint) {
+    expectCalls({
+            {"nonsense", 2, "", "zulctl: unknown command nonsense ("},
+            {"evnets", 2, "", "did you mean events?"},
+            {"evventss", 2, "", "did you mean events?"},
+            {"vent", 2, "", "did you mean events?"},
+            {"ven", 2, "", "unknown command ven ("},
+            {"confg show", 2, "", "did you mean config?"},
+            {"config", 2, "", "config needs one of its own"},
+            {"config nonsense", 2, "", "unknown command config nonsense"},
+            {"--nonsense", 2, "", "unknown option --nonsense"},
+            {"-z", 2, "", "unknown option -z"},
+            {"--root", 2, "", "--root needs a value"},
+            {"--json=1 list", 2, "", "--json takes no value"},
+            {"events --state=left", 2, "", "events: unknown option --state"},
+            {"--state=left events", 2, "", "events: no option --state"},
+            {"-n 5x", 2, "", "no number for --number: 5x"},
+            {"-n18446744073709551616", 2, "", "no number"},
+            {"info", 2, "", "info: needs ARCHIVE|TAG"},
+            {"info a b", 2, "", "too much: b"},
+            {"mask  ", 2, "", "mask needs"},
+            {"export x", 2, "", "needs -o"},
+            {"clean -fn", 2, "", "needs one of -n"},
+            {"clean --left", 2, "", "needs one of -n"},
+            {"--root=/data clean -f", 2, "", "without --root"},
+            {"clean -f --to=1X", 2, "", "no size"},
+            {"clean -f --to=1KB", 2, "", "no size"},
+            {"clean -f --to=1M --left", 2, "", "all kinds"},
+            {"clean -f --to=1M --unlisted", 2, "", "all kinds"},
+            {"clean -f --older-than=1", 2, "", "no age"},
+            {"--log=a --log=b events", 2, "", "more --log than --root"},
+    });
 }
 
-TEST(CommandLineTest, RightOnesAreTakenInAllTheirForms) {
-    const std::pair<const char*, const char*> calls[] = {
-            {"--help", "Usage: zulctl [OPTION...] [COMMAND"},
-            {"help", "  events [TAG...]"},
-            {"help", " (the default)\n"},
-            {"help events", "Usage: zulctl [OPTION...] events [OPTION...] [TAG...]"},
-            {"events -h", "  -f, --follow                go on"},
-            {"config --help", "  config check FILE|-"},
-            {"help config match", "config match [OPTION...] TAG [PACKAGE]"},
-            {"help list", "  unrecorded   the archive"},
-            {"help mask", "short: anr, log."},
-            {"--version", "--json is of version 1"},
-            {"mask --json 1", "{\"v\":1"},
-            {"--json mask 1", "{\"v\":1"},
-            {"mask 1 --json", "{\"v\":1"},
-            {"mask -- -1", "FLAG_ZUL_"},
-    };
-    for (const auto& [arguments, text] : calls) {
-        const Result result = call(zul::split(arguments, " "));
-        EXPECT_EQ(std::to_string(result.status) + result.err, "0") << text;
-        EXPECT_THAT(result.out, HasSubstr(text));
-    }
-    EXPECT_THAT(call({"config", "--help"}).out, Not(HasSubstr("  events")));
-    EXPECT_EQ(call({"--root", "/nowhere", "-n", "5", "-S5m", "--until=5m"}).status, 3);
+TEST_F(DeviceTest, RightOnesAreTakenInAllTheirForms) {
+    expectCalls({
+            {"help", 0, "Usage: zulctl [OPTION...] [COMMAND"},
+            {"--help", 0, "  events [TAG...]"},
+            {"help", 0, " (the default)\n"},
+            {"help", 0, "\nOptions of all commands:\n      --root=DIR              a copy"},
+            {"help events", 0, "Usage: zulctl [OPTION...] events [OPTION...] [TAG...]"},
+            {"events -h", 0, "  -f, --follow                go on"},
+            {"config --help", 0, "a copy.\n\n  config show "},
+            {"config --help", 0, "  config check FILE|-"},
+            {"help config match", 0, "config match [OPTION...] TAG [PACKAGE]"},
+            {"help list", 0, "  unrecorded   the archive"},
+            {"help mask", 0, "short: anr, log."},
+            {"--version", 0, "--json is of version 1"},
+            {"mask --json 1", 0, "{\"v\":1"},
+            {"--json mask 1", 0, "{\"v\":1"},
+            {"mask 1 --json", 0, "{\"v\":1"},
+            {"mask -- -1", 0, "FLAG_ZUL_"},
+            {"--root /nowhere -n 5 -S5m --until=5m", 3, "0 captures", "/nowhere: No such"},
+    });
+}
+
+/** A cell for each of the characters, and what is behind it. */
+std::string cellsOf(const std::string& text) {
+    FILE* file = tmpfile();
+    Output out(file, false, true);
+    Table(out, {{"A", "a", 40}, {"B"}}).row({text, "b"});
+    rewind(file);
+    std::string line(1000, '\0');
+    line.resize(fread(line.data(), 1, line.size(), file));
+    fclose(file);
+    line = line.substr(line.find('\n') + 1);
+    return std::to_string(std::count(line.begin(), line.end(), ' '));
 }
 
 TEST(OutputTest, ColumnsAreOfATerminalsCells) {
-    FILE* file = tmpfile();
-    Output out(file, false, true);
-    Table table(out, {{"A", "a", 4}, {nullptr, "hidden"}, {"B", "b", 3, true}, {"C"}});
-    for (const char* text : {"ab", "\u6f22\u5b57", "e\u0301", "toolong"})
-        table.row({text, "x", Cell::number(7), "end"});
-    table.row({Cell::none(), "x", Cell::none(), ""});
-    rewind(file);
-    std::string text(1000, '\0');
-    text.resize(fread(text.data(), 1, text.size(), file));
-    fclose(file);
-    EXPECT_EQ(text,
-              "A       B  C\n"
-              "ab      7  end\n"
-              "\u6f22\u5b57    7  end\n"
-              "e\u0301       7  end\n"
-              "toolong  7  end\n"
-              "-       -\n");
+    // Both ends of each range of characters that are as wide as two, or as none, and what is beside them.
+    EXPECT_EQ(cellsOf(""), "42");
+    EXPECT_EQ(cellsOf("\u1100\u115f\u2e80\u303e\u3041\ua4cf\uac00\ud7a3\uf900\ufaff"), "22");
+    EXPECT_EQ(cellsOf("\ufe30\ufe6f\uff00\uff60\uffe0\uffe6\U0001f300\U0001f64f\U0001f900"
+                      "\U0001f9ff\U00020000\U0003fffd"),
+              "18");
+    EXPECT_EQ(cellsOf("\u0300\u036f\u200b\u200d\ufe00\ufe0f"), "42");
+    EXPECT_EQ(cellsOf("\u02ff\u0370\u200a\u10ff\u1160\u2e7f\u303f\u3040\ua4d0\uabff\ud7a4\uf8ff"
+                      "\ufb00\ufe10\ufe2f\ufe70\uff61\uffdf\uffe7\U0001f2ff\U0001f650"),
+              "21");
 }
 
 TEST(OutputTest, TheNewestIsLastWhereAScreenIsTooSmall) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -35,25 +36,32 @@ Result call(const std::vector<std::string>& arguments);
 
 std::string replaceAll(std::string text, const std::string& what, const std::string& by);
 
+/**
+ * Expects `each` to make what is behind " => " of what is before it in each row of a table. A row may go on in the next
+ * line, with a blank before the arrow; "\n" and "\xHH" stand for bytes.
+ */
+void expectRows(const std::string& table,
+                const std::function<std::string(const std::string&)>& each);
+
 /** Where captures of the tests' tags are. */
 inline constexpr char kType[] = "/data/ZUL/0xffff/";
-/** 0xffff0101_2025_03_04_05_06_07_N for that tag and time of one day, as HH:MM:SS. */
+/** 0xffff0101_2025_03_04_05_06_07_N for that tag and time, as YYYY-MM-DD HH:MM:SS or as HH:MM:SS of one day. */
 std::string nameOf(const std::string& tag, const std::string& time, int number = 0);
-/** The line of the history about it. */
-std::string lineOf(const std::string& tag, const std::string& time, const std::string& archive);
 
 /**
- * The log of messages "PROCESS/THREAD PRIORITY TEXT" as the desktop's layer writes it: 10 ms apart from
- * 03-04 05:06:07 on, with a header for each row of a message.
+ * The log of a story, 10 ms a message from 03-04 05:06:07 on, as the desktop's layer writes it: with a
+ * header for each row of a message. Its parts, with " > " between, are messages "PROCESS/THREAD PRIORITY TEXT",
+ * which 5/6 says where they name nobody, or "WORD TAG PROCESS/THREAD" for what the daemon says of an event:
+ * begin, capture and so on. `tag` is that of words without one.
  */
-std::string logOf(const std::vector<std::string>& messages);
+std::string makeLog(const std::string& story, const std::string& tag = "0xffff01");
 
 /** A command line, in which @ stands for the device's root, and what comes of it. */
 struct CallCase {
     /** Where there is a copy of /data, on that, but for one that begins with another --root. */
     std::string line;
     int status;
-    /** Parts of its two outputs; "" for nothing at all in the second one. */
+    /** Parts of its two outputs; "" for nothing at all. */
     std::string out;
     std::string err = "";
 };
@@ -66,9 +74,10 @@ class ZulctlTest : public testing::Test {
     explicit ZulctlTest(const std::string& root);
     ~ZulctlTest() override;
 
-    /** Runs the program with --root on the copy of /data. */
-    Result onCopy(std::vector<std::string> arguments) const;
-
+    /** What a command line as in a CallCase comes to. */
+    Result run(const std::string& line) const;
+    /** Both outputs, and behind them the status in brackets, but for 0; the device's root is @ in them too. */
+    std::string told(const std::string& line) const;
     void expectCalls(const std::vector<CallCase>& cases) const;
 
     /** Where a path of the device is in the copy. */
@@ -77,7 +86,13 @@ class ZulctlTest : public testing::Test {
     void write(const std::string& path, const std::string& text = "") const;
     void makeFolder(const std::string& path) const;
     bool exists(const std::string& path) const;
+    /**
+     * Makes a capture with L, A and F for its line, archive and folder, in the folder of its type, with
+     * D in /data/ZUL itself and with S beside. The path of its folder.
+     */
+    std::string make(const std::string& kinds, const std::string& tag, const std::string& time);
 
+    std::string mHistory;
     const std::string mRoot;
 };
 
