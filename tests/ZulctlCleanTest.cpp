@@ -187,17 +187,18 @@ TEST_F(CleanTest, TellsWhatACopyCouldLose) {
 }
 
 TEST_F(CleanTest, FollowsNoLink) {
-    const std::string name = nameOf("0xfffd0101", "05:06:07") + "/file";
-    write("/tmp/outside/" + name);
     const std::string left = makeOld("F", 3600);
-    const std::string link = kType + nameOf("0xffff0101", "05:06:07");
-    for (const std::string& path : {left + "/inside/link", link, std::string("/data/ZUL/0xfffd")})
-        ASSERT_EQ(symlink("/tmp/outside", path.c_str()), 0);
+    EXPECT_EQ(sh("cd tmp && mkdir -p outside/0xfffd0101_2025_03_04_05_06_07_0 && "
+                 "ln -s /tmp/outside /data/ZUL/0xfffd && ln -s /tmp/outside " +
+                 left +
+                 "/link && "
+                 "ln -s /tmp/outside /data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_0"),
+              "");
     touch(left, 3600);
     expectCalls({{"clean -f", 0, "removed 0 archives and 1 folder"}});
-    EXPECT_FALSE(exists(left));
-    EXPECT_TRUE(exists(link));
-    EXPECT_TRUE(exists("/tmp/outside/" + name));
+    EXPECT_EQ(sh("ls /data/ZUL/0xffff /tmp/outside"),
+              "/data/ZUL/0xffff:\n0xffff0101_2025_03_04_05_06_07_0\n\n"
+              "/tmp/outside:\n0xfffd0101_2025_03_04_05_06_07_0\n");
 }
 
 TEST_F(ZulctlTest, WhereTheFirstProcessIsHiddenAllMayBe) {

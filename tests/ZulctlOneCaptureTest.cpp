@@ -16,14 +16,6 @@ namespace {
 constexpr char kName[] = "0xffff0101_2025_03_04_05_06_07_0";
 const std::string kFolder = std::string(kType) + kName;
 
-std::string outputOf(const std::string& command) {
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string text;
-    for (int c; (c = fgetc(pipe)) != EOF;)
-        text += static_cast<char>(c);
-    return pclose(pipe) == 0 ? text : "FAILED: " + text;
-}
-
 class OneCaptureTest : public ZulctlTest {
   protected:
     OneCaptureTest() {
@@ -122,19 +114,19 @@ TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     std::string names;
     for (const auto& [member, text] : members) {
         names += name + member + "\n";
-        EXPECT_EQ(outputOf("tar -xOf " + at("/out.tar ") + name + member), text);
+        EXPECT_EQ(sh("tar -xOf out.tar " + name + member), text);
     }
-    EXPECT_EQ(outputOf("tar -tf " + at("/out.tar")), names);
+    EXPECT_EQ(sh("tar -tf out.tar"), names);
 
     // Both it and what it unpacks to tell the same as the store that it came from.
-    outputOf("tar -xf " + at("/out.tar") + " -C " + mRoot);
+    sh("tar -xf out.tar");
     const std::string here = told("--log=@/log info 0xffff0101");
     const std::string unpacked = told("--root=@/" + name + " info 0xffff0101");
     EXPECT_EQ(unpacked, replaceAll(here, "legal       yes", "legal       no"));
     EXPECT_EQ(told("--root=@/out.tar info 0xffff0101"), unpacked);
     EXPECT_EQ(told("--root=@/out.tar export 0xffff0101 -o @/again.tar"), "");
-    EXPECT_EQ(outputOf("tar -xOf " + at("/again.tar ") + name + kFolder + ".zul"), "12345");
-    EXPECT_EQ(outputOf("ls -d /tmp/zulctl.*/0x* 2>/dev/null | grep -v " + mRoot + " || true"), "");
+    EXPECT_EQ(sh("tar -xOf again.tar " + name + kFolder + ".zul"), "12345");
+    EXPECT_EQ(sh("ls -d /tmp/zulctl.*/0x* 2>/dev/null | grep -v @ || true"), "");
 
     // What is there already is not replaced, and nothing is made in vain.
     expectCalls({{"export 0xffff0101 -o @/out.tar", 3, "", "File exists"},
@@ -156,13 +148,11 @@ TEST_F(OneCaptureTest, WhatCannotBeWrittenWholeGoes) {
 }
 
 TEST_F(OneCaptureTest, UnpacksNothingButWhatIsBelow) {
-    const std::string in = "cd " + mRoot + " && ";
-    outputOf(in +
-             "mkdir -p f/data/ZUL && touch f/data/ZUL/zul_history f/x outside && "
-             "ln -s /etc f/link && tar -cPf bad.tar f ../" +
-             mRoot.substr(5) + "/outside " + at("/outside") +
-             " && rm outside && "
-             "head -c 700 bad.tar >cut.tar && head -c 600 /dev/zero | tr '\\0' x >no.tar");
+    EXPECT_EQ(
+            sh(R"(mkdir -p f/data/ZUL && touch f/data/ZUL/zul_history f/x outside && ln -s /etc f/link
+tar -cPf bad.tar f ../$(basename @)/outside @/outside && rm outside
+head -c 700 bad.tar >cut.tar && head -c 600 /dev/zero | tr '\0' x >no.tar)"),
+            "");
     expectCalls({{"--root=@/bad.tar list", 1, "0 captures"},
                  {"--root=@/cut.tar list", 3, "0 captures", "no archive of zulctl export"},
                  {"--root=@/no.tar list", 3, "0 captures", "no archive of zulctl export"}});
@@ -178,7 +168,7 @@ TEST_F(OneCaptureTest, ExportsUnderLongNames) {
         write(kType + name + ".zul", std::string(70000, 'x'));
         const std::string tar = "@/" + std::to_string(length) + ".tar";
         EXPECT_EQ(told("export " + tag + " -o " + tar), "");
-        EXPECT_EQ(outputOf("tar -tf " + replaceAll(tar, "@", mRoot)),
+        EXPECT_EQ(sh("tar -tf " + tar),
                   name + kType + name + ".zul\n" + name + "/data/ZUL/zul_history\n");
         expectCalls({{"--root=" + tar + " info " + tag, 0, "(70000 bytes)"},
                      {"--root=" + tar + " info " + tag, 0, "recorded    yes"}});

@@ -6,11 +6,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "base/Text.h"
 #include "tests/support/ZulctlTest.h"
+#include "zulctl/Command.h"
 #include "zulctl/Output.h"
 #include "zulctl/WallTime.h"
+#include "zulctl/log/Events.h"
 
 namespace zulctl::test {
 namespace {
@@ -152,30 +155,68 @@ TEST_F(DeviceTest, RightOnesAreTakenInAllTheirForms) {
     });
 }
 
-/** A cell for each of the characters, and what is behind it. */
-std::string cellsOf(const std::string& text) {
-    FILE* file = tmpfile();
-    Output out(file, false, true);
+/** The number of blanks behind a text in a column of 40 cells. */
+int blanksBehind(const std::string& text) {
+    char* line = nullptr;
+    size_t size = 0;
+    FILE* file = open_memstream(&line, &size);
+    Output out(file, false, false);
     Table(out, {{"A", "a", 40}, {"B"}}).row({text, "b"});
-    rewind(file);
-    std::string line(1000, '\0');
-    line.resize(fread(line.data(), 1, line.size(), file));
     fclose(file);
-    line = line.substr(line.find('\n') + 1);
-    return std::to_string(std::count(line.begin(), line.end(), ' '));
+    const auto blanks = std::count(line, line + size, ' ');
+    free(line);
+    return static_cast<int>(blanks) - 2;
 }
 
 TEST(OutputTest, ColumnsAreOfATerminalsCells) {
     // Both ends of each range of characters that are as wide as two, or as none, and what is beside them.
-    EXPECT_EQ(cellsOf(""), "42");
-    EXPECT_EQ(cellsOf("\u1100\u115f\u2e80\u303e\u3041\ua4cf\uac00\ud7a3\uf900\ufaff"), "22");
-    EXPECT_EQ(cellsOf("\ufe30\ufe6f\uff00\uff60\uffe0\uffe6\U0001f300\U0001f64f\U0001f900"
-                      "\U0001f9ff\U00020000\U0003fffd"),
-              "18");
-    EXPECT_EQ(cellsOf("\u0300\u036f\u200b\u200d\ufe00\ufe0f"), "42");
-    EXPECT_EQ(cellsOf("\u02ff\u0370\u200a\u10ff\u1160\u2e7f\u303f\u3040\ua4d0\uabff\ud7a4\uf8ff"
-                      "\ufb00\ufe10\ufe2f\ufe70\uff61\uffdf\uffe7\U0001f2ff\U0001f650"),
-              "21");
+    EXPECT_EQ(blanksBehind("\u1100\u115f\u2e80\u303e\u3041\ua4cf\uac00\ud7a3\uf900\ufaff"), 20);
+    EXPECT_EQ(blanksBehind("\ufe30\ufe6f\uff00\uff60\uffe0\uffe6\U0001f300\U0001f64f"), 24);
+    EXPECT_EQ(blanksBehind("\U0001f900\U0001f9ff\U00020000\U0003fffd"), 32);
+    EXPECT_EQ(blanksBehind("\u0300\u036f\u200b\u200d\ufe00\ufe0f"), 40);
+    EXPECT_EQ(blanksBehind("\u02ff\u0370\u200a\u10ff\u1160\u2e7f\u303f\u3040\ua4d0\uabff\ud7a4"),
+              29);
+    EXPECT_EQ(blanksBehind("\uf8ff\ufb00\ufe10\ufe2f\ufe70\uff61\uffdf\uffe7\U0001f2ff\U0001f650"),
+              30);
+}
+
+std::string readManual() {
+    std::ifstream file("/src/docs/man/zulctl.1");
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+size_t countOf(const std::string& text, const std::string& part) {
+    return zul::split(text + "|", part).size() - 1;
+}
+
+TEST(ManualTest, HasTheCommandsAndOptionsThatThereAre) {
+    // Options of all commands stand before the first one, and those of a command behind its name.
+    const std::vector<std::string> parts = zul::split(readManual(), "\n.It Cm ");
+    ASSERT_EQ(parts.size() - 1, commands().size() + 2) << "mask has three forms";
+    size_t options = 0;
+    const auto expectOptions = [&](const std::string& start, std::span<const Option> wanted) {
+        const auto part = std::find_if(parts.begin(), parts.end(), [&](const std::string& each) {
+            return each.starts_with(start);
+        });
+        ASSERT_NE(part, parts.end()) << start;
+        for (const Option& option : wanted) {
+            const std::string letter = std::string("Fl ") + option.letter + " , ";
+            const std::string forms = (option.letter != 0 ? letter : "") + "Fl -" + option.name;
+            EXPECT_EQ(countOf(*part, "\n.It " + forms), 1u) << start << forms;
+            options++;
+        }
+    };
+    expectOptions(".", globalOptions());
+    for (const Command* command : commands())
+        expectOptions(command->name, command->options);
+    EXPECT_EQ(countOf(readManual(), "\n.It Fl "), options);
+}
+
+TEST(ManualTest, TellsEveryOutcome) {
+    for (int i = 0; i <= static_cast<int>(Outcome::INTERRUPTED); i++) {
+        const std::string name = outcomeName(static_cast<Outcome>(i));
+        EXPECT_EQ(countOf(readManual(), "\n.It " + name + "\n"), 1u) << name;
+    }
 }
 
 TEST(OutputTest, TheNewestIsLastWhereAScreenIsTooSmall) {

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <sstream>
 
 #include "base/Text.h"
 #include "tests/support/ZulctlTest.h"
@@ -24,19 +23,17 @@ class ListTest : public ZulctlTest {
         }
     }
 
-    /** "TIME STATE" of each line, and what else is told. */
-    std::string states(std::vector<std::string> arguments = {}) {
+    /** "TIME STATE" of each line, or what else is told. */
+    std::string states(const std::string& options = "") {
         write("/data/ZUL/zul_history", mHistory);
-        arguments.insert(arguments.begin(), {"--root=" + at("/data"), "list", "--no-legend"});
-        const Result result = call(arguments);
         std::string states;
-        for (const std::string& line : zul::split(result.out, "\n")) {
-            std::istringstream words(line);
-            std::string day, time, tag, state;
-            words >> day >> time >> tag >> state;
-            states += (states.empty() ? "" : ", ") + time + " " + state;
+        for (const std::string& line : zul::split(told("list --no-legend " + options), "\n")) {
+            const std::vector<std::string> words = zul::split(line, "  ");
+            const bool isRow = words.size() > 2;
+            states += isRow && !states.empty() ? ", " : "";
+            if (line != "[1]") states += isRow ? words[0].substr(11) + " " + words[2] : line + "\n";
         }
-        return states + result.err;
+        return states;
     }
 };
 
@@ -71,29 +68,29 @@ TEST_F(ListTest, HistoryAndDiskNewestFirst) {
 
 TEST_F(ListTest, TakesOnlyWhatWasAskedFor) {
     makeAll("LA 01 05:00:00, L 02 06:00:00, L 01 07:00:00, LA 03 08:00:00");
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
-            {{"-n", "1"}, "08:00:00 present"},
-            {{"-n0"}, ""},
-            {{"0xffff0101"}, "07:00:00 missing, 05:00:00 present"},
-            {{"0xffff0102", "0xffff0103"}, "08:00:00 present, 06:00:00 missing"},
-            {{"0xffff010"}, ""},
-            {{"--state=missing"}, "07:00:00 missing, 06:00:00 missing"},
-            {{"--state=missing", "-n1"}, "07:00:00 missing"},
-            {{"--state=left,running"}, ""},
-            // In a copy, ages count from the newest record.
-            {{"-S", "2h"}, "08:00:00 present, 07:00:00 missing, 06:00:00 missing"},
-            {{"-U", "2h"}, "06:00:00 missing, 05:00:00 present"},
-            {{"--since=2025-03-04 06:30", "--until=2025-03-04 07:30"}, "07:00:00 missing"},
-            {{"-S", "2025-03-05"}, ""},
-            {{"-S", "06:30", "-U", "2025-03-04T07:00"}, "07:00:00 missing"},
-            {{"-S", "yesterday", "-U1h30m"}, "06:00:00 missing, 05:00:00 present"},
-            {{"-g", "0103_2025"}, "08:00:00 present"},
-    };
-    for (const auto& [arguments, expected] : cases) {
-        EXPECT_EQ(states(arguments), expected) << arguments[0];
-    }
-    for (const char* wrong : {"-nx", "-n", "--state=lost", "--state=", "-Stomorrow", "--until="})
-        EXPECT_EQ(call({"--root=/nowhere", "list", wrong}).status, 2) << wrong;
+    // In a copy, ages count from the newest record.
+    expectRows(R"(
+-n 1 => 08:00:00 present
+-n0 =>
+0xffff0101 => 07:00:00 missing, 05:00:00 present
+0xffff0102 0xffff0103 => 08:00:00 present, 06:00:00 missing
+0xffff010 =>
+--state=missing => 07:00:00 missing, 06:00:00 missing
+--state=missing -n1 => 07:00:00 missing
+--state=left,running =>
+-S 2h => 08:00:00 present, 07:00:00 missing, 06:00:00 missing
+-U 2h => 06:00:00 missing, 05:00:00 present
+-S 2025-03-05 =>
+-S 06:30 -U 2025-03-04T07:00 => 07:00:00 missing
+-S yesterday -U1h30m => 06:00:00 missing, 05:00:00 present
+-g 0103_2025 => 08:00:00 present
+-nx => zulctl: list: no number for --number: x (--help tells more)\n[2]\n
+--state=lost => zulctl: no such state in --state=lost\n[2]\n
+--state= => zulctl: no such state in --state=\n[2]\n
+-Stomorrow => zulctl: no time for --since: tomorrow\n[2]\n
+--until= => zulctl: no time for --until: \n[2]\n
+)",
+               [this](const std::string& options) { return states(options); });
 }
 
 TEST_F(ListTest, SumsByTag) {
@@ -139,25 +136,20 @@ TEST_F(ListTest, SeveralDevicesAreToldApart) {
 
 TEST_F(ListTest, EveryCopyOfAStoreWillDo) {
     makeAll("LA 01 05:00:00, AS 06 05:00:10");
-    const auto allow = [this](mode_t mode, std::initializer_list<const char*> folders) {
-        for (const char* folder : folders)
-            chmod(at(folder).c_str(), mode);
-    };
     // For a user who may only pass its folders as well.
-    allow(0311, {"", "/data", "/morvfs"});
+    sh("chmod 311 . data morvfs");
     expectCalls({{"list", 0, "2 captures"}});
-    allow(0755, {"", "/data", "/morvfs"});
-    for (const std::string folder : {"", "/data", "/data/ZUL"}) {
-        const std::string device = at(folder).substr(at(folder).rfind('/') + 1);
-        expectCalls({{"--root=@" + folder + " list", 0, "2 captures, "},
-                     {"--root=@" + folder + "/. --json list", 0,
-                      "{\"v\":1,\"device\":\"" + device + "\",\"time\":"}});
+    sh("chmod 755 . data morvfs");
+    for (const std::string root : {"", "/data", "/data/ZUL"}) {
+        const std::string name = at(root).substr(at(root).rfind('/') + 1);
+        expectCalls({{"--root=@" + root + " list", 0, "2 captures, "},
+                     {"--root=@" + root + "/. --json list", 0,
+                      "{\"v\":1,\"device\":\"" + name + "\",\"time\":"}});
     }
-    allow(0311, {kType});
+    sh("chmod 311 data/ZUL/0xffff");
     expectCalls({{"list", 3, "2 captures, 5B", "/data/ZUL/0xffff/: Permission denied\n"}});
-    allow(0755, {kType});
-    std::filesystem::rename(at("/morvfs/stuck_logo"), at("/outside"));
-    ASSERT_EQ(symlink(at("/outside").c_str(), at("/morvfs/stuck_logo").c_str()), 0);
+    sh("chmod 755 data/ZUL/0xffff; mv morvfs/stuck_logo outside; ln -s @/outside "
+       "morvfs/stuck_logo");
     expectCalls({{"list", 3, "1 capture, ", "/morvfs/stuck_logo/: Not a directory\n"}});
     EXPECT_EQ(told("--root=@/morvfs --no-legend list"),
               "zulctl: @/morvfs: no copy of /data or of /data/ZUL\n[3]\n");
@@ -180,7 +172,7 @@ TEST_F(ListTest, WhatIsNoRecordIsCountedAndTheRestShown) {
     makeAll("L 01 05:00:00");
     EXPECT_EQ(states(),
               "06:00:00 unrecorded, 05:00:00 present, 05:00:00 overwritten"
-              "zulctl: /data/ZUL/zul_history: 8 lines cannot be read as a record\n");
+              "zulctl: /data/ZUL/zul_history: 8 lines cannot be read as a record\n[3]\n");
 }
 
 TEST_F(ListTest, ALineInTheMakingIsNoFault) {
@@ -212,25 +204,18 @@ TEST_F(ListTest, ReadsLongHistoriesWhole) {
 
 TEST_F(ListTest, NothingButTheStoresOwnIsTouchedOrShown) {
     makeAll("LA 01 05:00:00, L 02 05:00:01");
-    write("/outside/" + nameOf("0xfffe0101", "05:00:04") + ".zul");
-    const std::pair<std::string, std::string> links[] = {
-            {"/data/ZUL/0xfffe", ""},
-            {kType + nameOf("0xffff0102", "05:00:01") + ".zul",
-             "/" + nameOf("0xfffe0101", "05:00:04") + ".zul"},
-            {kType + nameOf("0xffff0103", "05:00:02"), ""}};
-    for (const auto& [link, target] : links)
-        ASSERT_EQ(symlink((at("/outside") + target).c_str(), at(link).c_str()), 0);
-    ASSERT_EQ(mkfifo(at(kType + nameOf("0xffff0104", "05:00:03") + ".zul").c_str(), 0666), 0);
-    for (const std::string& folder :
-         {nameOf("0xffff0105", "05:00:09", 100), nameOf("0xffff0105", "05:00:10") + ".zul.part",
-          std::string("mine"), "../0xfffd/" + nameOf("0xffff0105", "05:00:11"),
-          "../other/" + nameOf("0xffff0105", "05:00:12")})
-        makeFolder(kType + folder);
-    for (const std::string& archive :
-         {nameOf("0xfffe0101", "05:00:05"), nameOf("0xffff0105", "05:00:06") + "0",
-          nameOf("0xffff0105", "25:00:06"), nameOf("0xffff\n0106", "05:00:07"),
-          nameOf("0xffff\x1b[2J\xff", "05:00:08")})
-        write(kType + archive + ".zul");
+    EXPECT_EQ(sh(R"(at=_2025_03_04_05_00
+mkdir outside && touch outside/0xfffe0101${at}_04_0.zul
+ln -s @/outside data/ZUL/0xfffe
+mkdir -p data/ZUL/0xfffd/0xffff0105${at}_11_0 data/ZUL/other/0xffff0105${at}_12_0
+cd data/ZUL/0xffff
+ln -s @/outside/0xfffe0101${at}_04_0.zul 0xffff0102${at}_01_0.zul
+ln -s @/outside 0xffff0103${at}_02_0
+mkfifo 0xffff0104${at}_03_0.zul
+mkdir 0xffff0105${at}_09_100 0xffff0105${at}_10_0.zul.part mine
+touch 0xfffe0101${at}_05_0.zul 0xffff0105${at}_06_00.zul 0xffff0105${at}_66_0.zul
+touch "$(printf '0xffff\n0106')${at}_07_0.zul" "$(printf '0xffff\033[2J\377')${at}_08_0.zul")"),
+              "");
     EXPECT_EQ(states(), "05:00:08 unrecorded, 05:00:01 missing, 05:00:00 present");
     expectCalls({{"list", 0, "0xffff\\x1b[2J\\xff"},
                  {"list --json", 0, "\"tag_hex\":\"3078666666661b5b324aff\""}});

@@ -169,6 +169,14 @@ void ZulctlTest::expectCalls(const std::vector<CallCase>& cases) const {
     }
 }
 
+std::string ZulctlTest::sh(const std::string& command) const {
+    FILE* pipe = popen(("cd " + mRoot + "/ && " + replaceAll(command, "@", mRoot)).c_str(), "r");
+    std::string text;
+    for (int c; (c = fgetc(pipe)) != EOF;)
+        text += static_cast<char>(c);
+    return pclose(pipe) == 0 ? text : "FAILED: " + text;
+}
+
 void ZulctlTest::write(const std::string& path, const std::string& text) const {
     makeFolder(path.substr(0, path.rfind('/')));
     std::ofstream(at(path), std::ios::binary) << text;

@@ -80,6 +80,9 @@ class ZulctlTest : public testing::Test {
     std::string told(const std::string& line) const;
     void expectCalls(const std::vector<CallCase>& cases) const;
 
+    /** What a shell in the device's root, which is @, prints to its output; behind FAILED where it fails. */
+    std::string sh(const std::string& command) const;
+
     /** Where a path of the device is in the copy. */
     std::string at(const std::string& path) const { return mRoot + path; }
     /** Makes a file of the device with all folders above it. */
