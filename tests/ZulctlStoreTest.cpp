@@ -1,13 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdio.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <list>
+#include <optional>
 
+#include "base/Files.h"
 #include "base/Text.h"
 #include "tests/support/ZulctlTest.h"
+#include "zulctl/WallTime.h"
+#include "zulctl/store/Processes.h"
+#include "zulctl/store/Tar.h"
 
 namespace zulctl::test {
 namespace {
@@ -235,6 +248,380 @@ TEST_F(ListTest, WhatLiesOnDiskIsShownWithoutItsHistory) {
         expectCalls({{"list", 3, "0xffff0101  present ", std::string("zul_history: ") + reason}});
         std::filesystem::remove(path);
     }
+}
+
+constexpr char kName[] = "0xffff0101_2025_03_04_05_06_07_0";
+const std::string kFolder = std::string(kType) + kName;
+
+class OneCaptureTest : public ZulctlTest {
+  protected:
+    OneCaptureTest() {
+        make("LA", "0xffff0101", "05:06:07");
+        mLine = mHistory;
+        make("L", "0xffff0102", "05:06:09");
+        write("/data/ZUL/ZUL_TAG.txt", "0xffff0101|one\n");
+        write("/data/ZUL/config", "tag:0xffff0101,flag:0x4,cmds:ps|tag:0xffff0102,pkgname:com.a");
+        // It had the same name as one before, and is not alone.
+        write("/log",
+              replaceAll(makeLog("begin b 5/7 > capture", "0xffff0101"), "a text", "b") + mLog);
+    }
+
+    const std::string mLog = makeLog("capture", "0xffff0101");
+    std::string mLine;
+};
+
+TEST_F(OneCaptureTest, IsNamedInManyWays) {
+    const std::string name = std::string("name        ") + kName + "\n";
+    expectCalls({{"info " + kFolder, 0, name},
+                 {"info " + kFolder + ".zul", 0, name},
+                 {std::string("info ") + kName, 0, name},
+                 {std::string("info ") + kName + ".zul", 0, name},
+                 {"info 0xffff0101", 0, name},
+                 {"info 0xffff0101_", 0, name},
+                 {"info 0xffff0101:2025-03-04", 0, name},
+                 {"info 0xffff0103", 1, "", "no capture of that name: 0xffff0103"},
+                 {"info 0xffff0101_2025_03_04_05_06_07_9", 1, "", "no capture"},
+                 {"info /etc/passwd", 1, "", "no capture"},
+                 {"info /", 1, "", "no capture"},
+                 {"info 0xffff01", 1, "", "several captures begin so: 0xffff01"}});
+    EXPECT_EQ(run("info 0xffff0101").out,
+              call({"--root=" + at("/data"), "info", "0xffff0101 2025"}).out);
+}
+
+TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
+    EXPECT_EQ(told("--log=@/log info 0xffff0101"),
+              R"(name        0xffff0101_2025_03_04_05_06_07_0
+tag         0xffff0101
+time        2025-03-04 05:06:07
+state       present
+archive     /data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_0.zul
+recorded    yes
+build       BUILD
+size        5B (5 bytes)
+took        0.070s
+legal       yes
+entry       tag:0xffff0101,flag:4,cmds:ps
+outcome     captured
+mask        0x2c3
+asked for   FLAG_ZUL_BINDER|FLAG_ZUL_WINDOW|FLAG_ZUL_ANR_TRACE|FLAG_ZUL_SYS_TRACE|FLAG_ZUL_LOG
+processes   77
+text        a text
+)");
+    expectCalls(
+            {{"--json --log=@/log info 0xffff0101", 0,
+              R"("size":5,"took_ms":70,"took_from":"log","legal":true)"},
+             {"--json --log=@/log info 0xffff0101", 0, "\"event_text\":\"a text\"}\n"},
+             {"info 0xffff0102", 0, "state       missing\n"},
+             {"info 0xffff0102", 0, "legal       no\nentry       tag:0xffff0102,pkgname:com.a\n"}});
+    std::string quick = mLog;
+    for (const char* time : {".010", ".020", ".030", ".040", ".050", ".060", ".070"})
+        quick = replaceAll(quick, time, ".000");
+    write("/quick", quick);
+    // The one before it had the same name.
+    write("/data/ZUL/zul_history", mLine + mLine);
+    EXPECT_EQ(told("--log=@/log --no-legend list"),
+              "2025-03-04 05:06:07  0xffff0101  present         5B    0.070s   0\n"
+              "2025-03-04 05:06:07  0xffff0101  overwritten      -         -   0\n");
+    expectCalls(
+            {{"--log=@/quick list", 0, "present         5B    0.000s   0"},
+             {"--log=@/log list --json --state=present", 0, R"("took_ms":70,"took_from":"log")"},
+             {"--log=@/log list --json --state=overwritten", 0,
+              R"("took_ms":null,"took_from":null)"}});
+}
+
+TEST_F(OneCaptureTest, ReadsALogFromTheStandardInputAsOftenAsItNeeds) {
+    const int before = dup(STDIN_FILENO);
+    FILE* pipe = popen(("cat " + at("/log")).c_str(), "r");
+    dup2(fileno(pipe), STDIN_FILENO);
+    const std::string piped = told("--log=- info 0xffff0101");
+    dup2(before, STDIN_FILENO);
+    close(before);
+    pclose(pipe);
+    EXPECT_EQ(piped, told("--log=@/log info 0xffff0101"));
+}
+
+TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
+    EXPECT_EQ(told("--log=@/log export 0xffff0101 -o @/out.tar"), "");
+    const std::string name = kName;
+    const std::pair<std::string, std::string> members[] = {
+            {kFolder + ".zul", "12345"},
+            {"/data/ZUL/zul_history", mLine},
+            {"/zuld.log", mLog},
+            {"/data/ZUL/config", "tag:0xffff0101,flag:4,cmds:ps\n"}};
+    std::string names;
+    for (const auto& [member, text] : members) {
+        names += name + member + "\n";
+        EXPECT_EQ(sh("tar -xOf out.tar " + name + member), text);
+    }
+    EXPECT_EQ(sh("tar -tf out.tar"), names);
+
+    // Both it and what it unpacks to tell the same as the store that it came from.
+    sh("tar -xf out.tar");
+    const std::string here = told("--log=@/log info 0xffff0101");
+    const std::string unpacked = told("--root=@/" + name + " info 0xffff0101");
+    EXPECT_EQ(unpacked, replaceAll(here, "legal       yes", "legal       no"));
+    EXPECT_EQ(told("--root=@/out.tar info 0xffff0101"), unpacked);
+    EXPECT_EQ(told("--root=@/out.tar export 0xffff0101 -o @/again.tar"), "");
+    EXPECT_EQ(sh("tar -xOf again.tar " + name + kFolder + ".zul"), "12345");
+    EXPECT_EQ(sh("ls -d /tmp/zulctl.*/0x* 2>/dev/null | grep -v @ || true"), "");
+
+    // What is there already is not replaced, and nothing is made in vain.
+    expectCalls({{"export 0xffff0101 -o @/out.tar", 3, "", "File exists"},
+                 {"export 0xffff0102 -o @/missing.tar", 1, "", "is missing"},
+                 {"export 0xffff0101 -o @/nowhere/out.tar", 3, "", "No such file"}});
+    EXPECT_FALSE(exists("/missing.tar"));
+}
+
+TEST_F(OneCaptureTest, WhatCannotBeWrittenWholeGoes) {
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small = {1500, before.rlim_max};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const std::string text = told("export 0xffff0101 -o @/out.tar");
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(text, "zulctl: @/out.tar: File too large\n[3]\n");
+    EXPECT_FALSE(exists("/out.tar"));
+}
+
+TEST_F(OneCaptureTest, UnpacksNothingButWhatIsBelow) {
+    EXPECT_EQ(
+            sh(R"(mkdir -p f/data/ZUL && touch f/data/ZUL/zul_history f/x outside && ln -s /etc f/link
+tar -cPf bad.tar f ../$(basename @)/outside @/outside && rm outside
+head -c 700 bad.tar >cut.tar && head -c 600 /dev/zero | tr '\0' x >no.tar)"),
+            "");
+    expectCalls({{"--root=@/bad.tar list", 1, "0 captures"},
+                 {"--root=@/cut.tar list", 3, "0 captures", "no archive of zulctl export"},
+                 {"--root=@/no.tar list", 3, "0 captures", "no archive of zulctl export"}});
+    EXPECT_FALSE(exists("/outside"));
+}
+
+TEST_F(OneCaptureTest, ExportsUnderLongNames) {
+    // Of members 99, 101 and 107 bytes long; of 100 and 179; and of the longest that there can be.
+    for (const size_t length : {17, 18, 21, 57, 229}) {
+        const std::string tag = "0xffff" + std::string(length - 6, 'n');
+        const std::string name = nameOf(tag, "05:06:07");
+        make("LA", tag, "05:06:07");
+        write(kType + name + ".zul", std::string(70000, 'x'));
+        const std::string tar = "@/" + std::to_string(length) + ".tar";
+        EXPECT_EQ(told("export " + tag + " -o " + tar), "");
+        EXPECT_EQ(sh("tar -tf " + tar),
+                  name + kType + name + ".zul\n" + name + "/data/ZUL/zul_history\n");
+        expectCalls({{"--root=" + tar + " info " + tag, 0, "(70000 bytes)"},
+                     {"--root=" + tar + " info " + tag, 0, "recorded    yes"}});
+    }
+    const zul::ScopedFd source(open(at("/log").c_str(), O_RDONLY));
+    const zul::ScopedFd sink(open("/dev/null", O_WRONLY));
+    EXPECT_FALSE(TarWriter(sink.get(), 0).addFile("name", source.get(), 1 << 20));
+}
+
+/** A process with this as its argument 0, for as long as this object. */
+class Process {
+  public:
+    explicit Process(std::string argument0) {
+        char seconds[] = "1000";
+        char* const arguments[] = {argument0.data(), seconds, nullptr};
+        // Of a later one of the kernel's ticks than all that was made before.
+        usleep(20000);
+        EXPECT_EQ(posix_spawn(&mId, "/bin/sleep", nullptr, nullptr, arguments, nullptr), 0);
+        // The kernel shows its arguments a moment later.
+        const auto commandLine = "/proc/" + std::to_string(mId) + "/cmdline";
+        for (std::string text; text != argument0;)
+            std::getline(std::ifstream(commandLine), text, '\0');
+    }
+    ~Process() {
+        kill(mId, SIGKILL);
+        waitpid(mId, nullptr, 0);
+    }
+
+  private:
+    pid_t mId = 0;
+};
+
+std::string ago(time_t age) {
+    return formatWallTime(wallTimeNow() - age);
+}
+
+void touch(const std::string& path, time_t age) {
+    const timespec times[2] = {{time(nullptr) - age, 0}, {time(nullptr) - age, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0) << path;
+}
+
+/** The device of the box itself, with an empty store. */
+class CleanTest : public ZulctlTest {
+  protected:
+    CleanTest() : ZulctlTest("") {}
+
+    /** Makes a capture of that age with a collector for R. Its path. */
+    std::string makeOld(const std::string& kinds, time_t age) {
+        const std::string tag = "0xffff010" + std::to_string(++mCaptures);
+        const std::string path = make(kinds, tag, ago(age));
+        if (zul::contains(kinds, "A")) touch(path + ".zul", age);
+        if (zul::contains(kinds, "F")) touch(path, age);
+        if (zul::contains(kinds, "R")) mCollectors.emplace_back(path);
+        return path;
+    }
+
+    int mCaptures = 0;
+    std::list<Process> mCollectors;
+};
+
+TEST_F(CleanTest, RemovesWhatWasAskedFor) {
+    const std::string hourAgo = ago(3600).substr(5) + ".000 5 5 D ZUL_DEBUG: ";
+    write("/tmp/start", hourAgo + "ZUL  main start.\n");
+    write("/tmp/late", hourAgo + "startWork....\n");
+    // The daemon's argument 0; captures with the age of each, and that which it has got since the daemon's
+    // start; what stays of each: its archive, its folder. A clock that was set makes doubtful what is younger than
+    // the daemon, whatever its name says; the last one tells that by nothing but the time of its last change.
+    expectRows(R"(
+- | F 3600, FR 3600, AF 3600, FS 3600 | => - F A -
+zuld | LA 7200, LAD 7200, LAS 7200, LA -5, A 7200, F 7200 | --unlisted => - A A A A F
+- | LA 7200 | => A[1]
+/data/ZUL/zuld.sh | LA 7200 | => A[1]
+- | LA 7200, LA 3000 | --log=/tmp/start => - A
+- | LA 7200 | --log=/tmp/late => A[1]
+/system_ext/bin/zuld | LA 7200, LA 3000 | --log=/tmp/start => - A
+zuld | LA 7200, F 7200 | --left => A -
+zuld | LA 7200, F 7200 | => - -
+zuld | LA 172800, LA 345600, LA 7200 -1, LA 7200 7200 | --unlisted
+ => - A A A zulctl: the clock was set back: 1 archive may be known to the daemon, and stay\n
+zuld | LA 172800, LA 345600 | --to=0 => - -
+- | LA 4000, LA 3000, FR 5000 | --to=17 => A A F[1]
+- | LA 4000, LA 3000, FR 5000 | --to=16 => - A F
+- | LA 4000 | --to=1K => A[1]
+- | LA 4000, LA 3000 | --to=0 --older-than=1h => - A
+- | F 3000, F 4200 | --left --older-than=1h => F -
+- | F 60 28 | => F zulctl: 1 folder may be about to get a collector: left for the next call\n[1]
+- | F 60 31 | => -
+)",
+               [this](const std::string& row) {
+                   const std::vector<std::string> fields = zul::split(row + " ", " | ");
+                   sh("rm -rf data/ZUL/* morvfs/stuck_logo/*");
+                   mHistory = "";
+                   mCollectors.clear();
+                   std::vector<std::pair<std::string, std::string>> paths;
+                   for (const std::string& capture : zul::split(fields[1], ", ")) {
+                       const std::vector<std::string> words = zul::split(capture, " ");
+                       const std::string path = makeOld(words[0], stol(words[1]));
+                       paths.emplace_back(path, words.size() > 2 ? words[2] : "");
+                   }
+                   std::optional<Process> daemon;
+                   if (fields[0] != "-") daemon.emplace(fields[0]);
+                   for (const auto& [path, age] : paths)
+                       if (age != "") touch(path + (exists(path) ? "" : ".zul"), stol(age));
+                   const Result result =
+                           run("clean -f" +
+                               (fields.size() > 2 ? " " + fields[2].substr(0, fields[2].size() - 1)
+                                                  : ""));
+                   std::string stays;
+                   for (const auto& [path, age] : paths) {
+                       const std::string parts = std::string(exists(path + ".zul") ? "A" : "") +
+                                                 (exists(path + "/inside/file") ? "F" : "");
+                       stays += (stays.empty() ? "" : " ") + (parts.empty() ? "-" : parts);
+                   }
+                   return stays + (result.err.empty() ? "" : " " + result.err) +
+                          (result.status == 1 ? "[1]" : "");
+               });
+}
+
+TEST_F(CleanTest, ADeviceKnowsWhatATagIsAbout) {
+    makeOld("A", 3600);
+    expectCalls({{"list", 0, "  memory/leak\n"},
+                 {"list --json -gleak", 0, R"("type":"memory","subtype":"leak"})"},
+                 {"info 0xffff0101", 0,
+                  "tag's type  memory\ntag's kind  leak\n"
+                  "tag's flags FLAG_ZUL_PROC_MEM|FLAG_ZUL_SYS_MEM|FLAG_ZUL_HPROF\n"
+                  "tag's cmd   ps -A -o pid,rss,name\n"},
+                 {"info 0xffff0101", 0, "took        ~"}});
+}
+
+TEST_F(CleanTest, TellsWhatItRemoves) {
+    const std::string left = makeOld("F", 3600);
+    const std::string running = makeOld("FR", 3600);
+    const std::string forgotten = makeOld("LA", 3600);
+    const Process daemon("zuld");
+    EXPECT_EQ(told("clean -n"),
+              "REMOVED   STATE         SIZE  PATH\n"
+              "would be  left            7B  " +
+                      left + "\n" + "would be  unlisted        5B  " + forgotten + ".zul\n" +
+                      "would remove 1 archive and 1 folder, 12B\n");
+    expectCalls({{"list --json --state=running", 0, running},
+                 {"list --json --state=unlisted", 0, forgotten},
+                 {"clean -f --json --left", 0,
+                  R"({"v":1,"device":"","removed":true,"state":"left","size":7,"path":")" + left +
+                          "\"}\n"}});
+    EXPECT_EQ(told("clean -f --no-legend"),
+              "removed   unlisted        5B  " + forgotten + ".zul\n");
+    EXPECT_EQ(told("clean -f --no-legend"), "[1]\n");
+}
+
+TEST_F(CleanTest, TellsWhatACopyCouldLose) {
+    make("F", "0xffff0101", "05:06:07");
+    std::filesystem::copy("/data", "/tmp/copy", std::filesystem::copy_options::recursive);
+    expectCalls({{"--root=/tmp/copy clean -n", 0, "would remove 0 archives and 1 folder, 7B\n"}});
+    // By the log its collector was at work when the copy was made, or an earlier one of its name.
+    for (const char* story : {"begin > prepare",
+                              "begin > prepare > record > begin - 5/7 > "
+                              "prepare - 5/7 > record - 5/7 > begin - 5/7"}) {
+        write("/tmp/log", makeLog(story, "0xffff0101"));
+        expectCalls({{"--root=/tmp/copy --log=/tmp/log clean -n", 1, "would remove 0"},
+                     {"--root=/tmp/copy --log=/tmp/log list", 0, "running"}});
+    }
+}
+
+TEST_F(CleanTest, FollowsNoLink) {
+    const std::string left = makeOld("F", 3600);
+    EXPECT_EQ(sh("cd tmp && mkdir -p outside/0xfffd0101_2025_03_04_05_06_07_0 && "
+                 "ln -s /tmp/outside /data/ZUL/0xfffd && ln -s /tmp/outside " +
+                 left +
+                 "/link && "
+                 "ln -s /tmp/outside /data/ZUL/0xffff/0xffff0101_2025_03_04_05_06_07_0"),
+              "");
+    touch(left, 3600);
+    expectCalls({{"clean -f", 0, "removed 0 archives and 1 folder"}});
+    EXPECT_EQ(sh("ls /data/ZUL/0xffff /tmp/outside"),
+              "/data/ZUL/0xffff:\n0xffff0101_2025_03_04_05_06_07_0\n\n"
+              "/tmp/outside:\n0xfffd0101_2025_03_04_05_06_07_0\n");
+}
+
+TEST_F(ZulctlTest, WhereTheFirstProcessIsHiddenAllMayBe) {
+    const std::string behind = ") S 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 ";
+    const std::pair<const char*, std::string> files[] = {
+            {"1/cmdline", std::string("init\0second\0", 12)},
+            {"77/cmdline", "/data/ZUL/x"},
+            {"78/cmdline", ""},
+            {"self/cmdline", "not a number"},
+            {"82/cmdline", "/system_ext/bin/zuld"},
+            {"82/stat", "82 (a) b" + behind + "500 20\n"},
+            {"83/cmdline", "zuld"},
+            {"83/stat", "83 (zuld" + behind + "300 20\n"},
+            {"84/cmdline", "zuld"},
+            {"84/stat", "84 (zuld" + behind},
+    };
+    for (const auto& [path, text] : files)
+        write(std::string("/proc/") + path, text);
+    // A letter for each that is seen.
+    const auto look = [this](uid_t user) {
+        const Processes all = Processes::look(at("/proc").c_str(), user);
+        std::string seen = all.seen() ? "s" : "";
+        for (const char* argument : {"init", "/data/ZUL/x", "second", "not a number"})
+            seen += all.has(argument) ? argument[0] : ' ';
+        return std::pair(seen, all.daemonStart().value_or(0));
+    };
+    timespec sinceBoot = {};
+    clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    const auto start = static_cast<double>(time(nullptr) - sinceBoot.tv_sec + 3);
+    EXPECT_EQ(look(getuid()).first, "si/  ");
+    EXPECT_NEAR(look(getuid()).second, start, 1);
+    EXPECT_EQ(look(getuid() + 1).first, "s    ");
+    // The clock has been set since: its folder is of the time before.
+    touch(at("/proc/82"), time(nullptr) - 1000);
+    EXPECT_EQ(look(getuid()).second, 1000);
+    // Neither a file nor nothing: cannot be read.
+    sh("mkdir -p proc/80/cmdline");
+    EXPECT_NE(look(getuid()).first[0], 's');
+    sh("rm -r proc/80 proc/1");
+    EXPECT_NE(look(getuid()).first[0], 's');
 }
 
 }  // namespace
