@@ -273,6 +273,7 @@ TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
             "\n");
     EXPECT_THAT(call({"config", "match", "0xffff0401", "--with=" + at("/data/ZUL/config")}).out,
                 HasSubstr("passes; whether its tag is legal is not known"));
+    EXPECT_EQ(call({"config", "match", "x"}).err, "zulctl: no store, and no --with to try\n");
     write("/late", makeLog("D x"));
     write("/whole", makeLog("restart"));
     expectCalls(

@@ -144,49 +144,31 @@ TEST(LogFileTest, HeadersAreRead) {
     tzset();
 }
 
-TEST(LogFileTest, YearsGoOnAtTheEndOfOne) {
-    const LogTime newest = *parseRecordTime("2026-01-02 00:00:00") * 1000;
-    EXPECT_EQ(read("12-31 23:59:59.000 1 1 D ZUL_DEBUG: a\n"
-                   "01-01 00:00:00.000 1 1 D ZUL_DEBUG: b\n"
-                   "12-31 23:59:59.999 1 1 D ZUL_DEBUG: late\n"
-                   "01-01 00:00:01.000 1 1 D ZUL_DEBUG: c\n",
-                   newest),
-              "2025-12-31 23:59:59.000 1 1 D ? a\n2026-01-01 00:00:00.000 1 1 D ? b\n"
-              "2025-12-31 23:59:59.999 1 1 D ? late\n2026-01-01 00:00:01.000 1 1 D ? c");
-    EXPECT_EQ(read("02-01 00:00:00.000 1 1 D ZUL_DEBUG: a\n"
-                   "07-15 00:00:00.000 1 1 D ZUL_DEBUG: b\n"
-                   "01-10 00:00:00.000 1 1 D ZUL_DEBUG: c\n",
-                   newest),
-              "2025-02-01 00:00:00.000 1 1 D ? a\n2025-07-15 00:00:00.000 1 1 D ? b\n"
-              "2026-01-10 00:00:00.000 1 1 D ? c");
-    // A clock that is a little ahead is not one that is a year behind.
-    EXPECT_EQ(read("01-02 12:00:00.000 1 1 D ZUL_DEBUG: a\n", newest),
-              "2026-01-02 12:00:00.000 1 1 D ? a");
-}
-
-TEST(LogFileTest, TheYearIsThatOfTheCaptures) {
-    using Lines = std::vector<std::pair<std::string, std::string>>;
-    const std::string name = "0xffff01_2019_12_31_23_59_59_0";
-    const std::pair<Lines, const char*> cases[] = {
-            {{{"12-31", ""}}, "2026 "},
-            {{{"12-31", ""}, {"12-31", name}}, "2019 2019 "},
-            {{{"01-01", ""}, {"12-31", name}}, "2020 2019 "},
-            {{{"12-30", ""}, {"12-31", "0xffff01_2020_01_01_00_00_00_0"}, {"01-01", ""}},
-             "2019 2019 2020 "},
-            {{{"12-31", "nonsense"}, {"12-31", ""}}, "2026 2026 "},
-            // Too far ahead to be seen before, it counts from there on.
-            {{{"12-31", std::string(100000, 'x')}, {"12-31", name}}, "2026 2019 torn "},
-    };
-    for (const auto& [lines, expected] : cases) {
-        std::string text;
-        for (const auto& [day, folder] : lines)
-            text += day + " 23:59:59.000 1 1 D ZUL_DEBUG: getZulBasePath:fileNum=0,folderName=/" +
-                    folder + "\n";
-        std::string years;
-        for (const std::string& line : zul::split(read(text), "\n"))
-            years += line.substr(0, 5).replace(4, 1, " ");
-        EXPECT_EQ(years, expected);
-    }
+TEST(LogFileTest, YearsAreThoseOfTheCapturesAndGoOn) {
+    // Days, with the names of folders, in a log of 2026-01-02. The clock may be a little ahead of that; $N is too far
+    // ahead to be seen before, and counts from there on.
+    expectRows(R"(
+12-31 01-01 12-31 01-01 => 2025 2026 2025 2026
+02-01 07-15 01-10 => 2025 2025 2026
+01-02 => 2026
+12-31 12-31/0xffff01_2019_12_31_23_59_59_0 => 2019 2019
+01-01 12-31/0xffff01_2019_12_31_23_59_59_0 => 2020 2019
+12-30 12-31/0xffff01_2020_01_01_00_00_00_0 01-01 => 2019 2019 2020
+12-31/nonsense 12-31 => 2025 2025
+12-31/$N 12-31/0xffff01_2019_12_31_23_59_59_0 => 2025 2019 torn
+)",
+               [](const std::string& row) {
+                   std::string text;
+                   for (const std::string& day : zul::split(row, " "))
+                       text += day.substr(0, 5) + " 23:59:59.000 1 1 D ZUL_DEBUG: " +
+                               "getZulBasePath:fileNum=0,folderName=" + day.substr(5) + "\n";
+                   text = replaceAll(text, "$N", std::string(100000, 'x'));
+                   std::string years;
+                   for (const std::string& line : zul::split(
+                                read(text, *parseRecordTime("2026-01-02 00:00:00") * 1000), "\n"))
+                       years += (years.empty() ? "" : " ") + line.substr(0, 4);
+                   return years;
+               });
 }
 
 TEST(LogFileTest, OtherFormatsAreAProblem) {

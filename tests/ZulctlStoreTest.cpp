@@ -169,19 +169,16 @@ TEST_F(ListTest, EveryCopyOfAStoreWillDo) {
 }
 
 TEST_F(ListTest, WhatIsNoRecordIsCountedAndTheRestShown) {
-    const std::string good = kType + nameOf("0xffff0101", "05:00:00") + ".zul";
     makeAll("A 03 06:00:00, LA 01 05:00:00");
-    for (const std::string& strange : {
-                 std::string(),
-                 std::string("|||"),
-                 std::string("0xffff0101"),
-                 "0xffff0101|2025-03-04 05:00:00|" + good.substr(0, good.size() - 9),
-                 "0xffff0101|2025-03-04 05:00|" + good + "|BUILD",
-                 "0xffff0102|2025-03-04 06:00:00|" + replaceAll(good, "01_", "03_") + "|BUILD",
-                 std::string("0xffff0101|2025-03-04 05:00:00|/etc/passwd|BUILD"),
-                 std::string(300000, 'x'),
-         })
-        mHistory += strange + "\n";
+    mHistory += R"(
+|||
+0xffff0101
+0xffff0101|2025-03-04 05:00:00|/data/ZUL/0xffff/0xffff0101_2025_03_04_05_00
+0xffff0101|2025-03-04 05:00|/data/ZUL/0xffff/0xffff0101_2025_03_04_05_00_00_0.zul|BUILD
+0xffff0102|2025-03-04 06:00:00|/data/ZUL/0xffff/0xffff0103_2025_03_04_06_00_00_0.zul|BUILD
+0xffff0101|2025-03-04 05:00:00|/etc/passwd|BUILD
+)" + std::string(300000, 'x') +
+                "\n";
     makeAll("L 01 05:00:00");
     EXPECT_EQ(states(),
               "06:00:00 unrecorded, 05:00:00 present, 05:00:00 overwritten"
@@ -474,28 +471,28 @@ TEST_F(CleanTest, RemovesWhatWasAskedFor) {
     // start; what stays of each: its archive, its folder. A clock that was set makes doubtful what is younger than
     // the daemon, whatever its name says; the last one tells that by nothing but the time of its last change.
     expectRows(R"(
-- | F 3600, FR 3600, AF 3600, FS 3600 | => - F A -
-zuld | LA 7200, LAD 7200, LAS 7200, LA -5, A 7200, F 7200 | --unlisted => - A A A A F
-- | LA 7200 | => A[1]
-/data/ZUL/zuld.sh | LA 7200 | => A[1]
-- | LA 7200, LA 3000 | --log=/tmp/start => - A
-- | LA 7200 | --log=/tmp/late => A[1]
-/system_ext/bin/zuld | LA 7200, LA 3000 | --log=/tmp/start => - A
-zuld | LA 7200, F 7200 | --left => A -
-zuld | LA 7200, F 7200 | => - -
-zuld | LA 172800, LA 345600, LA 7200 -1, LA 7200 7200 | --unlisted
+- | F 3600, FR 3600, AF 3600, FS 3600 | -f => - F A -
+zuld | LA 7200, LAD 7200, LAS 7200, LA -5, A 7200, F 7200 | -f --unlisted => - A A A A F
+- | LA 7200 | -f => A[1]
+/data/ZUL/zuld.sh | LA 7200 | -f => A[1]
+- | LA 7200, LA 3000 | -f --log=/tmp/start => - A
+- | LA 7200 | -f --log=/tmp/late => A[1]
+/system_ext/bin/zuld | LA 7200, LA 3000 | -f --log=/tmp/start => - A
+zuld | LA 7200, F 7200 | -f --left => A -
+zuld | LA 7200, F 7200 | -f => - -
+zuld | LA 172800, LA 345600, LA 7200 -1, LA 7200 7200 | -f --unlisted
  => - A A A zulctl: the clock was set back: 1 archive may be known to the daemon, and stay\n
-zuld | LA 172800, LA 345600 | --to=0 => - -
-- | LA 4000, LA 3000, FR 5000 | --to=17 => A A F[1]
-- | LA 4000, LA 3000, FR 5000 | --to=16 => - A F
-- | LA 4000 | --to=1K => A[1]
-- | LA 4000, LA 3000 | --to=0 --older-than=1h => - A
-- | F 3000, F 4200 | --left --older-than=1h => F -
-- | F 60 28 | => F zulctl: 1 folder may be about to get a collector: left for the next call\n[1]
-- | F 60 31 | => -
+zuld | LA 172800, LA 345600 | -f --to=0 => - -
+- | LA 4000, LA 3000, FR 5000 | -f --to=17 => A A F[1]
+- | LA 4000, LA 3000, FR 5000 | -f --to=16 => - A F
+- | LA 4000 | -f --to=1K => A[1]
+- | LA 4000, LA 3000 | -f --to=0 --older-than=1h => - A
+- | F 3000, F 4200 | -f --left --older-than=1h => F -
+- | F 60 28 | -f => F zulctl: 1 folder may be about to get a collector: left for the next call\n[1]
+- | F 60 31 | -f => -
 )",
                [this](const std::string& row) {
-                   const std::vector<std::string> fields = zul::split(row + " ", " | ");
+                   const std::vector<std::string> fields = zul::split(row, " | ");
                    sh("rm -rf data/ZUL/* morvfs/stuck_logo/*");
                    mHistory = "";
                    mCollectors.clear();
@@ -507,12 +504,11 @@ zuld | LA 172800, LA 345600 | --to=0 => - -
                    }
                    std::optional<Process> daemon;
                    if (fields[0] != "-") daemon.emplace(fields[0]);
-                   for (const auto& [path, age] : paths)
-                       if (age != "") touch(path + (exists(path) ? "" : ".zul"), stol(age));
-                   const Result result =
-                           run("clean -f" +
-                               (fields.size() > 2 ? " " + fields[2].substr(0, fields[2].size() - 1)
-                                                  : ""));
+                   for (const auto& [path, age] : paths) {
+                       if (age.empty()) continue;
+                       touch(path + (exists(path) ? "" : ".zul"), stol(age));
+                   }
+                   const Result result = run("clean " + fields[2]);
                    std::string stays;
                    for (const auto& [path, age] : paths) {
                        const std::string parts = std::string(exists(path + ".zul") ? "A" : "") +

@@ -8,21 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/CaseName.h"
-
 namespace zulctl::test {
 
 // The matchers that tests speak with.
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
-using zul::test::caseName;
 
 /** What one call of the program came to. */
 struct Result {
