@@ -83,17 +83,14 @@ TEST_F(ListTest, TakesOnlyWhatWasAskedFor) {
     makeAll("LA 01 05:00:00, L 02 06:00:00, L 01 07:00:00, LA 03 08:00:00");
     // In a copy, ages count from the newest record.
     expectRows(R"(
--n 1 => 08:00:00 present
 -n0 =>
 0xffff0101 => 07:00:00 missing, 05:00:00 present
 0xffff0102 0xffff0103 => 08:00:00 present, 06:00:00 missing
-0xffff010 =>
 --state=missing => 07:00:00 missing, 06:00:00 missing
 --state=missing -n1 => 07:00:00 missing
 --state=left,running =>
 -S 2h => 08:00:00 present, 07:00:00 missing, 06:00:00 missing
 -U 2h => 06:00:00 missing, 05:00:00 present
--S 2025-03-05 =>
 -S 06:30 -U 2025-03-04T07:00 => 07:00:00 missing
 -S yesterday -U1h30m => 06:00:00 missing, 05:00:00 present
 -g 0103_2025 => 08:00:00 present
@@ -268,21 +265,16 @@ class OneCaptureTest : public ZulctlTest {
 };
 
 TEST_F(OneCaptureTest, IsNamedInManyWays) {
-    const std::string name = std::string("name        ") + kName + "\n";
-    expectCalls({{"info " + kFolder, 0, name},
-                 {"info " + kFolder + ".zul", 0, name},
-                 {std::string("info ") + kName, 0, name},
-                 {std::string("info ") + kName + ".zul", 0, name},
-                 {"info 0xffff0101", 0, name},
-                 {"info 0xffff0101_", 0, name},
-                 {"info 0xffff0101:2025-03-04", 0, name},
-                 {"info 0xffff0103", 1, "", "no capture of that name: 0xffff0103"},
-                 {"info 0xffff0101_2025_03_04_05_06_07_9", 1, "", "no capture"},
-                 {"info /etc/passwd", 1, "", "no capture"},
-                 {"info /", 1, "", "no capture"},
-                 {"info 0xffff01", 1, "", "several captures begin so: 0xffff01"}});
-    EXPECT_EQ(run("info 0xffff0101").out,
-              call({"--root=" + at("/data"), "info", "0xffff0101 2025"}).out);
+    const std::string name = kName;
+    for (const std::string& word :
+         {kFolder, kFolder + ".zul", name, name + ".zul", std::string("0xffff0101"),
+          std::string("0xffff0101 2025-03-04")})
+        EXPECT_THAT(call({"--root=" + at("/data"), "info", word}).out,
+                    StartsWith("name        " + name + "\n"));
+    for (const std::string word : {"0xffff0103", "0xffff0101_2025_03_04_05_06_07_9", "/"})
+        EXPECT_EQ(told("info " + word),
+                  "zulctl: there is no capture of that name: " + word + "\n[1]\n");
+    EXPECT_EQ(told("info 0xffff01"), "zulctl: several captures begin so: 0xffff01\n[1]\n");
 }
 
 TEST_F(OneCaptureTest, InfoTellsAllThatIsKnown) {
@@ -468,55 +460,54 @@ TEST_F(CleanTest, RemovesWhatWasAskedFor) {
     write("/tmp/start", hourAgo + "ZUL  main start.\n");
     write("/tmp/late", hourAgo + "startWork....\n");
     // The daemon's argument 0; captures with the age of each, and that which it has got since the daemon's
-    // start; what stays of each: its archive, its folder. A clock that was set makes doubtful what is younger than
+    // start; the options; the numbers of those of which the archive or the folder stays. A clock that was set makes doubtful what is younger than
     // the daemon, whatever its name says; the last one tells that by nothing but the time of its last change.
     expectRows(R"(
-- | F 3600, FR 3600, AF 3600, FS 3600 | -f => - F A -
-zuld | LA 7200, LAD 7200, LAS 7200, LA -5, A 7200, F 7200 | -f --unlisted => - A A A A F
-- | LA 7200 | -f => A[1]
-/data/ZUL/zuld.sh | LA 7200 | -f => A[1]
-- | LA 7200, LA 3000 | -f --log=/tmp/start => - A
-- | LA 7200 | -f --log=/tmp/late => A[1]
-/system_ext/bin/zuld | LA 7200, LA 3000 | -f --log=/tmp/start => - A
-zuld | LA 7200, F 7200 | -f --left => A -
-zuld | LA 7200, F 7200 | -f => - -
+- | F 3600, FR 3600, AF 3600, FS 3600 | -f => 2F 3A
+zuld | LA 7200, LAD 7200, LAS 7200, LA -5, A 7200, F 7200 | -f --unlisted => 2A 3A 4A 5A 6F
+- | LA 7200 | -f => 1A [1]
+/data/ZUL/zuld.sh | LA 7200 | -f => 1A [1]
+- | LA 7200, LA 3000 | -f --log=/tmp/start => 2A
+- | LA 7200 | -f --log=/tmp/late => 1A [1]
+/system_ext/bin/zuld | LA 7200, LA 3000 | -f --log=/tmp/start => 2A
+zuld | LA 7200, F 7200 | -f --left => 1A
+zuld | LA 7200, F 7200 | -f =>
 zuld | LA 172800, LA 345600, LA 7200 -1, LA 7200 7200 | -f --unlisted
- => - A A A zulctl: the clock was set back: 1 archive may be known to the daemon, and stay\n
-zuld | LA 172800, LA 345600 | -f --to=0 => - -
-- | LA 4000, LA 3000, FR 5000 | -f --to=17 => A A F[1]
-- | LA 4000, LA 3000, FR 5000 | -f --to=16 => - A F
-- | LA 4000 | -f --to=1K => A[1]
-- | LA 4000, LA 3000 | -f --to=0 --older-than=1h => - A
-- | F 3000, F 4200 | -f --left --older-than=1h => F -
-- | F 60 28 | -f => F zulctl: 1 folder may be about to get a collector: left for the next call\n[1]
-- | F 60 31 | -f => -
+ => 2A 3A 4A zulctl: the clock was set back: 1 archive may be known to the daemon, and stay\n
+zuld | LA 172800, LA 345600 | -f --to=0 =>
+- | LA 4000, LA 3000, FR 5000 | -f --to=17 => 1A 2A 3F [1]
+- | LA 4000, LA 3000, FR 5000 | -f --to=16 => 2A 3F
+- | LA 4000 | -f --to=1K => 1A [1]
+- | LA 4000, LA 3000 | -f --to=0 --older-than=1h => 2A
+- | F 3000, F 4200 | -f --left --older-than=1h => 1F
+- | F 60 28 | -f
+ => 1F zulctl: 1 folder may be about to get a collector: left for the next call\n[1]
+- | F 60 31 | -f =>
 )",
                [this](const std::string& row) {
                    const std::vector<std::string> fields = zul::split(row, " | ");
                    sh("rm -rf data/ZUL/* morvfs/stuck_logo/*");
                    mHistory = "";
+                   mCaptures = 0;
                    mCollectors.clear();
-                   std::vector<std::pair<std::string, std::string>> paths;
+                   std::vector<std::pair<std::string, time_t>> later;
                    for (const std::string& capture : zul::split(fields[1], ", ")) {
                        const std::vector<std::string> words = zul::split(capture, " ");
                        const std::string path = makeOld(words[0], stol(words[1]));
-                       paths.emplace_back(path, words.size() > 2 ? words[2] : "");
+                       const std::string end = exists(path) ? "" : ".zul";
+                       if (words.size() > 2) later.emplace_back(path + end, stol(words[2]));
                    }
                    std::optional<Process> daemon;
                    if (fields[0] != "-") daemon.emplace(fields[0]);
-                   for (const auto& [path, age] : paths) {
-                       if (age.empty()) continue;
-                       touch(path + (exists(path) ? "" : ".zul"), stol(age));
-                   }
+                   for (const auto& [path, age] : later)
+                       touch(path, age);
                    const Result result = run("clean " + fields[2]);
-                   std::string stays;
-                   for (const auto& [path, age] : paths) {
-                       const std::string parts = std::string(exists(path + ".zul") ? "A" : "") +
-                                                 (exists(path + "/inside/file") ? "F" : "");
-                       stays += (stays.empty() ? "" : " ") + (parts.empty() ? "-" : parts);
-                   }
-                   return stays + (result.err.empty() ? "" : " " + result.err) +
-                          (result.status == 1 ? "[1]" : "");
+                   const std::string left =
+                           sh("find data/ZUL morvfs -name '0xffff010*' | "
+                              "sed -E 's/.*010(.)_[^.]*/\\1/; s/^.$/&F/; "
+                              "s/.zul/A/' | sort | tr '\\n' ' '");
+                   const std::string text = left + result.err + (result.status == 1 ? "[1]" : "");
+                   return text.substr(0, text.find_last_not_of(' ') + 1);
                });
 }
 
