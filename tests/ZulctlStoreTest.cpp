@@ -28,7 +28,7 @@ namespace {
 class ListTest : public ZulctlTest {
   protected:
     /** Makes captures: the kinds of each, the end of its tag, the time. */
-    void makeAll(const char* captures) {
+    void makeAll(const std::string& captures) {
         for (const std::string& capture : zul::split(captures, ", ")) {
             const std::vector<std::string> words = zul::split(capture, " ");
             make(words[0], (zul::contains(words[0], "S") ? "0xffffff" : "0xffff01") + words[1],
@@ -51,32 +51,28 @@ class ListTest : public ZulctlTest {
 };
 
 TEST_F(ListTest, HistoryAndDiskNewestFirst) {
-    const std::pair<const char*, const char*> cases[] = {
-            {"LA 01 05:00:00, L 02 05:00:10, LA 03 05:00:20, LF 04 05:00:30, A 05 05:00:15, "
-             "F 06 05:00:05",
-             "05:00:30 left, 05:00:20 present, 05:00:15 unrecorded, 05:00:10 missing, "
-             "05:00:05 left, 05:00:00 present"},
-            // An archive belongs to the last one of its name.
-            {"LA 01 05:00:00, LA 02 05:00:00, L 01 05:00:00, L 03 05:00:01, L 03 05:00:01",
-             "05:00:01 missing, 05:00:01 missing, 05:00:00 present, 05:00:00 present, "
-             "05:00:00 overwritten"},
-            // A folder beside an archive is of the later capture.
-            {"LA 01 05:00:00, L 01 05:00:00, LF 01 05:00:00",
-             "05:00:00 left, 05:00:00 present, 05:00:00 overwritten"},
-            {"LAS 06 05:00:00, AS 06 05:00:01", "05:00:01 unrecorded, 05:00:00 present"},
-            {"", ""},
-            // The clock was set back between the last two.
-            {"A 03 05:30:00, LA 01 06:00:00, LA 02 05:00:00",
-             "05:30:00 unrecorded, 05:00:00 present, 06:00:00 present"},
-    };
-    for (const auto& [captures, expected] : cases) {
-        std::filesystem::remove_all(at("/data/ZUL/0xffff"));
-        std::filesystem::remove_all(at("/morvfs/stuck_logo"));
-        makeFolder("/morvfs/stuck_logo");
-        mHistory = "";
-        makeAll(captures);
-        EXPECT_EQ(states(), expected);
-    }
+    // What has one name belongs to the last one, a folder beside an archive to the later capture; in the last
+    // row the clock was set back between the last two.
+    expectRows(R"(
+LA 01 05:00:00, L 02 05:00:10, LA 03 05:00:20, LF 04 05:00:30, A 05 05:00:15, F 06 05:00:05
+ => 05:00:30 left, 05:00:20 present, 05:00:15 unrecorded, 05:00:10 missing, 05:00:05 left, 05:00:00 present
+LA 01 05:00:00, L 01 05:00:00, L 03 05:00:01, L 03 05:00:01
+ => 05:00:01 missing, 05:00:01 missing, 05:00:00 present, 05:00:00 overwritten
+LA 01 05:00:00, L 01 05:00:00, LF 01 05:00:00
+ => 05:00:00 left, 05:00:00 present, 05:00:00 overwritten
+LAS 06 05:00:00, AS 06 05:00:01 => 05:00:01 unrecorded, 05:00:00 present
+A 03 05:30:00, LA 01 06:00:00, LA 02 05:00:00
+ => 05:30:00 unrecorded, 05:00:00 present, 06:00:00 present
+)",
+               [this](const std::string& captures) {
+                   sh("rm -rf data/ZUL/* morvfs/stuck_logo/*");
+                   mHistory = "";
+                   makeAll(captures);
+                   return states();
+               });
+    // Of one time, by their names.
+    makeAll("A 07 07:00:00, A 08 07:00:00");
+    EXPECT_THAT(told("list -n2 --no-legend"), MatchesRegex(".*0xffff0108 .*\n.*0xffff0107 .*\n"));
 }
 
 TEST_F(ListTest, TakesOnlyWhatWasAskedFor) {
@@ -114,15 +110,25 @@ TEST_F(ListTest, SumsByTag) {
               "0xffff01too_long     1       0      0B  2025-03-04 05:00:00\n"
               "5 captures, 15B on disk\n");
     EXPECT_EQ(told("list --by-tag --json 0xffff0101"),
-              R"({"v":1,"device":"data","tag":"0xffff0101","captures":1,"kept":1,"size":5,)"
-              R"("newest":"2025-03-04 05:00:00"})"
-              "\n");
-    makeFolder("/data/ZUL/0xffffff");
-    for (int i = 0; i < 197; i++)
-        write(kType + nameOf("0xffff0103", i < 100 ? "05:00:00" : "06:00:00", i % 100) + ".zul");
-    EXPECT_THAT(told("list --by-tag"), Not(HasSubstr("more than")));
-    makeAll("A 03 07:00:00");
-    expectCalls({{"list --by-tag", 0, "; 201 archives are more than the 200"}});
+              unwrapped(
+                      R"({"v":1,"device":"data","tag":"0xffff0101","captures":1,"kept":1,"size":5,
+"newest":"2025-03-04 05:00:00"}
+)"));
+    int kept = 3;
+    const auto isTooMany = [&](int wanted) {
+        for (; kept < wanted; kept++) {
+            const std::string hour = std::to_string(10 + kept / 100);
+            write(kType + nameOf("0xffff0103", hour + ":00:00", kept % 100) + ".zul");
+        }
+        return zul::contains(told("list --by-tag"),
+                             "; " + std::to_string(kept) + " archives are more than the ");
+    };
+    EXPECT_FALSE(isTooMany(400));
+    EXPECT_TRUE(isTooMany(401));
+    sh("mkdir data/ZUL/0xffffff; rm data/ZUL/0xffff/0xffff0103*");
+    kept = 3;
+    EXPECT_FALSE(isTooMany(200));
+    EXPECT_TRUE(isTooMany(201));
 }
 
 TEST_F(ListTest, SeveralDevicesAreToldApart) {
@@ -537,6 +543,9 @@ TEST_F(CleanTest, TellsWhatItRemoves) {
                  {"clean -f --json --left", 0,
                   R"({"v":1,"device":"","removed":true,"state":"left","size":7,"path":")" + left +
                           "\"}\n"}});
+    sh("chmod 555 data/ZUL/0xffff");
+    EXPECT_EQ(told("clean -f --no-legend"), "zulctl: not removed: " + forgotten + ".zul\n[3]\n");
+    sh("chmod 755 data/ZUL/0xffff");
     EXPECT_EQ(told("clean -f --no-legend"),
               "removed   unlisted        5B  " + forgotten + ".zul\n");
     EXPECT_EQ(told("clean -f --no-legend"), "[1]\n");
@@ -576,7 +585,6 @@ TEST_F(ZulctlTest, WhereTheFirstProcessIsHiddenAllMayBe) {
     const std::pair<const char*, std::string> files[] = {
             {"1/cmdline", std::string("init\0second\0", 12)},
             {"77/cmdline", "/data/ZUL/x"},
-            {"78/cmdline", ""},
             {"self/cmdline", "not a number"},
             {"82/cmdline", "/system_ext/bin/zuld"},
             {"82/stat", "82 (a) b" + behind + "500 20\n"},

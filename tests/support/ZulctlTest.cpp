@@ -97,6 +97,10 @@ std::string replaceAll(std::string text, const std::string& what, const std::str
     return text;
 }
 
+std::string unwrapped(const std::string& json) {
+    return replaceAll(json, ",\n", ",");
+}
+
 void expectRows(const std::string& table,
                 const std::function<std::string(const std::string&)>& each) {
     const std::string rows = replaceAll(replaceAll(table, "\n =>", " =>"), "=>\n", "=> \n");

@@ -13,6 +13,7 @@ namespace zulctl::test {
 // The matchers that tests speak with.
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -28,6 +29,9 @@ struct Result {
 Result call(const std::vector<std::string>& arguments);
 
 std::string replaceAll(std::string text, const std::string& what, const std::string& by);
+
+/** JSON that is given in lines of a handy length. */
+std::string unwrapped(const std::string& json);
 
 /**
  * Expects `each` to make what is behind " => " of what is before it in each row of a table. A row may go on in the next
