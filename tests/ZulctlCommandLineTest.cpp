@@ -29,7 +29,8 @@ TEST(TextTest, IsSafeForATerminalAndForJson) {
             {"\x7f", "\\x7f", "\":\"\\u007f\""},
             {"\u009b2J", "\\xc2\\x9b2J", "\":\"\\u009b2J\""},
             {"\u202egnp", "\\xe2\\x80\\xaegnp", "\":\"\\u202egnp\""},
-            // No UTF-8: a byte, one cut off, those longer than needed, a surrogate, and what is behind the last.
+            // No UTF-8: a byte, one cut off, those longer than needed, a surrogate, behind the
+            // last.
             {"a\xff", "a\\xff", "_hex\":\"61ff\""},
             {"\xe2\x82", "\\xe2\\x82", "_hex\":\"e282\""},
             {"\xc0\xaf", "\\xc0\\xaf", "_hex\":\"c0af\""},
@@ -154,7 +155,7 @@ int blanksBehind(const std::string& text) {
 }
 
 TEST(OutputTest, ColumnsAreOfATerminalsCells) {
-    // Both ends of each range of characters that are as wide as two, or as none, and what is beside them.
+    // Both ends of each range of wide characters, of those without a cell, and what is beside them.
     EXPECT_EQ(blanksBehind("\u1100\u115f\u2e80\u303e\u3041\ua4cf\uac00\ud7a3\uf900\ufaff"), 20);
     EXPECT_EQ(blanksBehind("\ufe30\ufe6f\uff00\uff60\uffe0\uffe6\U0001f300\U0001f64f"), 24);
     EXPECT_EQ(blanksBehind("\U0001f900\U0001f9ff\U00020000\U0003fffd"), 32);

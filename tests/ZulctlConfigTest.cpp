@@ -11,7 +11,7 @@
 namespace zulctl::test {
 namespace {
 
-/** What a text is told to have: ERROR or warning, RECORD.ITEM, CODE; the next one behind a comma. */
+/** What a text is told to have: ERROR or warning, RECORD.ITEM, CODE; the next one behind ", ". */
 std::string findingsOf(const std::string& text) {
     std::string findings;
     Rules rules;
@@ -103,17 +103,15 @@ b             no     file    b
 c             yes    file    -             a text|more
 3 entries, 2 legal of 3 tags
 )");
-    EXPECT_THAT(
-            told("--json config show"),
-            HasSubstr(unwrapped(
-                    R"({"v":1,"device":"data","kind":"entry","tag":"0xffff0404","enable":"1","pkgname":"com.a",
-"flag":"0x400001","cmds":"ps","paths":";/a\u001b"}
+    EXPECT_THAT(told("--json config show"),
+                HasSubstr(unwrapped(
+                        R"({"v":1,"device":"data","kind":"entry","tag":"0xffff0404","enable":"1",
+"pkgname":"com.a","flag":"0x400001","cmds":"ps","paths":";/a\u001b"}
 )")));
-    EXPECT_THAT(
-            told("--json config show"),
-            HasSubstr(unwrapped(
-                    R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,"from":"file","entry":"b",
-"text":""})")));
+    EXPECT_THAT(told("--json config show"),
+                HasSubstr(unwrapped(
+                        R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,
+"from":"file","entry":"b","text":""})")));
     // A user build's store has folders of user tags, and its tag file does not count.
     makeFolder("/data/ZUL/0xffffff");
     store("", "c|\n");
@@ -258,11 +256,11 @@ TEST_F(ConfigCommandTest, MatchTellsWhatTheEntryAdds) {
   mask +   0x4 FLAG_ZUL_PROC_MEM
   text +   ;/a#ps
 )");
-    EXPECT_EQ(
-            run("--json config match 0xffff0401 p").out,
-            unwrapped(
-                    R"({"v":1,"device":"data","tag":"0xffff0401","outcome":"passes","legal":true,"refused":false,
-"entry":"0xffff04","package":"p","pkgname":"","adds_flag":"0x4","adds_text":";/a#ps"}
+    EXPECT_EQ(run("--json config match 0xffff0401 p").out,
+              unwrapped(
+                      R"({"v":1,"device":"data","tag":"0xffff0401","outcome":"passes","legal":true,
+"refused":false,"entry":"0xffff04","package":"p","pkgname":"",
+"adds_flag":"0x4","adds_text":";/a#ps"}
 )"));
     EXPECT_THAT(call({"config", "match", "0xffff0401", "--with=" + at("/data/ZUL/config")}).out,
                 HasSubstr("passes; whether its tag is legal is not known"));
@@ -297,11 +295,11 @@ user vocabulary: no name for 0x1
                  {"mask 18446744073709551616", 1, "0x0 "},
                  {"mask -- -9223372036854775809", 1, "0x0 "},
                  {"mask 12a", 1, "0x0 "}});
-    EXPECT_EQ(
-            told("--json mask 0x40000001"),
-            unwrapped(
-                    R"({"v":1,"device":"","vocabulary":"full","mask":"0x40000001","decimal":1073741825,
-"names":["FLAG_ZUL_BINDER","FLAG_ZUL_DISPLAY"],"aliases":[],"unnamed":"0x0","unknown":[]}
+    EXPECT_EQ(told("--json mask 0x40000001"),
+              unwrapped(
+                      R"({"v":1,"device":"","vocabulary":"full","mask":"0x40000001",
+"decimal":1073741825,"names":["FLAG_ZUL_BINDER","FLAG_ZUL_DISPLAY"],
+"aliases":[],"unnamed":"0x0","unknown":[]}
 {"v":1,"device":"","vocabulary":"user","mask":"0x40000001","decimal":1073741825,
 "names":[],"aliases":[],"unnamed":"0x40000001","unknown":[]}
 )"));

@@ -38,8 +38,8 @@ TEST(LogPatternsTest, AreThoseOfTheReference) {
 }
 
 TEST(LogPatternsTest, MessagesHaveFields) {
-    // Of a priority and a message, the format, a colon, and the fields in brackets. $L is as much of a
-    // text as the platform's log takes behind "Illegal ZUL TAG ".
+    // Of a priority and a message, the format, a colon, and the fields in brackets. $L is one byte
+    // less than the platform's log takes behind "Illegal ZUL TAG ".
     expectRows(R"(
 D startWork.... => startWork...:
 E *** fork fail => *** fork fai:
@@ -54,8 +54,8 @@ E /a;/b copy to /c failed. => %s copy to %:[/a;/b][/c]
 D Illegal ZUL TAG a Illegal ZUL TAG b,break => Illegal ZUL :[a Illegal ZUL TAG b]
 E tag too long for a capture folder: a copy to b failed. => tag too long:[a copy to b failed.]
 I startZul extraInfo = Illegal ZUL TAG a,break => %s extraInfo:[startZul][Illegal ZUL TAG a,break]
-I s sceneType===a, flag = 0x1; mZulCmd = b flag = c; extraInfo = d; mEventType = e; mEventSubType = f
- => %s sceneType:[s][a][1][b flag = c][d][e][f]
+I s sceneType===a, flag = 0x1; mZulCmd = flag = c; extraInfo = d; mEventType = e; mEventSubType = f
+ => %s sceneType:[s][a][1][flag = c][d][e][f]
 E unknow special scene type:\xff => unknow speci:[\xff]
 D sceneFlag===-1, mPid===7 => sceneFlag===:[-1][7]
 D Illegal ZUL TAG $La => Illegal ZUL :[$La]
@@ -140,8 +140,8 @@ TEST(LogFileTest, HeadersAreRead) {
 }
 
 TEST(LogFileTest, YearsAreThoseOfTheCapturesAndGoOn) {
-    // Days, with the names of folders, in a log of 2026-01-02. The clock may be a little ahead of that; $N is too far
-    // ahead to be seen before, and counts from there on.
+    // Days, with the names of folders, in a log of 2026-01-02, of which the clock may be a little
+    // ahead. What is behind $N is too far ahead to be seen before, and counts from there on.
     expectRows(R"(
 12-31 01-01 12-31 01-01 => 2025 2026 2025 2026
 02-01 07-15 01-10 => 2025 2025 2026
@@ -187,7 +187,7 @@ x/ZUL_DEBUG: x\n => logcat -v raw, or no log
 }
 
 TEST(LogFileTest, BrokenLinesLoseNothingElse) {
-    // In both texts @ is the header of a line, $S a long text and $L the longest that one has room for.
+    // On both sides @ is the header of a line, $S a long text and $L the longest one for a line.
     expectRows(R"(
 @Illegal ZUL TAG a\n\nb,break\n => @? Illegal ZUL TAG a\n@? \n@b,break
 @Illegal ZUL TAG a\n@b,break\n => @? Illegal ZUL TAG a\n@b,break
@@ -250,7 +250,7 @@ std::vector<Event> eventsOf(const std::string& log, bool keepLines = false) {
     return all;
 }
 
-/** TAG OUTCOME, and where it is not the usual one, : REASON (DETAIL); the next one behind a semicolon. */
+/** TAG OUTCOME, and unless it is the usual one, : REASON (DETAIL); the next one behind "; ". */
 std::string describe(const std::vector<Event>& events) {
     std::string text;
     for (const Event& event : events) {
@@ -273,8 +273,8 @@ lookUp > describe > noCopy > copyFailed => a refused: vendor database not copied
 begin > noCopy => a passed; a nameless under-way: vendor database not copied (/db)
 lookUp > describe > prepare > noCopy
  => a unknown; a nameless under-way: vendor database not copied (/db)
-begin 0xffffffff > D remoteConfig.tag = a  > D remoteConfig.flag = 4  > D remoteConfig.tag = b  > begin
- => 0xffffffff updated (a, b); a passed
+begin 0xffffffff > D remoteConfig.tag = a  > D remoteConfig.flag = 4  > D remoteConfig.tag = b 
+ => 0xffffffff updated (a, b)
 restart > 8/8 D remoteConfig.tag = a  =>
 start > begin 0xffff1001 => 0xffff1001 marked
 start > begin 0xffff1003 > collect > end => 0xffff1003 marked
@@ -433,7 +433,8 @@ L started > end => captured gone since: pruned, or removed
 FL started > end => failed collector made no archive
 AFL started > end => failed collector made no archive
 AFLL started > end > started > end => captured; failed collector made no archive
-FLL started > end > started > end => failed collector made no archive; failed collector made no archive
+FLL started > end > started > end
+ => failed collector made no archive; failed collector made no archive
 A started > end => captured
 AL started > started > end => captured; captured
 FL started > begin => killed collector did not end by itself; under-way

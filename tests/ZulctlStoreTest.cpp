@@ -51,11 +51,11 @@ class ListTest : public ZulctlTest {
 };
 
 TEST_F(ListTest, HistoryAndDiskNewestFirst) {
-    // What has one name belongs to the last one, a folder beside an archive to the later capture; in the last
-    // row the clock was set back between the last two.
+    // An archive belongs to the last capture of its name, a folder beside it to the later one. In
+    // the last row the clock was set back.
     expectRows(R"(
-LA 01 05:00:00, L 02 05:00:10, LA 03 05:00:20, LF 04 05:00:30, A 05 05:00:15, F 06 05:00:05
- => 05:00:30 left, 05:00:20 present, 05:00:15 unrecorded, 05:00:10 missing, 05:00:05 left, 05:00:00 present
+LA 01 05:00:00, L 02 05:00:10, LA 03 05:00:20, A 05 05:00:15, F 06 05:00:05
+ => 05:00:20 present, 05:00:15 unrecorded, 05:00:10 missing, 05:00:05 left, 05:00:00 present
 LA 01 05:00:00, L 01 05:00:00, L 03 05:00:01, L 03 05:00:01
  => 05:00:01 missing, 05:00:01 missing, 05:00:00 present, 05:00:00 overwritten
 LA 01 05:00:00, L 01 05:00:00, LF 01 05:00:00
@@ -363,6 +363,7 @@ TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     // What is there already is not replaced, and nothing is made in vain.
     expectCalls({{"export 0xffff0101 -o @/out.tar", 3, "", "File exists"},
                  {"export 0xffff0102 -o @/missing.tar", 1, "", "is missing"},
+                 {"export 0xffff0109 -o @/missing.tar", 1, "", "no capture of that name"},
                  {"export 0xffff0101 -o @/nowhere/out.tar", 3, "", "No such file"}});
     EXPECT_FALSE(exists("/missing.tar"));
 }
@@ -380,11 +381,11 @@ TEST_F(OneCaptureTest, WhatCannotBeWrittenWholeGoes) {
 }
 
 TEST_F(OneCaptureTest, UnpacksNothingButWhatIsBelow) {
-    EXPECT_EQ(
-            sh(R"(mkdir -p f/data/ZUL && touch f/data/ZUL/zul_history f/x outside && ln -s /etc f/link
+    EXPECT_EQ(sh(R"(mkdir -p f/data/ZUL && touch f/data/ZUL/zul_history f/x outside
+ln -s /etc f/link
 tar -cPf bad.tar f ../$(basename @)/outside @/outside && rm outside
 head -c 700 bad.tar >cut.tar && head -c 600 /dev/zero | tr '\0' x >no.tar)"),
-            "");
+              "");
     expectCalls({{"--root=@/bad.tar list", 1, "0 captures"},
                  {"--root=@/cut.tar list", 3, "0 captures", "no archive of zulctl export"},
                  {"--root=@/no.tar list", 3, "0 captures", "no archive of zulctl export"}});
@@ -465,9 +466,11 @@ TEST_F(CleanTest, RemovesWhatWasAskedFor) {
     const std::string hourAgo = ago(3600).substr(5) + ".000 5 5 D ZUL_DEBUG: ";
     write("/tmp/start", hourAgo + "ZUL  main start.\n");
     write("/tmp/late", hourAgo + "startWork....\n");
-    // The daemon's argument 0; captures with the age of each, and that which it has got since the daemon's
-    // start; the options; the numbers of those of which the archive or the folder stays. A clock that was set makes doubtful what is younger than
-    // the daemon, whatever its name says; the last one tells that by nothing but the time of its last change.
+    // The daemon's argument 0, or none; the kinds and ages of captures, and behind them the age
+    // that each has got since the daemon's start; the options. Then the numbers of those that stay,
+    // with A for an archive and F for a folder. A clock that was set makes doubtful what is younger
+    // than the daemon, whatever its name says: the last one of four tells so by its last change
+    // alone.
     expectRows(R"(
 - | F 3600, FR 3600, AF 3600, FS 3600 | -f => 2F 3A
 zuld | LA 7200, LAD 7200, LAS 7200, LA -5, A 7200, F 7200 | -f --unlisted => 2A 3A 4A 5A 6F
@@ -584,7 +587,7 @@ TEST_F(ZulctlTest, WhereTheFirstProcessIsHiddenAllMayBe) {
     const std::string behind = ") S 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 ";
     const std::pair<const char*, std::string> files[] = {
             {"1/cmdline", std::string("init\0second\0", 12)},
-            {"77/cmdline", "/data/ZUL/x"},
+            {"9/cmdline", "/data/ZUL/x"},
             {"self/cmdline", "not a number"},
             {"82/cmdline", "/system_ext/bin/zuld"},
             {"82/stat", "82 (a) b" + behind + "500 20\n"},

@@ -34,22 +34,22 @@ std::string replaceAll(std::string text, const std::string& what, const std::str
 std::string unwrapped(const std::string& json);
 
 /**
- * Expects `each` to make what is behind " => " of what is before it in each row of a table. A row may go on in the next
- * line, with a blank before the arrow; "\n" and "\xHH" stand for bytes.
+ * A table, a row a line: `each` is to make of what stands before " => " what stands behind it. A
+ * row may go on in the next line, with a blank before the arrow; "\n" and "\xHH" stand for bytes.
  */
 void expectRows(const std::string& table,
                 const std::function<std::string(const std::string&)>& each);
 
 /** Where captures of the tests' tags are. */
 inline constexpr char kType[] = "/data/ZUL/0xffff/";
-/** 0xffff0101_2025_03_04_05_06_07_N for that tag and time, as YYYY-MM-DD HH:MM:SS or as HH:MM:SS of one day. */
+/** TAG_2025_03_04_05_06_07_N for a time as YYYY-MM-DD HH:MM:SS, or as HH:MM:SS of that day. */
 std::string nameOf(const std::string& tag, const std::string& time, int number = 0);
 
 /**
- * The log of a story, 10 ms a message from 03-04 05:06:07 on, as the desktop's layer writes it: with a
- * header for each row of a message. Its parts, with " > " between, are messages "PROCESS/THREAD PRIORITY TEXT",
- * which 5/6 says where they name nobody, or "WORD TAG PROCESS/THREAD" for what the daemon says of an event:
- * begin, capture and so on. `tag` is that of words without one.
+ * The log of a story as the desktop's layer writes it, 10 ms a message from 03-04 05:06:07 on, with
+ * a header for each row of one. Its parts have " > " between them: "PROCESS/THREAD PRIORITY TEXT",
+ * which 5/6 says where they name nobody, or "WORD TAG PROCESS/THREAD" for what the daemon says of
+ * an event, `tag` where there is none.
  */
 std::string makeLog(const std::string& story, const std::string& tag = "0xffff01");
 
@@ -63,7 +63,7 @@ struct CallCase {
     std::string err = "";
 };
 
-/** A device's /data and /morvfs, empty at first: a copy in a folder of its own, or those of the box. */
+/** A device's /data and /morvfs, empty at first: a copy in a folder of its own, or the box's. */
 class ZulctlTest : public testing::Test {
   protected:
     ZulctlTest();
@@ -73,11 +73,11 @@ class ZulctlTest : public testing::Test {
 
     /** What a command line as in a CallCase comes to. */
     Result run(const std::string& line) const;
-    /** Both outputs, and behind them the status in brackets, but for 0; the device's root is @ in them too. */
+    /** Both outputs, with @ for the device's root; behind them the status in brackets unless 0. */
     std::string told(const std::string& line) const;
     void expectCalls(const std::vector<CallCase>& cases) const;
 
-    /** What a shell in the device's root, which is @, prints to its output; behind FAILED where it fails. */
+    /** What a shell in the device's root, which is @, prints; behind FAILED where it fails. */
     std::string sh(const std::string& command) const;
 
     /** Where a path of the device is in the copy. */
@@ -87,11 +87,12 @@ class ZulctlTest : public testing::Test {
     void makeFolder(const std::string& path) const;
     bool exists(const std::string& path) const;
     /**
-     * Makes a capture with L, A and F for its line, archive and folder, in the folder of its type, with
-     * D in /data/ZUL itself and with S beside. The path of its folder.
+     * Makes a capture with L, A and F for its line, archive and folder, in the folder of its type,
+     * with D in /data/ZUL itself and with S beside. The path of its folder.
      */
     std::string make(const std::string& kinds, const std::string& tag, const std::string& time);
 
+    /** The lines that make() has given the history. */
     std::string mHistory;
     const std::string mRoot;
 };
