@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include "base/Text.h"
+#include "tests/support/Files.h"
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/Command.h"
 #include "zulctl/Output.h"
@@ -166,10 +166,7 @@ TEST(OutputTest, ColumnsAreOfATerminalsCells) {
               30);
 }
 
-std::string readManual() {
-    std::ifstream file("/src/docs/man/zulctl.1");
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+constexpr char kManual[] = "/src/docs/man/zulctl.1";
 
 size_t countOf(const std::string& text, const std::string& part) {
     return zul::split(text + "|", part).size() - 1;
@@ -177,7 +174,7 @@ size_t countOf(const std::string& text, const std::string& part) {
 
 TEST(ManualTest, HasTheCommandsAndOptionsThatThereAre) {
     // Options of all commands stand before the first one, and those of a command behind its name.
-    const std::vector<std::string> parts = zul::split(readManual(), "\n.It Cm ");
+    const std::vector<std::string> parts = zul::split(zul::test::readFile(kManual), "\n.It Cm ");
     ASSERT_EQ(parts.size() - 1, commands().size() + 2) << "mask has three forms";
     size_t options = 0;
     const auto expectOptions = [&](const std::string& start, std::span<const Option> wanted) {
@@ -195,13 +192,13 @@ TEST(ManualTest, HasTheCommandsAndOptionsThatThereAre) {
     expectOptions(".", globalOptions());
     for (const Command* command : commands())
         expectOptions(command->name, command->options);
-    EXPECT_EQ(countOf(readManual(), "\n.It Fl "), options);
+    EXPECT_EQ(countOf(zul::test::readFile(kManual), "\n.It Fl "), options);
 }
 
 TEST(ManualTest, TellsEveryOutcome) {
     for (int i = 0; i <= static_cast<int>(Outcome::INTERRUPTED); i++) {
         const std::string name = outcomeName(static_cast<Outcome>(i));
-        EXPECT_EQ(countOf(readManual(), "\n.It " + name + "\n"), 1u) << name;
+        EXPECT_EQ(countOf(zul::test::readFile(kManual), "\n.It " + name + "\n"), 1u) << name;
     }
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <algorithm>
-#include <filesystem>
 
 #include "base/Text.h"
 #include "tests/support/ZulctlTest.h"
@@ -113,7 +112,7 @@ c             yes    file    -             a text|more
                         R"({"v":1,"device":"data","kind":"tag","tag":"b","legal":false,
 "from":"file","entry":"b","text":""})")));
     // A user build's store has folders of user tags, and its tag file does not count.
-    makeFolder("/data/ZUL/0xffffff");
+    sh("mkdir data/ZUL/0xffffff");
     store("", "c|\n");
     const std::string user = told("--no-legend config show");
     EXPECT_EQ(std::count(user.begin(), user.end(), '\n'), 257);
@@ -127,8 +126,7 @@ TEST_F(ConfigCommandTest, TellsWhenThereIsNothingToShow) {
               "zulctl: @/nowhere: No such file or directory\n[3]\n");
     store("cmds:x tag");
     expectCalls({{"config show", 0, "tag x", "see config check"}});
-    std::filesystem::remove(at("/data/ZUL/config"));
-    makeFolder("/data/ZUL/config");
+    sh("rm data/ZUL/config; mkdir data/ZUL/config");
     expectCalls({{"config show", 3, none, "/data/ZUL/config: "}});
 }
 

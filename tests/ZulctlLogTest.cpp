@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "base/Text.h"
+#include "tests/support/Files.h"
 #include "tests/support/LogText.h"
 #include "tests/support/ZulctlTest.h"
 #include "zulctl/WallTime.h"
@@ -20,9 +18,7 @@ namespace zulctl::test {
 namespace {
 
 TEST(LogPatternsTest, AreThoseOfTheReference) {
-    std::stringstream reference;
-    reference << std::ifstream("/src/docs/REFERENCE.md").rdbuf();
-    const std::string text = reference.str();
+    const std::string text = zul::test::readFile("/src/docs/REFERENCE.md");
     size_t at = 0;
     for (const LogPattern& pattern : logPatterns()) {
         const std::string format = replaceAll(std::string(pattern.format), "\n", "\\n");
@@ -451,8 +447,7 @@ AL started > notExecuted > end
 - begin > prepare > work > begin => unknown lines are missing; under-way
 )",
                [&](const std::string& row) {
-                   std::filesystem::remove_all(at("/data"));
-                   makeFolder("/data/ZUL");
+                   sh("rm -rf data/ZUL/*");
                    mHistory = "";
                    for (const char kind : row.substr(0, row.find(' ')))
                        make({kind}, "0xffff01", "05:06:07");

@@ -6,10 +6,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <map>
 
 #include "base/Text.h"
+#include "tests/support/Files.h"
 #include "zulctl/Command.h"
 
 namespace zulctl::test {
@@ -183,7 +183,7 @@ std::string ZulctlTest::sh(const std::string& command) const {
 
 void ZulctlTest::write(const std::string& path, const std::string& text) const {
     makeFolder(path.substr(0, path.rfind('/')));
-    std::ofstream(at(path), std::ios::binary) << text;
+    zul::test::writeFile(at(path), text);
 }
 
 void ZulctlTest::makeFolder(const std::string& path) const {
@@ -191,9 +191,7 @@ void ZulctlTest::makeFolder(const std::string& path) const {
 }
 
 bool ZulctlTest::exists(const std::string& path) const {
-    std::error_code error;
-    return std::filesystem::symlink_status(at(path), error).type() !=
-           std::filesystem::file_type::not_found;
+    return zul::test::exists(at(path));
 }
 
 std::string ZulctlTest::make(const std::string& kinds, const std::string& tag,
