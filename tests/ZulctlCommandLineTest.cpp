@@ -59,6 +59,8 @@ TEST(WallTimeTest, ReadsWhatTheDaemonWritesAndNothingElse) {
     EXPECT_EQ(parseRecordTime("2024-02-29 23:59:59"), 1709251199);
     EXPECT_EQ(parseNameTime("2024_02_29_23_59_59"), 1709251199);
     EXPECT_EQ(formatWallTime(1709251200), "2024-03-01 00:00:00");
+    EXPECT_EQ(formatDuration(59) + " " + formatDuration(60), "59s 1m00s");
+    EXPECT_EQ(formatDuration(3599) + " " + formatDuration(3720), "59m59s 1h02m");
     for (const char* text : {"", "2024-02-29", "2024-02-29 23:59:5", "2024-02-29 23:59:599",
                              "2024-02-29_23:59:59", "2024-13-01 00:00:00", "2024-00-01 00:00:00",
                              "2024-01-32 00:00:00", "2024-01-01 24:00:00", "2024-01-01 00:60:00",

@@ -167,6 +167,9 @@ TEST_F(ListTest, EveryCopyOfAStoreWillDo) {
     sh("chmod 755 data/ZUL/0xffff; mv morvfs/stuck_logo outside; ln -s @/outside "
        "morvfs/stuck_logo");
     expectCalls({{"list", 3, "1 capture, ", "/morvfs/stuck_logo/: Not a directory\n"}});
+    EXPECT_EQ(told("--root=@/data/ZUL/zul_history --no-legend list"),
+              "zulctl: @/data/ZUL/zul_history: no archive of zulctl export\n"
+              "zulctl: @/data/ZUL/zul_history: Not a directory\n[3]\n");
     EXPECT_EQ(told("--root=@/morvfs --no-legend list"),
               "zulctl: @/morvfs: no copy of /data or of /data/ZUL\n[3]\n");
 }
