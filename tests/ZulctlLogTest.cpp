@@ -325,16 +325,15 @@ TEST(EventsTest, CollectorsAreToldApartByMaskAndProcess) {
 }
 
 TEST(EventsTest, MemoryIsBoundedByWhatIsUnderWay) {
+    constexpr int kMost = Events::kMostOpen;
     std::string story;
-    for (size_t thread = 2 * Events::kMostOpen; thread > 0; thread--)
+    for (int thread = 2 * kMost; thread > 0; thread--)
         story += "begin - 5/" + std::to_string(thread) + " > ";
-    // Those longest silent are given up, as many as there is no room for; at the end all the rest.
     const auto events = eventsOf(makeLog(story));
-    ASSERT_THAT(events, SizeIs(2 * Events::kMostOpen));
-    for (size_t i = 0; i < Events::kMostOpen; i++) {
-        EXPECT_EQ(static_cast<size_t>(events[i].thread), 2 * Events::kMostOpen - i);
-        EXPECT_EQ(static_cast<size_t>(events[Events::kMostOpen + i].thread), i + 1);
-    }
+    ASSERT_THAT(events, SizeIs(2 * kMost));
+    // Those longest silent are given up, as many as there is no room for; at the end all the rest.
+    for (int i = 0; i < 2 * kMost; i++)
+        EXPECT_EQ(events[i].thread, i < kMost ? 2 * kMost - i : i - kMost + 1);
 
     story = "begin";
     for (size_t i = 0; i < Events::kMostLines + 10; i++)
@@ -468,8 +467,7 @@ TEST_F(ZulctlTest, EventsOfSeveralDevicesAndTimes) {
     write("/one/ZUL/zul_history");
     write("/two/ZUL/zul_history");
     write("/log", makeLog("begin a > refused a > begin b > otherPackage"));
-    const std::string one =
-            "--root=" + at("/one") + " --log=" + at("/log") + " events --no-legend ";
+    const std::string one = "--root=@/one --log=@/log events --no-legend ";
     const std::pair<const char*, const char*> cases[] = {
             {"", "ab"},          {"-n1", "b"},           {"-n0", ""},          {"-gcom.x", "b"},
             {"-glegal", "a"},    {"-gcom.y", ""},        {"a b", "ab"},        {"b", "b"},
@@ -477,7 +475,7 @@ TEST_F(ZulctlTest, EventsOfSeveralDevicesAndTimes) {
     };
     for (const auto& [options, expected] : cases) {
         std::string tags;
-        for (const std::string& line : zul::split(call(zul::split(one + options, " ")).out, "\n"))
+        for (const std::string& line : zul::split(run(one + options).out, "\n"))
             tags += line.substr(line.find("refused") + 14, 1);
         EXPECT_EQ(tags, expected) << options;
     }
