@@ -269,7 +269,7 @@ lookUp > describe > noCopy > copyFailed => a refused: vendor database not copied
 begin > noCopy => a passed; a nameless under-way: vendor database not copied (/db)
 lookUp > describe > prepare > noCopy
  => a unknown; a nameless under-way: vendor database not copied (/db)
-begin 0xffffffff > D remoteConfig.tag = a  > D remoteConfig.flag = 4  > D remoteConfig.tag = b 
+begin 0xffffffff > D remoteConfig.tag = a  > D remoteConfig.flag = 4  > D remoteConfig.tag = b\x20
  => 0xffffffff updated (a, b)
 restart > 8/8 D remoteConfig.tag = a  =>
 start > begin 0xffff1001 => 0xffff1001 marked
