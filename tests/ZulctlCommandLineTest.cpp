@@ -35,6 +35,7 @@ TEST(TextTest, IsSafeForATerminalAndForJson) {
             {"\xe2\x82", "\\xe2\\x82", "_hex\":\"e282\""},
             {"\xc0\xaf", "\\xc0\\xaf", "_hex\":\"c0af\""},
             {"\xe0\x81\x9c", "\\xe0\\x81\\x9c", "_hex\":\"e0819c\""},
+            {"\xf0\x8f\xbf\xbf", "\\xf0\\x8f\\xbf\\xbf", "_hex\":\"f08fbfbf\""},
             {"\xed\xa0\x80", "\\xed\\xa0\\x80", "_hex\":\"eda080\""},
             {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80", "_hex\":\"f4908080\""},
     };
