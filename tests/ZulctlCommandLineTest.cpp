@@ -144,6 +144,12 @@ TEST_F(DeviceTest, RightOnesAreTakenInAllTheirForms) {
     });
 }
 
+TEST(OutputTest, TellsWhenNobodyCanReadIt) {
+    FILE* full = fopen("/dev/full", "w");
+    EXPECT_EQ(zulctl::run({"zulctl", "mask"}, full, full), Status::PARTLY);
+    fclose(full);
+}
+
 /** The number of blanks behind a text in a column of 40 cells. */
 int blanksBehind(const std::string& text) {
     char* line = nullptr;

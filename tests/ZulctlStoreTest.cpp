@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -409,6 +410,7 @@ TEST_F(OneCaptureTest, ExportsUnderLongNames) {
     const zul::ScopedFd source(open(at("/log").c_str(), O_RDONLY));
     const zul::ScopedFd sink(open("/dev/null", O_WRONLY));
     EXPECT_FALSE(TarWriter(sink.get(), 0).addFile("name", source.get(), 1 << 20));
+    EXPECT_EQ(errno, 0);
 }
 
 /** A process with this as its argument 0, for as long as this object. */
