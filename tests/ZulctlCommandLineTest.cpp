@@ -137,6 +137,7 @@ TEST_F(DeviceTest, RightOnesAreTakenInAllTheirForms) {
             {"events -h", 0, "  -f, --follow                go on"},
             {"config --help", 0, "a copy.\n\n  config show "},
             {"help config match", 0, "config match [OPTION...] TAG [PACKAGE]"},
+            {"help mask", 0, "short: anr, log."},
             {"--version", 0, "--json is of version 1"},
             {"mask 1 --json", 0, "{\"v\":1"},
             {"mask -- -1", 0, "FLAG_ZUL_"},

@@ -414,7 +414,10 @@ TEST(EventsCommandTest, ShowsTheRestOfALogThatIsPartlyUnreadable) {
     EXPECT_EQ(torn.status, 3);
     EXPECT_EQ(torn.err, "zulctl: torn lines in the log: 1\n");
     EXPECT_THAT(torn.out, HasSubstr("collected"));
-    EXPECT_EQ(callEvents("D/ZUL_DEBUG( 1): x\n", {"--no-legend"}).status, 3);
+    const Result brief = callEvents("D/ZUL_DEBUG( 1): x\n", {});
+    EXPECT_EQ(brief.status, 3);
+    EXPECT_THAT(brief.err, HasSubstr(": looks like logcat -v brief, without times; a log as it is "
+                                     "needed comes from logcat -d -v threadtime -s ZUL_DEBUG\n"));
     EXPECT_EQ(call({"events"}).status, 2);
 }
 
