@@ -313,6 +313,7 @@ text        a text
     for (const char* time : {".010", ".020", ".030", ".040", ".050", ".060", ".070"})
         quick = replaceAll(quick, time, ".000");
     write("/quick", quick);
+    write("/failed", makeLog("started > notExecuted > end", "0xffff0101"));
     // The one before it had the same name.
     write("/data/ZUL/zul_history", mLine + mLine);
     EXPECT_EQ(told("--log=@/log --no-legend list"),
@@ -320,6 +321,8 @@ text        a text
               "2025-03-04 05:06:07  0xffff0101  overwritten      -         -   0\n");
     expectCalls(
             {{"--log=@/quick list", 0, "present         5B    0.000s   0"},
+             {"--log=@/failed info 0xffff0101", 0,
+              "no-collector, collector cannot be executed: No such file or directory\n"},
              {"--log=@/log list --json --state=present", 0, R"("took_ms":70,"took_from":"log")"},
              {"--log=@/log list --json --state=overwritten", 0,
               R"("took_ms":null,"took_from":null)"}});
