@@ -367,9 +367,10 @@ TEST_F(OneCaptureTest, ExportPacksItWithAllThatIsKnown) {
     // What is there already is not replaced, and nothing is made in vain.
     expectCalls({{"export 0xffff0101 -o @/out.tar", 3, "", "File exists"},
                  {"export 0xffff0102 -o @/missing.tar", 1, "", "is missing"},
-                 {"export 0xffff0109 -o -", 1, "", "no capture of that name"},
                  {"export 0xffff0101 -o @/nowhere/out.tar", 3, "", "No such file"}});
     EXPECT_FALSE(exists("/missing.tar"));
+    EXPECT_EQ(told("export 0xffff0109 -o -"),
+              "zulctl: there is no capture of that name: 0xffff0109\n[1]\n");
 }
 
 TEST_F(OneCaptureTest, WhatCannotBeWrittenWholeGoes) {
