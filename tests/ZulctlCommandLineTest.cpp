@@ -165,15 +165,11 @@ int blanksBehind(const std::string& text) {
 }
 
 TEST(OutputTest, ColumnsAreOfATerminalsCells) {
-    // Both ends of each range of wide characters, of those without a cell, and what is beside them.
-    EXPECT_EQ(blanksBehind("\u1100\u115f\u2e80\u303e\u3041\ua4cf\uac00\ud7a3\uf900\ufaff"), 20);
-    EXPECT_EQ(blanksBehind("\ufe30\ufe6f\uff00\uff60\uffe0\uffe6\U0001f300\U0001f64f"), 24);
-    EXPECT_EQ(blanksBehind("\U0001f900\U0001f9ff\U00020000\U0003fffd"), 32);
-    EXPECT_EQ(blanksBehind("\u0300\u036f\u200b\u200d\ufe00\ufe0f"), 40);
-    EXPECT_EQ(blanksBehind("\u02ff\u0370\u200a\u10ff\u1160\u2e7f\u303f\u3040\ua4d0\uabff\ud7a4"),
-              29);
-    EXPECT_EQ(blanksBehind("\uf8ff\ufb00\ufe10\ufe2f\ufe70\uff61\uffdf\uffe7\U0001f2ff\U0001f650"),
-              30);
+    // Wide ones, those without a cell, others, and one that no C library knows.
+    EXPECT_EQ(blanksBehind("\u1100\u4e00\uac00\uff01\U0001f600\U00020000"), 28);
+    EXPECT_EQ(blanksBehind("\u0300\u200b\ufe0f"), 40);
+    EXPECT_EQ(blanksBehind("\u00e9\u0416\u2713\uff71"), 36);
+    EXPECT_EQ(blanksBehind("\U0003fffd"), 39);
 }
 
 constexpr char kManual[] = "/src/docs/man/zulctl.1";

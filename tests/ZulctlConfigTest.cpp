@@ -51,6 +51,7 @@ TEST(FindingTest, AreWhatATextDoesOtherThanItSeemsTo) {
             {"tag:0xffff0401,enable:1|tag:0xffff04,enable:0", "ERROR 2.0 replaces-other"},
             {"tag:0xffff0401,enable:1|tag:0xffff0401,enable:0", ""},
             {"tag:0xffff04,cmds:a|tag:0xffff0401,cmds:b", "ERROR 2.0 never-used"},
+            {"tag:0401,cmds:a|tag:0xffff0401,cmds:b", "ERROR 2.0 never-used"},
             // Nothing is lost.
             {"tag:0xffff04,cmds:a|tag:0xffff0401,enable:1", ""},
             {"tag:0xffffffff,enable:0", "ERROR 0.0 locks-updates-out"},

@@ -441,7 +441,7 @@ class Process {
 };
 
 std::string ago(time_t age) {
-    return formatWallTime(wallTimeNow() - age);
+    return formatWallTime(wallTime(time(nullptr)) - age);
 }
 
 void touch(const std::string& path, time_t age) {

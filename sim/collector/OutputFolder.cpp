@@ -12,7 +12,8 @@ OutputFolder::OutputFolder(const std::string& path)
       : mFd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
 
 bool OutputFolder::isEmpty() const {
-    return zul::forEachEntry(zul::openInner(mFd.get(), "."), [](int, const dirent&) { return false; });
+    return zul::forEachEntry(zul::openInner(mFd.get(), "."),
+                             [](int, const dirent&) { return false; });
 }
 
 void OutputFolder::add(const std::string& name, std::string_view text) const {

@@ -215,8 +215,10 @@ void Checker::checkOrder() {
         const bool acts = mOrigins[i].first != 0 && (entry.flag != 0 || !entry.pkgname.empty() ||
                                                      !entry.cmds.empty() || !entry.paths.empty());
         for (const size_t length : lengths) {
+            // The same tag again is an entry that was replaced with this one.
+            if (length >= tag.size()) break;
             bool hidden = false;
-            for (size_t at = 0; acts && !hidden && at + length < tag.size(); at++) {
+            for (size_t at = 0; acts && !hidden && at + length <= tag.size(); at++) {
                 const auto found = earlier.find(tag.substr(at, length));
                 if (found == earlier.end()) continue;
                 hidden = true;
